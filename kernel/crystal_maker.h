@@ -1,0 +1,121 @@
+#ifndef XTALMOTIF_KERNEL_CRYSTAL_MAKER_H
+#define XTALMOTIF_KERNEL_CRYSTAL_MAKER_H
+
+#include "kernel/geometry.h"
+#include "kernel/handle.h"
+#include "kernel/molecule.h"
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace xtalmotif {
+
+/// A space-group symmetry operator in fractional coordinates: x' = R x + t, with an integer
+/// rotation R and a fractional translation t.
+class CrystalSymmetryOperator {
+public:
+  /// The identity x, y, z.
+  CrystalSymmetryOperator();
+  CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotation, const Point& translation);
+  /// Parses an operator written as in CIF symmetry loops: "-x+1/2, y+0.5, -z", "x-y,x,z+1/6".
+  /// Throws std::invalid_argument naming the text when it cannot be read.
+  static CrystalSymmetryOperator from_xyz(const std::string& text);
+
+  const Matrix<int, 3, 3>& rotation() const { return rotation_; }
+  const Point& translation() const { return translation_; }
+  Point apply(const Point& fractional) const;
+  bool is_identity() const;
+  /// Canonical "x,y,z"-style text, translations as fractions.
+  std::string to_xyz() const;
+  bool operator==(const CrystalSymmetryOperator& o) const;
+
+private:
+  Matrix<int, 3, 3> rotation_;
+  Point translation_;
+};
+
+/// One crystal structure as the search sees it: the cell, the symmetry operators (identity first)
+/// and the complete symmetry-independent molecules, every atom carrying fractional and orthogonal
+/// coordinates on its site.
+class CrystalMaker {
+public:
+  /// An empty structure: no molecules, the identity operator only, a 1 angstrom cubic cell.
+  CrystalMaker();
+  virtual ~CrystalMaker() = default;
+
+  // ---- cell ----
+  void set_cell(double a, double b, double c, double alpha, double beta, double gamma);
+  double a() const { return cell_[0]; }
+  double b() const { return cell_[1]; }
+  double c() const { return cell_[2]; }
+  double alpha() const { return cell_[3]; }
+  double beta() const { return cell_[4]; }
+  double gamma() const { return cell_[5]; }
+  double volume() const;
+  /// Fractional to orthogonal (angstrom), a along x and b in the xy plane.
+  const Matrix<double, 3, 3>& orthogonal_matrix() const { return orth_; }
+  const Matrix<double, 3, 3>& fractional_matrix() const { return frac_; }
+  Point to_orthogonal(const Point& f) const { return orth_ * f; }
+  Point to_fractional(const Point& o) const { return frac_ * o; }
+
+  // ---- symmetry ----
+  /// The operators; the identity is always first.
+  const std::vector<CrystalSymmetryOperator>& symmetry_operators() const { return operators_; }
+  /// Replaces the operators; the identity is moved (or added) to the front, repeats dropped.
+  void set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops);
+  const std::string& space_group_name() const { return space_group_; }
+  void set_space_group_name(std::string s) { space_group_ = std::move(s); }
+
+  // ---- molecules ----
+  int nmolecules() const { return static_cast<int>(molecules_.size()); }
+  /// Molecule `i`; std::out_of_range "IndexedTable::at Illegal index: i" when out of range.
+  THandle<Molecule> molecule(int i) const;
+  void add_molecule(const THandle<Molecule>& m) { molecules_.push_back(m); }
+  /// Keeps only the atoms that have 3D sites (molecules left empty are dropped). Every molecule
+  /// the CIF reader builds is already fully 3D, so on those this changes nothing.
+  void select_3d();
+  /// Deletes a bond of one of the molecules and splits that molecule, in place, into its
+  /// connected pieces: the first piece (the one holding atom 0) keeps the molecule's index and
+  /// the others are appended. False when no molecule holds the bond.
+  bool remove(const THandle<Bond>& bond);
+
+  // ---- what the reader learned about the entry ----
+  /// A chain that would grow without end (a coordination polymer) was cut.
+  bool is_polymeric() const { return polymeric_; }
+  void set_polymeric(bool p) { polymeric_ = p; }
+  bool has_disorder() const { return disorder_; }
+  void set_disorder(bool d) { disorder_ = d; }
+  /// Problems met while building the structure (no H sites, clashing atoms, unresolved valence).
+  const std::vector<std::string>& errors() const { return errors_; }
+  void add_error(std::string e) { errors_.push_back(std::move(e)); }
+  /// Notes that do not make the structure doubtful (symmetry taken from the Hall symbol...).
+  const std::vector<std::string>& warnings() const { return warnings_; }
+  void add_warning(std::string w) { warnings_.push_back(std::move(w)); }
+  /// Conventional R factor (R1) as a fraction; negative when the file does not give one.
+  double r_factor() const { return r_factor_; }
+  void set_r_factor(double r) { r_factor_ = r; }
+  /// True when hydrogen positions were present in the file.
+  bool has_hydrogen_sites() const { return has_h_sites_; }
+  void set_has_hydrogen_sites(bool h) { has_h_sites_ = h; }
+
+  void print(std::ostream& os) const;
+
+private:
+  std::array<double, 6> cell_{{1, 1, 1, 90, 90, 90}};
+  Matrix<double, 3, 3> orth_ = Matrix<double, 3, 3>::identity();
+  Matrix<double, 3, 3> frac_ = Matrix<double, 3, 3>::identity();
+  std::vector<CrystalSymmetryOperator> operators_;
+  std::string space_group_;
+  std::vector<THandle<Molecule>> molecules_;
+  bool polymeric_ = false;
+  bool disorder_ = false;
+  bool has_h_sites_ = false;
+  double r_factor_ = -1.0;
+  std::vector<std::string> errors_;
+  std::vector<std::string> warnings_;
+};
+
+} // namespace xtalmotif
+
+#endif
