@@ -35,6 +35,15 @@ private:
   Point translation_;
 };
 
+/// Where an atom of a built molecule comes from: the asymmetric-unit site it copies, and the
+/// symmetry operator (an index into the crystal's operator list) and lattice translation that
+/// carry that site onto the atom, so that fractional = operator(site) + translation.
+struct AtomOrigin {
+  int site = -1;
+  int op = 0;
+  Translation translation;
+};
+
 /// One crystal structure as the search sees it: the cell, the symmetry operators (identity first)
 /// and the complete symmetry-independent molecules, every atom carrying fractional and orthogonal
 /// coordinates on its site.
@@ -63,6 +72,8 @@ public:
   /// The operators; the identity is always first.
   const std::vector<CrystalSymmetryOperator>& symmetry_operators() const { return operators_; }
   /// Replaces the operators; the identity is moved (or added) to the front, repeats dropped.
+  /// Translations are reduced into [0, 1), so operators that differ by a lattice vector count
+  /// as repeats.
   void set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops);
   const std::string& space_group_name() const { return space_group_; }
   void set_space_group_name(std::string s) { space_group_ = std::move(s); }
@@ -71,7 +82,15 @@ public:
   int nmolecules() const { return static_cast<int>(molecules_.size()); }
   /// Molecule `i`; std::out_of_range "IndexedTable::at Illegal index: i" when out of range.
   THandle<Molecule> molecule(int i) const;
-  void add_molecule(const THandle<Molecule>& m) { molecules_.push_back(m); }
+  void add_molecule(const THandle<Molecule>& m) {
+    molecules_.push_back(m);
+    origins_.emplace_back();
+  }
+  /// Adds a molecule together with the origin of each of its atoms (parallel to its atoms).
+  void add_molecule(const THandle<Molecule>& m, std::vector<AtomOrigin> origins);
+  /// The symmetry origin of each atom of molecule `i`; empty when the molecule was added
+  /// without one. Same range check as molecule().
+  const std::vector<AtomOrigin>& atom_origins(int i) const;
   /// Keeps only the atoms that have 3D sites (molecules left empty are dropped). Every molecule
   /// the CIF reader builds is already fully 3D, so on those this changes nothing.
   void select_3d();
@@ -108,6 +127,7 @@ private:
   std::vector<CrystalSymmetryOperator> operators_;
   std::string space_group_;
   std::vector<THandle<Molecule>> molecules_;
+  std::vector<std::vector<AtomOrigin>> origins_;
   bool polymeric_ = false;
   bool disorder_ = false;
   bool has_h_sites_ = false;

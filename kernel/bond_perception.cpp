@@ -1,0 +1,1042 @@
+#include "kernel/bond_perception.h"
+
+#include "kernel/rings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <queue>
+#include <set>
+#include <unordered_map>
+
+namespace xtalmotif {
+
+namespace {
+
+constexpr double kDegree = 3.14159265358979323846 / 180.0;
+
+bool is_element(const Element& e, const char* symbol) { return e.symbol() == symbol; }
+
+bool is_chalcogen_below_oxygen(const Element& e) {
+  return is_element(e, "S") || is_element(e, "Se") || is_element(e, "Te");
+}
+
+/// Maximum-cardinality matching in a general graph (Edmonds' blossom algorithm). The matching
+/// can be seeded and grown vertex by vertex, so that vertices added early are never left
+/// unmatched in favour of later ones: augmenting paths only ever add matched vertices.
+class BlossomMatcher {
+public:
+  int add_vertex() {
+    adj_.emplace_back();
+    match_.push_back(-1);
+    return static_cast<int>(adj_.size()) - 1;
+  }
+  int size() const { return static_cast<int>(adj_.size()); }
+  void add_edge(int a, int b) {
+    adj_[a].push_back(b);
+    adj_[b].push_back(a);
+  }
+  bool adjacent(int a, int b) const {
+    return std::find(adj_[a].begin(), adj_[a].end(), b) != adj_[a].end();
+  }
+  int mate(int v) const { return match_[v]; }
+  void pair(int a, int b) {
+    match_[a] = b;
+    match_[b] = a;
+  }
+  /// Looks for an augmenting path from the free vertex `root` and applies it.
+  bool augment(int root) {
+    if (match_[root] != -1)
+      return false;
+    int v = find_path(root);
+    if (v == -1)
+      return false;
+    while (v != -1) {
+      int pv = parent_[v];
+      int ppv = match_[pv];
+      match_[v] = pv;
+      match_[pv] = v;
+      v = ppv;
+    }
+    return true;
+  }
+
+private:
+  int lca(int a, int b) {
+    std::vector<char> seen(adj_.size(), 0);
+    for (;;) {
+      a = base_[a];
+      seen[a] = 1;
+      if (match_[a] == -1)
+        break;
+      a = parent_[match_[a]];
+    }
+    for (;;) {
+      b = base_[b];
+      if (seen[b])
+        return b;
+      b = parent_[match_[b]];
+    }
+  }
+  void mark_path(int v, int b, int child) {
+    while (base_[v] != b) {
+      in_blossom_[base_[v]] = in_blossom_[base_[match_[v]]] = 1;
+      parent_[v] = child;
+      child = match_[v];
+      v = parent_[match_[v]];
+    }
+  }
+  int find_path(int root) {
+    const int n = size();
+    used_.assign(n, 0);
+    parent_.assign(n, -1);
+    base_.resize(n);
+    std::iota(base_.begin(), base_.end(), 0);
+    used_[root] = 1;
+    std::queue<int> q;
+    q.push(root);
+    while (!q.empty()) {
+      int v = q.front();
+      q.pop();
+      for (int to : adj_[v]) {
+        if (base_[v] == base_[to] || match_[v] == to)
+          continue;
+        if (to == root || (match_[to] != -1 && parent_[match_[to]] != -1)) {
+          int cur = lca(v, to);
+          in_blossom_.assign(n, 0);
+          mark_path(v, cur, to);
+          mark_path(to, cur, v);
+          for (int i = 0; i < n; ++i)
+            if (in_blossom_[base_[i]]) {
+              base_[i] = cur;
+              if (!used_[i]) {
+                used_[i] = 1;
+                q.push(i);
+              }
+            }
+        } else if (parent_[to] == -1) {
+          parent_[to] = v;
+          if (match_[to] == -1)
+            return to;
+          used_[match_[to]] = 1;
+          q.push(match_[to]);
+        }
+      }
+    }
+    return -1;
+  }
+
+  std::vector<std::vector<int>> adj_;
+  std::vector<int> match_;
+  std::vector<int> parent_, base_;
+  std::vector<char> used_, in_blossom_;
+};
+
+// Priority of an atom in the matching: atoms whose pi bonds are certain are matched first,
+// atoms whose hydrogen count is uncertain next, and terminal oxygens of N-oxides and nitro
+// groups last (they become O- when their nitrogen finds a partner elsewhere).
+// Heteroatoms bound to a metal come between the first two: where a pi system has one atom too
+// many, the metal-bound nitrogen or oxygen is the one left as an anionic donor (an amido or
+// alkoxo ligand).
+enum Phase { kDefinite = 0, kMetalDonor = 1, kFlexible = 2, kTerminalOxide = 3 };
+
+struct AtomState {
+  bool metal = false;
+  bool hydrogen = false;
+  std::vector<int> partners;      // non-metal neighbours (hydrogens included)
+  std::vector<int> partner_bonds; // bond indices parallel to partners
+  int metal_neighbours = 0;
+  // Metal bonds of a carbon that are sigma bonds (an aryl or alkyl on a metal); they use up a
+  // valence, unlike the bonds of a pi ligand or of a lone-pair donor.
+  int metal_sigma = 0;
+  int explicit_h = 0;
+  int implicit_h = 0;
+  int charge = 0;
+  int need = 0;       // pi bonds still to find
+  bool flexible = false; // hydrogen count may drop by one when a pi bond is found
+  bool consumed = false; // bonds settled before the matching
+  Phase phase = kDefinite;
+  int sigma() const { return static_cast<int>(partners.size()) + implicit_h + metal_sigma; }
+  int heavy_degree() const { return static_cast<int>(partners.size()) - explicit_h; }
+};
+
+class Perceiver {
+public:
+  Perceiver(Molecule& m, const BondPerceptionSettings& s) : mol_(m), settings_(s) {}
+
+  std::vector<std::string> run();
+
+private:
+  const std::string& label(int a) const { return mol_.atom(a)->label(); }
+  const Element& element(int a) const { return mol_.atom(a)->element(); }
+  double bond_length(int a, int b) const {
+    return distance(mol_.atom(a)->position(), mol_.atom(b)->position());
+  }
+  // Bond length over the sum of single-bond covalent radii: about 1 for single bonds, 0.87 for
+  // double and 0.79 for triple bonds.
+  double ratio(int a, int b) const {
+    double r = element(a).covalent_radius() + element(b).covalent_radius();
+    return r > 0 ? bond_length(a, b) / r : 1.0;
+  }
+  double occupancy(int a) const {
+    const THandle<Atom>& at = mol_.atom(a);
+    return at->has_site() ? at->site()->occupancy() : 1.0;
+  }
+  std::string name(int a) const {
+    const std::string& l = label(a);
+    return l.empty() ? element(a).symbol() + std::to_string(a + 1) : l;
+  }
+
+  void setup_atoms();
+  void derive_hydrogens_from_geometry();
+  void derive_hydrogens(int a);
+  void fill_missing_water_hydrogens();
+  void settle_hypervalent_centres();
+  void settle_metal_carbonyls();
+  void compute_needs();
+  void match();
+  void promote_nitrogens();
+  void resolve_leftovers();
+  void assign_types();
+  void mark_aromatic_rings();
+
+  int units_between(int a, int b) const {
+    auto it = units_.find(key(a, b));
+    return it == units_.end() ? 0 : it->second;
+  }
+  static long long key(int a, int b) {
+    if (a > b)
+      std::swap(a, b);
+    return (static_cast<long long>(a) << 32) | static_cast<unsigned>(b);
+  }
+  int free_copies(int a) const {
+    int n = 0;
+    for (int v : copies_[a])
+      if (matcher_.mate(v) == -1)
+        ++n;
+    return n;
+  }
+  void add_vertices(int a);
+  void greedy(Phase phase);
+  void collect_units();
+
+  Molecule& mol_;
+  const BondPerceptionSettings& settings_;
+  std::vector<AtomState> st_;
+  std::vector<std::string> problems_;
+  BlossomMatcher matcher_;
+  std::vector<std::vector<int>> copies_;
+  std::vector<int> owner_;
+  std::unordered_map<long long, int> units_;      // pi units per bond
+  std::unordered_map<long long, int> fixed_units_; // pi units settled before the matching
+};
+
+void Perceiver::setup_atoms() {
+  const int n = mol_.natoms();
+  st_.assign(n, AtomState());
+  for (int a = 0; a < n; ++a) {
+    const Atom& at = *mol_.atom(a);
+    AtomState& s = st_[a];
+    s.metal = at.element().is_metal();
+    s.hydrogen = at.element().is_hydrogen();
+    s.charge = at.formal_charge();
+    // Charges written on type symbols of non-metals are trusted only when they are the +1 or
+    // -1 of a formal charge; "O2-" on an oxide or silicate is an oxidation state.
+    if (!s.metal && std::abs(s.charge) != 1)
+      s.charge = 0;
+  }
+  for (int a = 0; a < n; ++a) {
+    const auto& nb = mol_.neighbours(a);
+    const auto& bb = mol_.bonds_of(a);
+    for (std::size_t k = 0; k < nb.size(); ++k) {
+      int o = nb[k];
+      if (st_[o].metal || st_[a].metal) {
+        if (!st_[a].metal)
+          ++st_[a].metal_neighbours;
+        continue;
+      }
+      st_[a].partners.push_back(o);
+      st_[a].partner_bonds.push_back(bb[k]);
+      if (st_[o].hydrogen)
+        ++st_[a].explicit_h;
+    }
+  }
+  // A carbon bonded to a metal that none of its partners is bonded to holds a sigma bond
+  // (cyclometalated aryl, metal alkyl); a carbon whose partners share the metal is part of a
+  // pi ligand (cyclopentadienyl, alkene, arene).
+  for (int a = 0; a < n; ++a) {
+    if (!element(a).is_carbon())
+      continue;
+    for (int m : mol_.neighbours(a)) {
+      if (!st_[m].metal)
+        continue;
+      bool shared = false;
+      for (int o : st_[a].partners)
+        if (mol_.bond_between(o, m))
+          shared = true;
+      if (!shared) {
+        st_[a].metal_sigma = 1;
+        break;
+      }
+    }
+  }
+}
+
+// Hydrogen counts of a structure refined without hydrogen sites, from the hybridisation that
+// bond lengths and angles show. Where the geometry cannot tell (an sp2 ring nitrogen may be
+// pyridine-like or pyrrole-like, a 1.33 A C-O may be an enol or a carbonyl) the atom is left
+// flexible: it takes a hydrogen only when the pi system has no double bond for it.
+void Perceiver::derive_hydrogens(int a) {
+  AtomState& s = st_[a];
+  if (s.metal || s.hydrogen)
+    return;
+  const Element& e = element(a);
+  const int deg = static_cast<int>(s.partners.size()) + s.metal_sigma;
+  // Partners for the geometry: non-metal neighbours, and a sigma-bonded metal.
+  std::vector<int> geo = s.partners;
+  if (s.metal_sigma)
+    for (int m : mol_.neighbours(a))
+      if (st_[m].metal) {
+        geo.push_back(m);
+        break;
+      }
+  auto planar_sum = [&]() {
+    double sum = 0;
+    for (std::size_t i = 0; i < geo.size(); ++i)
+      for (std::size_t j = i + 1; j < geo.size(); ++j)
+        sum += angle(mol_.atom(geo[i])->position(), mol_.atom(a)->position(),
+                     mol_.atom(geo[j])->position());
+    return sum / kDegree;
+  };
+  auto min_ratio = [&]() {
+    double r = 10;
+    for (int o : s.partners)
+      r = std::min(r, ratio(a, o));
+    return r;
+  };
+  int h = 0;
+  if (e.is_carbon()) {
+    if (deg >= 4) {
+      h = 0;
+    } else if (deg == 3) {
+      h = planar_sum() > 345.0 ? 0 : 1;
+    } else if (deg == 2) {
+      double ang = planar_sum();
+      if (ang > 165.0)
+        h = 0;
+      else if (min_ratio() < 0.95 || ang > 118.5)
+        h = 1;
+      else
+        h = 2;
+    } else if (deg == 1 && s.partners.empty()) {
+      h = 3; // methyl on a metal
+    } else if (deg == 1) {
+      int o = s.partners[0];
+      double r = ratio(a, o);
+      if (element(o) == Element(Element::Oxygen) && s.metal_neighbours > 0 &&
+          bond_length(a, o) < 1.20)
+        h = 0; // carbonyl ligand
+      else if (r < 0.83)
+        h = element(o) == Element(Element::Carbon) ? 1 : 0;
+      else if (r < 0.93)
+        h = 2;
+      else
+        h = 3;
+    } else {
+      h = s.metal_neighbours > 0 ? 3 : 4;
+    }
+  } else if (e == Element(Element::Nitrogen)) {
+    if (deg >= 3) {
+      h = 0;
+    } else if (deg == 2) {
+      double ang = planar_sum();
+      if (ang > 160.0)
+        h = 0;
+      else if (min_ratio() >= 0.97)
+        h = 1;
+      else {
+        h = 0;
+        s.flexible = true;
+      }
+    } else if (deg == 1) {
+      double r = ratio(a, s.partners[0]);
+      if (r < 0.83)
+        h = 0;
+      else if (r >= 0.96)
+        h = 2;
+      else {
+        h = 1;
+        s.flexible = true;
+      }
+    } else {
+      h = s.metal_neighbours > 0 ? 3 : 4;
+    }
+  } else if (e == Element(Element::Oxygen)) {
+    if (deg >= 2) {
+      h = 0;
+    } else if (deg == 1) {
+      int o = s.partners[0];
+      double d = bond_length(a, o);
+      const Element& x = element(o);
+      if (x.is_carbon()) {
+        if (d < 1.28)
+          h = 0;
+        else if (d <= 1.38) {
+          h = 0;
+          s.flexible = true;
+        } else
+          h = 1;
+      } else if (x == Element(Element::Nitrogen)) {
+        if (d < 1.30)
+          h = 0;
+        else if (d <= 1.37) {
+          h = 0;
+          s.flexible = true;
+        } else
+          h = 1;
+      } else if (x == Element(Element::Sulfur) || is_element(x, "Se")) {
+        h = d < 1.50 ? 0 : 1;
+      } else if (is_element(x, "P") || is_element(x, "As")) {
+        h = d < 1.53 ? 0 : 1;
+      } else if (x.is_halogen()) {
+        h = 0;
+      } else {
+        h = 1;
+      }
+    } else {
+      h = s.metal_neighbours >= 2 ? 0 : 2;
+    }
+  } else if (e == Element(Element::Sulfur) || is_element(e, "Se")) {
+    if (deg == 1) {
+      int o = s.partners[0];
+      double d = bond_length(a, o);
+      double thione = element(o).is_carbon() ? 1.72 : 2.00;
+      if (is_element(e, "Se"))
+        thione += 0.15;
+      h = d < thione ? 0 : 1;
+    } else {
+      h = 0;
+    }
+  } else if (is_element(e, "B")) {
+    h = std::max(0, 3 - deg);
+  } else if (is_element(e, "Si")) {
+    h = std::max(0, 4 - deg);
+  } else if (is_element(e, "P")) {
+    h = deg >= 3 ? 0 : 3 - deg;
+  }
+  s.implicit_h = h;
+}
+
+void Perceiver::derive_hydrogens_from_geometry() {
+  for (int a = 0; a < mol_.natoms(); ++a)
+    derive_hydrogens(a);
+  // A carboxyl group tells acid from carboxylate by the difference of its two C-O bonds:
+  // about 0.1 A in an acid, a few hundredths in a carboxylate whose charge is shared. The
+  // longer bond of an unequal pair is the C-OH.
+  for (int c = 0; c < mol_.natoms(); ++c) {
+    if (!element(c).is_carbon())
+      continue;
+    std::vector<int> oxygens;
+    for (int o : st_[c].partners)
+      if (element(o) == Element(Element::Oxygen) && st_[o].partners.size() == 1 &&
+          st_[o].implicit_h == 0)
+        oxygens.push_back(o);
+    if (oxygens.size() != 2)
+      continue;
+    double d0 = bond_length(c, oxygens[0]), d1 = bond_length(c, oxygens[1]);
+    if (std::fabs(d0 - d1) < 0.06)
+      continue;
+    st_[d0 > d1 ? oxygens[0] : oxygens[1]].flexible = true;
+  }
+}
+
+// Water and aqua ligands whose hydrogens were not located in an otherwise hydrogen-bearing
+// structure: an oxygen bonded to nothing but hydrogens and at most two metals is water.
+void Perceiver::fill_missing_water_hydrogens() {
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    AtomState& s = st_[a];
+    if (element(a) != Element(Element::Oxygen) || s.heavy_degree() != 0 || s.metal_neighbours > 2)
+      continue;
+    if (s.explicit_h + s.implicit_h >= 2)
+      continue;
+    int missing = 2 - s.explicit_h - s.implicit_h;
+    s.implicit_h += missing;
+    problems_.push_back("water oxygen " + name(a) + " lacks " + std::to_string(missing) +
+                        " hydrogen site" + (missing > 1 ? "s" : "") + "; assumed");
+  }
+}
+
+// Carbon monoxide bound to a metal is drawn M-C#O; the charges C(-) and O(+) keep the
+// valences whole.
+void Perceiver::settle_metal_carbonyls() {
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    AtomState& s = st_[a];
+    if (!element(a).is_carbon() || s.metal_neighbours == 0 || s.partners.size() != 1 ||
+        s.implicit_h != 0)
+      continue;
+    int o = s.partners[0];
+    AtomState& so = st_[o];
+    if (element(o) != Element(Element::Oxygen) || so.partners.size() != 1 || so.implicit_h != 0 ||
+        bond_length(a, o) >= 1.20)
+      continue;
+    fixed_units_[key(a, o)] = 2;
+    s.charge = -1;
+    so.charge = 1;
+    s.consumed = so.consumed = true;
+  }
+}
+
+// Expanded-octet centres (S, Se, P, As, Cl, Br, I) bonded to terminal oxygens or sulfurs:
+// the centre takes the highest usual valence its terminal atoms can supply, as S(=O)(=O) in
+// sulfones and sulfonamides, P(=O) in phosphates, Cl(=O)3O- in perchlorate; terminal atoms
+// left over carry -1. Nitrogen with three partners and a terminal oxygen is N(+) (nitro,
+// nitrate, N-oxide), its pi bond found later by the matching.
+void Perceiver::settle_hypervalent_centres() {
+  for (int c = 0; c < mol_.natoms(); ++c) {
+    AtomState& s = st_[c];
+    if (s.metal || s.hydrogen || s.consumed || s.charge != 0)
+      continue;
+    const Element& e = element(c);
+    std::vector<int> options;
+    bool nitrogen = false;
+    if (is_chalcogen_below_oxygen(e))
+      options = {2, 4, 6};
+    else if (is_element(e, "P") || is_element(e, "As"))
+      options = {3, 5};
+    else if (e == Element(Element::Chlorine) || e == Element(Element::Bromine) ||
+             e == Element(Element::Iodine))
+      options = {1, 3, 5, 7};
+    else if (e == Element(Element::Nitrogen))
+      nitrogen = true;
+    else
+      continue;
+    std::vector<int> terminal;
+    for (int o : s.partners) {
+      const AtomState& so = st_[o];
+      const Element& eo = element(o);
+      bool chalcogen = eo == Element(Element::Oxygen) || (eo == Element(Element::Sulfur) && !nitrogen);
+      if (chalcogen && so.partners.size() == 1 && so.implicit_h == 0 && !so.flexible &&
+          !so.consumed && so.charge == 0)
+        terminal.push_back(o);
+    }
+    const int d = s.sigma();
+    if (nitrogen) {
+      if (d == 3 && !terminal.empty()) {
+        s.charge = 1;
+        for (int o : terminal)
+          st_[o].phase = kTerminalOxide;
+      }
+      continue;
+    }
+    const int k = static_cast<int>(terminal.size());
+    if (k == 0) {
+      // Onium centres: R3S(+), R4P(+); PF6(-) and similar anions.
+      if (is_chalcogen_below_oxygen(e) && d == 3)
+        s.charge = 1;
+      else if ((is_element(e, "P") || is_element(e, "As")) && d == 4)
+        s.charge = 1;
+      else if ((is_element(e, "P") || is_element(e, "As")) && d == 6)
+        s.charge = -1;
+      else if (e.is_halogen() && d == 2)
+        s.charge = 1;
+      if (s.charge != 0)
+        s.consumed = true;
+      continue;
+    }
+    int valence = -1;
+    for (int v : options)
+      if (v >= d && v - d <= k)
+        valence = v;
+    if (valence < 0) {
+      // More partners than any usual valence allows: leave the centre to the general rules.
+      continue;
+    }
+    std::sort(terminal.begin(), terminal.end(),
+              [&](int x, int y) { return bond_length(c, x) < bond_length(c, y); });
+    int doubles = valence - d;
+    for (int i = 0; i < k; ++i) {
+      int o = terminal[i];
+      if (i < doubles)
+        fixed_units_[key(c, o)] = 1;
+      else
+        st_[o].charge = -1;
+      st_[o].consumed = true;
+    }
+    s.consumed = true;
+  }
+}
+
+void Perceiver::compute_needs() {
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    AtomState& s = st_[a];
+    if (s.metal || s.hydrogen || s.consumed)
+      continue;
+    const Element& e = element(a);
+    int base = BondPerception::standard_valence(e);
+    if (base == 0)
+      continue;
+    int q = s.charge;
+    int valence = base;
+    if (e == Element(Element::Nitrogen) || is_element(e, "P") || is_element(e, "As"))
+      valence = base + q;
+    else if (e == Element(Element::Oxygen) || is_chalcogen_below_oxygen(e))
+      valence = base + q;
+    else if (e.is_carbon() || is_element(e, "Si"))
+      valence = base - std::abs(q);
+    else if (is_element(e, "B"))
+      valence = base + q;
+    else if (e.is_halogen())
+      valence = base + q;
+    const int d = s.sigma();
+    if (d == 0 && e.is_halogen() && q == 0) {
+      s.charge = -1; // halide ion
+      continue;
+    }
+    int need = valence - d;
+    if (need < 0 && q == 0) {
+      if (e == Element(Element::Nitrogen) && d == 4) {
+        s.charge = 1; // ammonium
+        need = 0;
+      } else if (e == Element(Element::Oxygen) && d == 3) {
+        s.charge = 1; // oxonium
+        need = 0;
+      } else if (is_element(e, "B") && d == 4) {
+        s.charge = -1; // borate
+        need = 0;
+      }
+    }
+    if (need < 0) {
+      problems_.push_back("atom " + name(a) + " has more bonds than its valence allows");
+      need = 0;
+    }
+    if (need > 2) {
+      if (s.partners.empty() && s.metal_neighbours == 0 && s.implicit_h == 0) {
+        problems_.push_back("atom " + name(a) + " has no bonded partner");
+        need = 0;
+      } else {
+        need = 2;
+      }
+    }
+    s.need = need;
+  }
+  // A flexible atom offers one pi bond; without one it keeps an extra hydrogen.
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    AtomState& s = st_[a];
+    if (s.flexible && !s.consumed) {
+      s.need = std::max(s.need, 1);
+      s.phase = kFlexible;
+    } else if (s.phase == kDefinite && s.metal_neighbours > 0 && s.need > 0 &&
+               !element(a).is_carbon()) {
+      s.phase = kMetalDonor;
+    }
+  }
+}
+
+void Perceiver::add_vertices(int a) {
+  for (int i = 0; i < st_[a].need; ++i) {
+    int v = matcher_.add_vertex();
+    copies_[a].push_back(v);
+    owner_.push_back(a);
+  }
+  for (int o : st_[a].partners) {
+    if (copies_[o].empty() || o == a)
+      continue;
+    for (int u : copies_[a])
+      for (int w : copies_[o])
+        matcher_.add_edge(u, w);
+  }
+}
+
+void Perceiver::greedy(Phase phase) {
+  struct Cand {
+    double r;
+    int a, b;
+  };
+  std::vector<Cand> cands;
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    if (copies_[a].empty())
+      continue;
+    for (int b : st_[a].partners)
+      if (b > a && !copies_[b].empty() &&
+          (st_[a].phase == phase || st_[b].phase == phase))
+        cands.push_back({ratio(a, b), a, b});
+  }
+  std::sort(cands.begin(), cands.end(), [](const Cand& x, const Cand& y) {
+    return x.r != y.r ? x.r < y.r : (x.a != y.a ? x.a < y.a : x.b < y.b);
+  });
+  auto free_copy = [&](int a) {
+    for (int v : copies_[a])
+      if (matcher_.mate(v) == -1)
+        return v;
+    return -1;
+  };
+  for (const Cand& c : cands) {
+    for (int unit = 0; unit < 2; ++unit) {
+      // A second pi bond between the same atoms (a triple bond) only where the bond is short.
+      if (unit == 1 && c.r >= 0.83)
+        break;
+      int u = free_copy(c.a), w = free_copy(c.b);
+      if (u < 0 || w < 0)
+        break;
+      matcher_.pair(u, w);
+    }
+  }
+}
+
+void Perceiver::match() {
+  const int n = mol_.natoms();
+  copies_.assign(n, {});
+  owner_.clear();
+  for (Phase phase : {kDefinite, kMetalDonor, kFlexible, kTerminalOxide}) {
+    for (int a = 0; a < n; ++a)
+      if (st_[a].need > 0 && st_[a].phase == phase)
+        add_vertices(a);
+    greedy(phase);
+    for (int v = 0; v < matcher_.size(); ++v)
+      if (matcher_.mate(v) == -1)
+        matcher_.augment(v);
+  }
+}
+
+// Cations such as pyridinium, guanidinium and amidinium: a nitrogen with three partners gives
+// up its lone pair to a pi bond when an atom of its pi system would otherwise stay
+// unsaturated.
+void Perceiver::promote_nitrogens() {
+  const int n = mol_.natoms();
+  // Bounds that keep a large, badly resolved framework from costing more than a molecule.
+  constexpr int kMaxAttempts = 200, kMaxCandidates = 4, kMaxHops = 8;
+  int attempts = 0;
+  for (int a = 0; a < n && attempts < kMaxAttempts; ++a) {
+    while (free_copies(a) > 0 && st_[a].phase != kTerminalOxide && !st_[a].flexible &&
+           attempts++ < kMaxAttempts) {
+      // Nitrogens of the same pi system, nearest first.
+      std::vector<int> dist(n, -1);
+      std::queue<int> q;
+      dist[a] = 0;
+      q.push(a);
+      std::vector<int> candidates;
+      while (!q.empty()) {
+        int x = q.front();
+        q.pop();
+        for (int y : st_[x].partners) {
+          if (dist[y] >= 0 || st_[y].hydrogen)
+            continue;
+          dist[y] = dist[x] + 1;
+          if (element(y) == Element(Element::Nitrogen) && st_[y].need == 0 && !st_[y].consumed &&
+              st_[y].charge == 0 && st_[y].sigma() == 3 &&
+              static_cast<int>(candidates.size()) < kMaxCandidates)
+            candidates.push_back(y);
+          // Only atoms with pi bonds conduct; the nitrogen itself is a dead end.
+          if (st_[y].need > 0 && dist[y] < kMaxHops)
+            q.push(y);
+        }
+      }
+      bool done = false;
+      for (int y : candidates) {
+        BlossomMatcher saved = matcher_;
+        std::vector<int> saved_owner = owner_;
+        st_[y].need = 1;
+        add_vertices(y);
+        int v = copies_[y].back();
+        if (matcher_.augment(v)) {
+          st_[y].charge = 1;
+          done = true;
+          break;
+        }
+        matcher_ = saved;
+        owner_ = saved_owner;
+        copies_[y].clear();
+        st_[y].need = 0;
+      }
+      if (!done)
+        break;
+    }
+  }
+}
+
+void Perceiver::collect_units() {
+  units_ = fixed_units_;
+  for (int v = 0; v < matcher_.size(); ++v) {
+    int w = matcher_.mate(v);
+    if (w > v)
+      ++units_[key(owner_[v], owner_[w])];
+  }
+}
+
+void Perceiver::resolve_leftovers() {
+  const bool no_h = !settings_.hydrogens_present;
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    AtomState& s = st_[a];
+    int left = copies_[a].empty() ? 0 : free_copies(a);
+    if (left == 0)
+      continue;
+    const Element& e = element(a);
+    if (s.flexible) {
+      s.implicit_h += left;
+      continue;
+    }
+    bool terminal = s.partners.size() == 1 && s.implicit_h == 0 && s.explicit_h == 0;
+    if (s.phase == kTerminalOxide) {
+      s.charge = -left;
+      continue;
+    }
+    if (terminal && left == 1 && (e == Element(Element::Oxygen) || is_chalcogen_below_oxygen(e))) {
+      int o = s.partners[0];
+      if (!no_h && e == Element(Element::Oxygen) && element(o).is_carbon() &&
+          bond_length(a, o) >= 1.29) {
+        // A C-O this long carries a hydrogen that the structure does not show.
+        s.implicit_h += 1;
+        problems_.push_back("hydrogen missing on " + name(a) + "; assumed");
+      } else {
+        s.charge = -1;
+      }
+      continue;
+    }
+    if (s.metal_neighbours > 0 && left == 1 &&
+        (e.is_carbon() || e == Element(Element::Nitrogen) || e == Element(Element::Oxygen))) {
+      // Anionic ligands: cyclopentadienyl, amido, alkoxo.
+      s.charge = -1;
+      continue;
+    }
+    if (!no_h && (e == Element(Element::Nitrogen) || e == Element(Element::Oxygen) ||
+                  is_chalcogen_below_oxygen(e))) {
+      bool saturated_neighbours = true;
+      for (int o : s.partners)
+        if (!copies_[o].empty())
+          saturated_neighbours = false;
+      if (saturated_neighbours) {
+        s.implicit_h += left;
+        problems_.push_back("hydrogen missing on " + name(a) + "; assumed");
+        continue;
+      }
+    }
+    problems_.push_back("unresolved valence at " + name(a));
+  }
+}
+
+void Perceiver::assign_types() {
+  for (int b = 0; b < mol_.nbonds(); ++b) {
+    Bond& bd = *mol_.bond(b);
+    int a1 = bd.atom1(), a2 = bd.atom2();
+    if (st_[a1].metal || st_[a2].metal) {
+      bd.set_type(BondType::Single);
+      continue;
+    }
+    int u = units_between(a1, a2);
+    bd.set_type(u == 0 ? BondType::Single : u == 1 ? BondType::Double : BondType::Triple);
+  }
+}
+
+// Five- and six-membered rings whose Kekule structure holds six pi electrons: two from each
+// ring double bond (one per atom), two from a lone pair (pyrrole NH, furan O, thiophene S, a
+// carbanion), one from an atom whose double bond lies in an already aromatic neighbouring
+// ring. An exocyclic double bond to anything else (a quinone C=O) breaks the ring.
+void Perceiver::mark_aromatic_rings() {
+  std::vector<char> excluded(mol_.natoms(), 0);
+  for (int a = 0; a < mol_.natoms(); ++a)
+    excluded[a] = st_[a].metal || st_[a].hydrogen;
+  std::vector<std::vector<int>> rings;
+  for (auto& r : find_small_rings(mol_, 6, excluded))
+    if (r.size() >= 5)
+      rings.push_back(r);
+  if (rings.empty())
+    return;
+  std::vector<char> aromatic_bond(mol_.nbonds(), 0);
+  std::vector<char> ring_done(rings.size(), 0);
+  bool changed = true;
+  while (changed) {
+    changed = false;
+    for (std::size_t ri = 0; ri < rings.size(); ++ri) {
+      if (ring_done[ri])
+        continue;
+      const auto& ring = rings[ri];
+      const int n = static_cast<int>(ring.size());
+      int electrons = 0;
+      bool ok = true;
+      for (int i = 0; i < n && ok; ++i) {
+        int a = ring[i];
+        int prev = ring[(i + n - 1) % n], next = ring[(i + 1) % n];
+        const AtomState& s = st_[a];
+        int in_ring_double = 0;
+        int exo_double = -1;
+        for (int o : s.partners) {
+          int u = units_between(a, o);
+          if (u == 0)
+            continue;
+          if (o == prev || o == next)
+            in_ring_double += u;
+          else
+            exo_double = o;
+        }
+        if (in_ring_double == 1) {
+          electrons += 1;
+        } else if (in_ring_double > 1) {
+          ok = false;
+        } else if (exo_double >= 0) {
+          THandle<Bond> bd = mol_.bond_between(a, exo_double);
+          int bi = bd ? mol_.index_of(bd) : -1;
+          if (bi >= 0 && aromatic_bond[bi])
+            electrons += 1;
+          else
+            ok = false;
+        } else {
+          const Element& e = element(a);
+          bool lone_pair = (e == Element(Element::Nitrogen) && s.sigma() == 3 && s.charge == 0) ||
+                           (e == Element(Element::Oxygen) && s.sigma() == 2 && s.charge == 0) ||
+                           (is_chalcogen_below_oxygen(e) && s.sigma() == 2 && s.charge == 0) ||
+                           (e.is_carbon() && s.charge == -1 && s.sigma() == 3);
+          if (lone_pair)
+            electrons += 2;
+          else
+            ok = false;
+        }
+      }
+      if (!ok || electrons != 6)
+        continue;
+      ring_done[ri] = 1;
+      changed = true;
+      for (int i = 0; i < n; ++i) {
+        THandle<Bond> bd = mol_.bond_between(ring[i], ring[(i + 1) % n]);
+        if (bd)
+          aromatic_bond[mol_.index_of(bd)] = 1;
+      }
+    }
+  }
+  for (int b = 0; b < mol_.nbonds(); ++b)
+    if (aromatic_bond[b])
+      mol_.bond(b)->set_type(BondType::Aromatic);
+}
+
+std::vector<std::string> Perceiver::run() {
+  setup_atoms();
+  if (!settings_.hydrogens_present)
+    derive_hydrogens_from_geometry();
+  else
+    fill_missing_water_hydrogens();
+  settle_metal_carbonyls();
+  settle_hypervalent_centres();
+  compute_needs();
+  match();
+  promote_nitrogens();
+  resolve_leftovers();
+  collect_units();
+  assign_types();
+  mark_aromatic_rings();
+  for (int a = 0; a < mol_.natoms(); ++a) {
+    Atom& at = *mol_.atom(a);
+    if (!st_[a].metal)
+      at.set_formal_charge(st_[a].charge);
+    at.set_implicit_hydrogens(st_[a].hydrogen ? 0 : st_[a].implicit_h);
+  }
+  return problems_;
+}
+
+} // namespace
+
+int BondPerception::standard_valence(const Element& e) {
+  if (e.is_metal())
+    return 0;
+  switch (e.atomic_number()) {
+  case 1:
+    return 1;
+  case 5:
+    return 3;
+  case 6:
+  case 14:
+    return 4;
+  case 7:
+  case 15:
+  case 33:
+    return 3;
+  case 8:
+  case 16:
+  case 34:
+  case 52:
+    return 2;
+  case 9:
+  case 17:
+  case 35:
+  case 53:
+    return 1;
+  default:
+    return 0;
+  }
+}
+
+double BondPerception::max_bond_length(const Element& a, const Element& b) const {
+  return a.covalent_radius() + b.covalent_radius() + settings_.tolerance;
+}
+
+bool BondPerception::is_bond_length(const Element& a, const Element& b, double d) const {
+  if (a.is_hydrogen() && b.is_hydrogen())
+    return false;
+  return d > settings_.min_distance && d < max_bond_length(a, b);
+}
+
+void BondPerception::add_bonds(Molecule& m) const {
+  const int n = m.natoms();
+  if (n < 2)
+    return;
+  double max_r = 0;
+  for (int i = 0; i < n; ++i)
+    max_r = std::max(max_r, m.atom(i)->element().covalent_radius());
+  const double cell = 2 * max_r + settings_.tolerance;
+  std::map<std::array<long, 3>, std::vector<int>> grid;
+  std::vector<std::array<long, 3>> key(n);
+  for (int i = 0; i < n; ++i) {
+    Point p = m.atom(i)->position();
+    key[i] = {static_cast<long>(std::floor(p[0] / cell)), static_cast<long>(std::floor(p[1] / cell)),
+              static_cast<long>(std::floor(p[2] / cell))};
+    grid[key[i]].push_back(i);
+  }
+  struct Pair {
+    double d;
+    int a, b;
+  };
+  std::vector<Pair> pairs;
+  for (int i = 0; i < n; ++i) {
+    for (long dx = -1; dx <= 1; ++dx)
+      for (long dy = -1; dy <= 1; ++dy)
+        for (long dz = -1; dz <= 1; ++dz) {
+          auto it = grid.find({key[i][0] + dx, key[i][1] + dy, key[i][2] + dz});
+          if (it == grid.end())
+            continue;
+          for (int j : it->second) {
+            if (j <= i)
+              continue;
+            double d = distance(m.atom(i)->position(), m.atom(j)->position());
+            if (is_bond_length(m.atom(i)->element(), m.atom(j)->element(), d))
+              pairs.push_back({d, i, j});
+          }
+        }
+  }
+  std::sort(pairs.begin(), pairs.end(), [](const Pair& x, const Pair& y) {
+    return x.d != y.d ? x.d < y.d : (x.a != y.a ? x.a < y.a : x.b < y.b);
+  });
+  // Shortest first, so that each hydrogen keeps its shortest bond.
+  std::vector<char> h_bonded(n, 0);
+  for (int i = 0; i < n; ++i)
+    for (int o : m.neighbours(i))
+      if (m.atom(i)->element().is_hydrogen())
+        h_bonded[i] = 1, (void)o;
+  for (const Pair& p : pairs) {
+    bool ha = m.atom(p.a)->element().is_hydrogen(), hb = m.atom(p.b)->element().is_hydrogen();
+    if ((ha && h_bonded[p.a]) || (hb && h_bonded[p.b]))
+      continue;
+    if (m.bond_between(p.a, p.b))
+      continue;
+    m.add_bond(p.a, p.b, BondType::Unknown);
+    if (ha)
+      h_bonded[p.a] = 1;
+    if (hb)
+      h_bonded[p.b] = 1;
+  }
+}
+
+std::vector<std::string> BondPerception::assign_bond_types(Molecule& m) const {
+  Perceiver p(m, settings_);
+  return p.run();
+}
+
+} // namespace xtalmotif

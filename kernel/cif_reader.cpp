@@ -1,0 +1,557 @@
+// The only translation unit that sees gemmi: CIF syntax is parsed here and handed on as plain
+// values (CrystalDescription) to the crystal builder.
+#define USE_STD_SNPRINTF
+#include "kernel/cif_reader.h"
+
+#include "kernel/crystal_builder.h"
+
+#include <gemmi/cif.hpp>
+#include <gemmi/numb.hpp>
+#include <gemmi/symmetry.hpp>
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <set>
+#include <sstream>
+
+namespace xtalmotif {
+
+namespace {
+
+// Files larger than this (after decompression) are not small-molecule CIFs.
+constexpr std::size_t kMaxFileBytes = 64u << 20;
+
+std::string read_whole_file(const std::string& path) {
+  gzFile f = gzopen(path.c_str(), "rb");
+  if (!f)
+    throw CifError(path + ": cannot open file");
+  std::string text;
+  char buf[65536];
+  for (;;) {
+    int n = gzread(f, buf, sizeof buf);
+    if (n < 0) {
+      int err = 0;
+      std::string msg = gzerror(f, &err);
+      gzclose(f);
+      throw CifError(path + ": cannot read file: " + msg);
+    }
+    if (n == 0)
+      break;
+    text.append(buf, static_cast<std::size_t>(n));
+    if (text.size() > kMaxFileBytes) {
+      gzclose(f);
+      throw CifError(path + ": file too large for a crystal structure (over " +
+                     std::to_string(kMaxFileBytes >> 20) + " MB)");
+    }
+  }
+  gzclose(f);
+  return text;
+}
+
+/// One `data_` block of a file as text, with the line it starts on.
+struct BlockText {
+  std::string name;
+  std::size_t begin = 0, end = 0;
+  int first_line = 1;
+};
+
+bool starts_with_ci(const char* p, const char* end, const char* word) {
+  for (; *word; ++word, ++p)
+    if (p >= end || std::tolower(static_cast<unsigned char>(*p)) != *word)
+      return false;
+  return true;
+}
+
+// Splits at `data_` lines (column 0, outside semicolon text fields), so that each block can be
+// parsed on its own and a syntax error stays inside the block that has it.
+std::vector<BlockText> split_blocks(const std::string& text) {
+  std::vector<BlockText> blocks;
+  const char* s = text.data();
+  const std::size_t n = text.size();
+  bool in_text_field = false;
+  int line = 1;
+  std::size_t pos = 0;
+  // A byte-order mark written by some editors before the first line.
+  if (n >= 3 && text.compare(0, 3, "\xEF\xBB\xBF") == 0)
+    pos = 3;
+  while (pos < n) {
+    std::size_t eol = text.find('\n', pos);
+    if (eol == std::string::npos)
+      eol = n;
+    if (s[pos] == ';') {
+      in_text_field = !in_text_field;
+    } else if (!in_text_field && starts_with_ci(s + pos, s + eol, "data_")) {
+      if (!blocks.empty())
+        blocks.back().end = pos;
+      BlockText b;
+      std::size_t q = pos + 5;
+      while (q < eol && !std::isspace(static_cast<unsigned char>(s[q])))
+        ++q;
+      b.name = text.substr(pos + 5, q - pos - 5);
+      b.begin = pos;
+      b.first_line = line;
+      blocks.push_back(b);
+    }
+    pos = eol + 1;
+    ++line;
+  }
+  if (!blocks.empty())
+    blocks.back().end = n;
+  return blocks;
+}
+
+bool has_atom_site_coordinates(const std::string& text, const BlockText& b) {
+  static const char* tags[] = {"_atom_site_fract_x", "_atom_site.fract_x"};
+  const char* s = text.data() + b.begin;
+  const char* e = text.data() + b.end;
+  for (const char* p = s; p + 18 <= e; ++p) {
+    if (*p != '_')
+      continue;
+    for (const char* t : tags)
+      if (starts_with_ci(p, e, t))
+        return true;
+  }
+  return false;
+}
+
+std::string lower(std::string s) {
+  for (char& c : s)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// Tags compared without regard to case, and with the dotted (DDLm) and underscored (DDL1)
+// spellings equal: `_space_group_symop.operation_xyz` is `_space_group_symop_operation_xyz`.
+std::string normal_tag(const std::string& tag) {
+  std::string t = lower(tag);
+  std::replace(t.begin(), t.end(), '.', '_');
+  return t;
+}
+
+/// The values of a parsed block, looked up by normalised tag.
+class BlockValues {
+public:
+  explicit BlockValues(const gemmi::cif::Block& block) {
+    for (const gemmi::cif::Item& item : block.items) {
+      if (item.type == gemmi::cif::ItemType::Pair) {
+        columns_.emplace(normal_tag(item.pair[0]), std::vector<std::string>{item.pair[1]});
+      } else if (item.type == gemmi::cif::ItemType::Loop) {
+        const gemmi::cif::Loop& loop = item.loop;
+        const std::size_t w = loop.width();
+        if (w == 0)
+          continue;
+        const std::size_t len = loop.length();
+        for (std::size_t c = 0; c < w; ++c) {
+          std::string tag = normal_tag(loop.tags[c]);
+          if (columns_.count(tag))
+            continue;
+          std::vector<std::string> col;
+          col.reserve(len);
+          for (std::size_t r = 0; r < len; ++r)
+            col.push_back(loop.values[r * w + c]);
+          columns_.emplace(tag, std::move(col));
+        }
+      }
+    }
+  }
+  /// The raw values under a tag; null when the block does not have it.
+  const std::vector<std::string>* column(const std::string& tag) const {
+    auto it = columns_.find(normal_tag(tag));
+    return it == columns_.end() ? nullptr : &it->second;
+  }
+  /// The first value of the first of the tags present that is not '?' or '.'.
+  std::string value(std::initializer_list<const char*> tags) const {
+    for (const char* t : tags)
+      if (const auto* c = column(t))
+        for (const std::string& v : *c)
+          if (!gemmi::cif::is_null(v))
+            return gemmi::cif::as_string(v);
+    return "";
+  }
+
+private:
+  std::map<std::string, std::vector<std::string>> columns_;
+};
+
+double number(const std::string& raw) { return gemmi::cif::as_number(raw); }
+
+std::string trim(const std::string& s) {
+  std::size_t b = 0, e = s.size();
+  while (b < e && std::isspace(static_cast<unsigned char>(s[b])))
+    ++b;
+  while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1])))
+    --e;
+  return s.substr(b, e - b);
+}
+
+CrystalSymmetryOperator from_gemmi(const gemmi::Op& op) {
+  Matrix<int, 3, 3> rot;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j)
+      rot(i, j) = op.rot[i][j] / gemmi::Op::DEN;
+  Point t(double(op.tran[0]) / gemmi::Op::DEN, double(op.tran[1]) / gemmi::Op::DEN,
+          double(op.tran[2]) / gemmi::Op::DEN);
+  return CrystalSymmetryOperator(rot, t);
+}
+
+std::vector<CrystalSymmetryOperator> from_gemmi(const gemmi::GroupOps& gops) {
+  std::vector<CrystalSymmetryOperator> out;
+  for (gemmi::Op op : gops)
+    out.push_back(from_gemmi(op));
+  return out;
+}
+
+// An operator list is usable when every operator preserves the cell metric (it is an isometry
+// of this lattice) and the list is closed under composition. Files do carry lists that are
+// neither: a mistyped row, or the operators of another setting.
+bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
+                      const std::array<double, 6>& cell, std::string* why) {
+  CrystalMaker cm;
+  try {
+    cm.set_cell(cell[0], cell[1], cell[2], cell[3], cell[4], cell[5]);
+  } catch (const std::exception&) {
+    return true; // the cell itself is reported later
+  }
+  const Matrix<double, 3, 3>& m = cm.orthogonal_matrix();
+  Matrix<double, 3, 3> g = m.transpose() * m;
+  double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
+  for (const auto& op : ops) {
+    Matrix<double, 3, 3> r;
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        r(i, j) = op.rotation()(i, j);
+    Matrix<double, 3, 3> h = r.transpose() * g * r;
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        if (std::fabs(h(i, j) - g(i, j)) > 0.02 * scale) {
+          *why = "operator " + op.to_xyz() + " does not fit the cell";
+          return false;
+        }
+  }
+  auto key = [](const Matrix<int, 3, 3>& r, const Point& t) {
+    std::array<long, 12> k{};
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        k[i * 3 + j] = r(i, j);
+    for (int i = 0; i < 3; ++i) {
+      double w = t[i] - std::floor(t[i]);
+      long v = std::lround(w * 24.0) % 24;
+      k[9 + i] = v;
+    }
+    return k;
+  };
+  std::set<std::array<long, 12>> present;
+  for (const auto& op : ops)
+    present.insert(key(op.rotation(), op.translation()));
+  for (const auto& a : ops)
+    for (const auto& b : ops) {
+      Matrix<int, 3, 3> r = a.rotation() * b.rotation();
+      Point t = a.apply(b.translation());
+      if (!present.count(key(r, t))) {
+        *why = "operators " + a.to_xyz() + " and " + b.to_xyz() + " do not form a group";
+        return false;
+      }
+    }
+  return true;
+}
+
+// Symmetry from the operator loop, else the Hall symbol, else the Hermann-Mauguin symbol,
+// else the International Tables number; none at all is P1, with a warning.
+void read_symmetry(const BlockValues& v, CrystalDescription& d) {
+  const std::string hall = trim(v.value({"_space_group_name_Hall", "_symmetry_space_group_name_Hall"}));
+  const std::string hm = trim(v.value({"_space_group_name_H-M_alt", "_symmetry_space_group_name_H-M",
+                                       "_space_group_name_H-M_full"}));
+  const std::string number_text = trim(v.value({"_space_group_IT_number", "_symmetry_Int_Tables_number"}));
+  d.space_group = !hm.empty() ? hm : hall;
+  for (const char* tag : {"_space_group_symop_operation_xyz", "_symmetry_equiv_pos_as_xyz"}) {
+    const auto* col = v.column(tag);
+    if (!col)
+      continue;
+    std::vector<CrystalSymmetryOperator> ops;
+    bool bad = false;
+    for (const std::string& raw : *col) {
+      if (gemmi::cif::is_null(raw))
+        continue;
+      try {
+        ops.push_back(CrystalSymmetryOperator::from_xyz(gemmi::cif::as_string(raw)));
+      } catch (const std::invalid_argument& e) {
+        d.warnings.push_back(std::string("unreadable ") + tag + " entry: " + e.what());
+        bad = true;
+        break;
+      }
+    }
+    std::string why;
+    if (!bad && !ops.empty() && !operators_usable(ops, d.cell, &why)) {
+      d.warnings.push_back(std::string(tag) + " list not used: " + why);
+      bad = true;
+    }
+    if (!bad && !ops.empty()) {
+      d.operators = ops;
+      return;
+    }
+  }
+  if (!hall.empty()) {
+    try {
+      d.operators = from_gemmi(gemmi::symops_from_hall(hall.c_str()));
+      d.warnings.push_back("symmetry taken from the Hall symbol '" + hall + "'");
+      return;
+    } catch (const std::exception&) {
+      d.warnings.push_back("unreadable Hall symbol '" + hall + "'");
+    }
+  }
+  if (!hm.empty()) {
+    if (const gemmi::SpaceGroup* sg = gemmi::find_spacegroup_by_name(hm, d.cell[3], d.cell[5])) {
+      d.operators = from_gemmi(sg->operations());
+      d.warnings.push_back("symmetry taken from the Hermann-Mauguin symbol '" + hm + "'");
+      return;
+    }
+    d.warnings.push_back("unknown Hermann-Mauguin symbol '" + hm + "'");
+  }
+  if (!number_text.empty()) {
+    double num = number(number_text);
+    if (std::isfinite(num) && num >= 1 && num <= 230 && num == std::floor(num)) {
+      for (const gemmi::SpaceGroup& sg : gemmi::spacegroup_tables::main)
+        if (sg.number == static_cast<int>(num) && sg.is_reference_setting()) {
+          d.operators = from_gemmi(sg.operations());
+          d.warnings.push_back("symmetry taken from the space-group number " + number_text);
+          return;
+        }
+    }
+  }
+  d.operators.clear();
+  d.warnings.push_back("no symmetry given; P1 assumed");
+}
+
+void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& where) {
+  static const char* tags[6] = {"_cell_length_a", "_cell_length_b", "_cell_length_c",
+                                "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"};
+  for (int k = 0; k < 6; ++k) {
+    std::string raw = v.value({tags[k]});
+    double x = raw.empty() ? NAN : number(raw);
+    if (!std::isfinite(x)) {
+      if (k >= 3 && raw.empty()) {
+        d.cell[k] = 90.0;
+        d.warnings.push_back(std::string(tags[k]) + " missing; 90 degrees assumed");
+        continue;
+      }
+      throw CifError(where + (raw.empty() ? std::string(tags[k]) + " missing"
+                                          : std::string(tags[k]) + " is not a number: " + raw));
+    }
+    d.cell[k] = x;
+  }
+}
+
+int disorder_group_value(const std::string& raw) {
+  if (gemmi::cif::is_null(raw))
+    return 0;
+  std::string s = trim(gemmi::cif::as_string(raw));
+  if (s.empty())
+    return 0;
+  char* end = nullptr;
+  long g = std::strtol(s.c_str(), &end, 10);
+  if (end && *end == '\0')
+    return static_cast<int>(std::max(-1000L, std::min(1000L, g)));
+  // Letters used as group names: A is the first alternative, B the second.
+  if (std::isalpha(static_cast<unsigned char>(s[0])))
+    return std::toupper(static_cast<unsigned char>(s[0])) - 'A' + 1;
+  return 0;
+}
+
+void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& where) {
+  const auto* xs = v.column("_atom_site_fract_x");
+  const auto* ys = v.column("_atom_site_fract_y");
+  const auto* zs = v.column("_atom_site_fract_z");
+  if (!xs || !ys || !zs || xs->size() != ys->size() || xs->size() != zs->size())
+    throw CifError(where + "no atom sites with coordinates");
+  const std::size_t n = xs->size();
+  auto same_length = [&](const std::vector<std::string>* c) {
+    return c && c->size() == n ? c : nullptr;
+  };
+  const auto* labels = same_length(v.column("_atom_site_label"));
+  const auto* types = same_length(v.column("_atom_site_type_symbol"));
+  const auto* occ = same_length(v.column("_atom_site_occupancy"));
+  const auto* group = same_length(v.column("_atom_site_disorder_group"));
+  const auto* assembly = same_length(v.column("_atom_site_disorder_assembly"));
+  const auto* calc = same_length(v.column("_atom_site_calc_flag"));
+  const auto* flags = same_length(v.column("_atom_site_refinement_flags"));
+  const auto* occ_flags = same_length(v.column("_atom_site_refinement_flags_occupancy"));
+  int skipped = 0, empty = 0;
+  std::string first_skipped;
+  for (std::size_t i = 0; i < n; ++i) {
+    AtomSiteRecord r;
+    r.label = labels ? gemmi::cif::as_string((*labels)[i]) : "";
+    if (types)
+      r.type_symbol = gemmi::cif::as_string((*types)[i]);
+    double x = number((*xs)[i]), y = number((*ys)[i]), z = number((*zs)[i]);
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > 1e4 ||
+        std::fabs(y) > 1e4 || std::fabs(z) > 1e4) {
+      if (!skipped++)
+        first_skipped = r.label;
+      continue;
+    }
+    r.fractional = Point(x, y, z);
+    if (occ) {
+      double o = number((*occ)[i]);
+      // An occupancy of zero is a site that holds no atom (a refined-away alternative).
+      if (std::isfinite(o) && o <= 0.0) {
+        ++empty;
+        continue;
+      }
+      r.occupancy = std::isfinite(o) ? std::min(o, 1.0) : 1.0;
+    }
+    if (group)
+      r.disorder_group = disorder_group_value((*group)[i]);
+    if (assembly && !gemmi::cif::is_null((*assembly)[i]))
+      r.disorder_assembly = gemmi::cif::as_string((*assembly)[i]);
+    // "P" among the refinement flags: occupancy refined or fixed below one.
+    if (flags && gemmi::cif::as_string((*flags)[i]).find('P') != std::string::npos)
+      r.flagged_partial = r.occupancy >= 0.99;
+    if (occ_flags && gemmi::cif::as_string((*occ_flags)[i]).find('P') != std::string::npos)
+      r.flagged_partial = r.occupancy >= 0.99;
+    if (calc && lower(gemmi::cif::as_string((*calc)[i])) == "dum")
+      r.dummy = true;
+    d.sites.push_back(std::move(r));
+  }
+  if (skipped)
+    d.warnings.push_back(std::to_string(skipped) + " atom site(s) without coordinates skipped" +
+                         (first_skipped.empty() ? "" : " (first: " + first_skipped + ")"));
+  if (empty)
+    d.warnings.push_back(std::to_string(empty) + " atom site(s) of zero occupancy skipped");
+  if (d.sites.empty())
+    throw CifError(where + "no atom sites with coordinates");
+}
+
+CrystalDescription describe_block(const gemmi::cif::Block& block, const std::string& source) {
+  CrystalDescription d;
+  d.source = source;
+  d.block = block.name;
+  const std::string where = source + ": block " + block.name + ": ";
+  BlockValues v(block);
+  read_cell(v, d, where);
+  read_symmetry(v, d);
+  read_sites(v, d, where);
+  d.formula = v.value({"_chemical_formula_sum", "_chemical_formula_moiety"});
+  for (const char* tag : {"_refine_ls_R_factor_gt", "_refine_ls_R_factor_obs", "_refine_ls_R_factor_all"}) {
+    std::string raw = v.value({tag});
+    double r = raw.empty() ? NAN : number(raw);
+    if (std::isfinite(r) && r >= 0) {
+      // Some files give the R factor in percent.
+      d.r_factor = r > 1.0 ? r / 100.0 : r;
+      break;
+    }
+  }
+  return d;
+}
+
+// Parses one block's text. gemmi's own checks for duplicate tags and missing values are not
+// run: a repeated tag should not cost a crystallographer the whole structure (the first value
+// is used).
+gemmi::cif::Block parse_block(const std::string& text, const BlockText& b,
+                              const std::string& source) {
+  gemmi::cif::Document doc;
+  tao::pegtl::memory_input<> in(text.data() + b.begin, b.end - b.begin, source);
+  try {
+    gemmi::cif::parse_input(doc, in);
+  } catch (const std::exception& e) {
+    std::string msg = e.what();
+    // "source:LINE:COL(BYTE): message" from the parser: make the line absolute.
+    std::string prefix = source + ":";
+    if (msg.compare(0, prefix.size(), prefix) == 0) {
+      std::size_t p = prefix.size();
+      std::size_t q = p;
+      while (q < msg.size() && std::isdigit(static_cast<unsigned char>(msg[q])))
+        ++q;
+      if (q > p) {
+        long line = std::stol(msg.substr(p, q - p)) + b.first_line - 1;
+        std::size_t colon = msg.find(": ", q);
+        std::string rest = colon == std::string::npos ? msg.substr(q) : msg.substr(colon + 2);
+        msg = "line " + std::to_string(line) + ": " + rest;
+      }
+    }
+    throw CifError(source + ": block " + b.name + ": CIF syntax error: " + msg);
+  }
+  if (doc.blocks.empty())
+    throw CifError(source + ": block " + b.name + ": no data block found");
+  return std::move(doc.blocks.front());
+}
+
+THandle<CrystalMaker> read_from_text(const std::string& text, const std::string& source,
+                                     const std::string& block_name) {
+  std::vector<BlockText> blocks = split_blocks(text);
+  if (blocks.empty())
+    throw CifError(source + ": no data block (no data_ line) found");
+  const BlockText* chosen = nullptr;
+  if (block_name.empty()) {
+    for (const BlockText& b : blocks)
+      if (has_atom_site_coordinates(text, b)) {
+        chosen = &b;
+        break;
+      }
+    // None has atom sites: the first block reports what it lacks, under its own name.
+    if (!chosen)
+      chosen = &blocks.front();
+  } else {
+    for (const BlockText& b : blocks)
+      if (b.name == block_name) {
+        chosen = &b;
+        break;
+      }
+    if (!chosen)
+      for (const BlockText& b : blocks)
+        if (lower(b.name) == lower(block_name)) {
+          chosen = &b;
+          break;
+        }
+    if (!chosen)
+      throw CifError(source + ": block " + block_name + ": no such data block");
+  }
+  gemmi::cif::Block block = parse_block(text, *chosen, source);
+  if (block.name.empty())
+    block.name = chosen->name;
+  CrystalDescription d;
+  try {
+    d = describe_block(block, source);
+  } catch (const CifError&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw CifError(source + ": block " + chosen->name + ": " + e.what());
+  }
+  return CrystalBuilder().build(d);
+}
+
+} // namespace
+
+std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
+  const std::string text = read_whole_file(path);
+  std::vector<BlockText> blocks = split_blocks(text);
+  if (blocks.empty())
+    throw CifError(path + ": no data block (no data_ line) found");
+  std::vector<CifBlockInfo> out;
+  out.reserve(blocks.size());
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    CifBlockInfo info;
+    info.file = path;
+    info.block_name = blocks[i].name;
+    info.index = static_cast<int>(i);
+    info.has_atom_sites = has_atom_site_coordinates(text, blocks[i]);
+    out.push_back(std::move(info));
+  }
+  return out;
+}
+
+THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name) {
+  return read_from_text(read_whole_file(path), path, block_name);
+}
+
+THandle<CrystalMaker> read_crystal_from_string(const std::string& cif_text,
+                                               const std::string& source_name,
+                                               const std::string& block_name) {
+  return read_from_text(cif_text, source_name, block_name);
+}
+
+} // namespace xtalmotif

@@ -1,0 +1,923 @@
+#include "kernel/crystal_builder.h"
+
+#include "kernel/bond_perception.h"
+#include "kernel/cif_reader.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <queue>
+#include <stdexcept>
+#include <unordered_map>
+
+namespace xtalmotif {
+
+namespace {
+
+bool is_upper(char c) { return c >= 'A' && c <= 'Z'; }
+bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
+bool is_alpha(char c) { return is_upper(c) || is_lower(c); }
+
+int element_code(const std::string& s) { return Element::code_of(s); }
+
+// ---- the atoms of the asymmetric unit ------------------------------------------------------
+
+struct SiteAtom {
+  int record = -1; // index in the description's site list
+  Element element;
+  int charge = 0;
+  std::string label;
+  Point frac;
+  double occupancy = 1.0;
+  int group = 0;
+  bool partial = false; // partly occupied or disordered: may clash with an alternative
+  bool flagged_partial = false;
+};
+
+struct CellAtom {
+  int site = -1;  // index into the kept sites
+  int op = 0;     // operator index
+  Point frac;     // reduced into [0, 1)
+  Point shift;    // whole numbers: frac = op(site) + shift
+  Point orth;
+  bool alive = true;
+};
+
+struct Neighbour {
+  int other;
+  std::array<int, 3> t; // the other atom lies at its reduced position plus t
+  double d;
+};
+
+struct CellEdge {
+  int a, b;
+  std::array<int, 3> t; // b at frac_b + t is bonded to a at frac_a
+  double d;
+  bool metal;
+};
+
+std::array<int, 3> negate(const std::array<int, 3>& t) { return {-t[0], -t[1], -t[2]}; }
+std::array<int, 3> add(const std::array<int, 3>& a, const std::array<int, 3>& b) {
+  return {a[0] + b[0], a[1] + b[1], a[2] + b[2]};
+}
+
+/// All pairs of cell atoms (with their lattice images) closer than `cutoff`, found through a
+/// grid of cubes `cutoff` wide over the cell and the margin of images around it.
+std::vector<std::vector<Neighbour>> periodic_neighbours(const std::vector<CellAtom>& atoms,
+                                                        const CrystalMaker& cm, double cutoff,
+                                                        std::size_t max_points) {
+  const int n = static_cast<int>(atoms.size());
+  std::vector<std::vector<Neighbour>> out(n);
+  if (n == 0 || cutoff <= 0)
+    return out;
+  const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
+  const Matrix<double, 3, 3>& orth = cm.orthogonal_matrix();
+  // How far, in fractions of each axis, a sphere of radius `cutoff` reaches.
+  std::array<double, 3> margin;
+  std::array<int, 3> reach;
+  for (int k = 0; k < 3; ++k) {
+    double row = std::sqrt(frac(k, 0) * frac(k, 0) + frac(k, 1) * frac(k, 1) +
+                           frac(k, 2) * frac(k, 2));
+    margin[k] = cutoff * row;
+    reach[k] = static_cast<int>(std::ceil(margin[k])) + 1;
+  }
+  // A cell far smaller than the bonding reach (a unit typed wrong) would need millions of
+  // images per atom; refuse it before building any.
+  double per_atom = 1.0;
+  for (int k = 0; k < 3; ++k)
+    per_atom *= 2.0 * reach[k] + 1.0;
+  if (per_atom * n > 8.0 * static_cast<double>(max_points))
+    throw std::length_error("cell too small for the reach of its bonds");
+  struct Image {
+    int atom;
+    std::array<int, 3> t;
+    Point orth;
+  };
+  std::vector<Image> images;
+  for (int i = 0; i < n; ++i) {
+    if (!atoms[i].alive)
+      continue;
+    const Point& f = atoms[i].frac;
+    for (int ta = -reach[0]; ta <= reach[0]; ++ta) {
+      double x = f[0] + ta;
+      if (x < -margin[0] || x > 1 + margin[0])
+        continue;
+      for (int tb = -reach[1]; tb <= reach[1]; ++tb) {
+        double y = f[1] + tb;
+        if (y < -margin[1] || y > 1 + margin[1])
+          continue;
+        for (int tc = -reach[2]; tc <= reach[2]; ++tc) {
+          double z = f[2] + tc;
+          if (z < -margin[2] || z > 1 + margin[2])
+            continue;
+          images.push_back({i, {ta, tb, tc}, orth * Point(x, y, z)});
+          if (images.size() > max_points)
+            throw std::length_error("too many atoms in the neighbourhood of the unit cell");
+        }
+      }
+    }
+  }
+  auto cube = [&](const Point& p) {
+    return std::array<long, 3>{static_cast<long>(std::floor(p[0] / cutoff)),
+                               static_cast<long>(std::floor(p[1] / cutoff)),
+                               static_cast<long>(std::floor(p[2] / cutoff))};
+  };
+  struct KeyHash {
+    std::size_t operator()(const std::array<long, 3>& k) const {
+      return std::hash<long>()(k[0] * 73856093L ^ k[1] * 19349663L ^ k[2] * 83492791L);
+    }
+  };
+  std::unordered_map<std::array<long, 3>, std::vector<int>, KeyHash> grid;
+  grid.reserve(images.size());
+  for (std::size_t k = 0; k < images.size(); ++k)
+    grid[cube(images[k].orth)].push_back(static_cast<int>(k));
+  const double cut2 = cutoff * cutoff;
+  for (int i = 0; i < n; ++i) {
+    if (!atoms[i].alive)
+      continue;
+    const Point& p = atoms[i].orth;
+    auto c = cube(p);
+    for (long dx = -1; dx <= 1; ++dx)
+      for (long dy = -1; dy <= 1; ++dy)
+        for (long dz = -1; dz <= 1; ++dz) {
+          auto it = grid.find({c[0] + dx, c[1] + dy, c[2] + dz});
+          if (it == grid.end())
+            continue;
+          for (int k : it->second) {
+            const Image& im = images[k];
+            if (im.atom == i && im.t[0] == 0 && im.t[1] == 0 && im.t[2] == 0)
+              continue;
+            double d2 = sqrdistance(p, im.orth);
+            if (d2 < cut2)
+              out[i].push_back({im.atom, im.t, std::sqrt(d2)});
+          }
+        }
+  }
+  return out;
+}
+
+// True when two cell atoms (the second moved by the lattice translation t) come from their
+// sites by the same operator and translation, as atoms of one asymmetric unit do.
+bool same_image(const CellAtom& a, const CellAtom& b, const std::array<int, 3>& t) {
+  if (a.op != b.op)
+    return false;
+  for (int k = 0; k < 3; ++k)
+    if (std::lround(a.shift[k]) != std::lround(b.shift[k]) + t[k])
+      return false;
+  return true;
+}
+
+Point floor_point(const Point& p) {
+  return Point(std::floor(p[0]), std::floor(p[1]), std::floor(p[2]));
+}
+
+std::array<int, 3> as_ints(const Point& p) {
+  return {static_cast<int>(std::lround(p[0])), static_cast<int>(std::lround(p[1])),
+          static_cast<int>(std::lround(p[2]))};
+}
+
+// The shortest distance between two fractional points over lattice translations, for the
+// nearly orthogonal question "is this the same place": rounding each difference to the nearest
+// whole number is exact enough below the 0.5 A scale.
+double lattice_distance(const CrystalMaker& cm, const Point& a, const Point& b) {
+  Point d = a - b;
+  for (int k = 0; k < 3; ++k)
+    d[k] -= std::round(d[k]);
+  return cm.to_orthogonal(d).length();
+}
+
+std::string block_prefix(const CrystalDescription& d) {
+  return d.source + ": block " + d.block + ": ";
+}
+
+} // namespace
+
+// ---- elements from symbols and labels --------------------------------------------------------
+
+std::set<int> CrystalBuilder::formula_elements(const std::string& formula) {
+  std::set<int> out;
+  for (std::size_t i = 0; i < formula.size();) {
+    if (is_upper(formula[i])) {
+      std::string sym(1, formula[i]);
+      if (i + 1 < formula.size() && is_lower(formula[i + 1]))
+        sym += formula[i + 1];
+      int code = element_code(sym);
+      if (code < 0 && sym.size() == 2)
+        code = element_code(sym.substr(0, 1));
+      if (code > 0)
+        out.insert(code);
+      i += sym.size();
+    } else {
+      ++i;
+    }
+  }
+  return out;
+}
+
+namespace {
+
+// Picks between a two-letter and a one-letter reading of the start of a symbol or label.
+Element choose_element(const std::string& letters, const std::set<int>& formula,
+                       bool prefer_two_letters) {
+  int one = letters.empty() ? -1 : element_code(letters.substr(0, 1));
+  int two = letters.size() >= 2 ? element_code(letters.substr(0, 2)) : -1;
+  if (two > 0 && one > 0) {
+    if (!formula.empty()) {
+      if (formula.count(two))
+        return Element(two);
+      if (formula.count(one))
+        return Element(one);
+    }
+    return Element(prefer_two_letters ? two : one);
+  }
+  if (two > 0)
+    return Element(two);
+  if (one > 0)
+    return Element(one);
+  return Element();
+}
+
+} // namespace
+
+Element CrystalBuilder::element_from_type_symbol(const std::string& symbol,
+                                                 const std::set<int>& formula, int* charge) {
+  std::size_t i = 0;
+  while (i < symbol.size() && std::isspace(static_cast<unsigned char>(symbol[i])))
+    ++i;
+  std::string letters;
+  while (i < symbol.size() && is_alpha(symbol[i]) && letters.size() < 2)
+    letters += symbol[i++];
+  if (charge)
+    *charge = 0;
+  if (letters.empty())
+    return Element();
+  // A type symbol names an element: "CL" is chlorine and "CA" calcium, unless the formula
+  // shows that the writer put a label there.
+  Element e = choose_element(letters, formula, true);
+  if (e.code() == 0)
+    return e;
+  // The charge follows as "2-", "1+", "+", "-" or "-2".
+  std::string rest = symbol.substr(i);
+  int digits = 0, sign = 0;
+  bool seen_digit = false, other = false;
+  for (char c : rest) {
+    if (c >= '0' && c <= '9') {
+      if (digits < 100)
+        digits = digits * 10 + (c - '0');
+      seen_digit = true;
+    } else if (c == '+') {
+      sign = 1;
+    } else if (c == '-') {
+      sign = -1;
+    } else if (!std::isspace(static_cast<unsigned char>(c))) {
+      other = true;
+    }
+  }
+  if (charge && sign != 0 && !other)
+    *charge = sign * (seen_digit ? digits : 1);
+  return e;
+}
+
+Element CrystalBuilder::element_from_label(const std::string& label, const std::set<int>& formula) {
+  std::string letters;
+  for (char c : label) {
+    if (!is_alpha(c))
+      break;
+    letters += c;
+  }
+  if (letters.empty())
+    return Element();
+  std::string lower = letters;
+  for (char& c : lower)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  // Water written as a residue name.
+  if (lower.rfind("wat", 0) == 0 || lower.rfind("hoh", 0) == 0)
+    return lower[0] == 'h' && formula.count(Element::Oxygen) == 0 ? Element(Element::Hydrogen)
+                                                                 : Element(Element::Oxygen);
+  bool mixed_case = letters.size() >= 2 && is_lower(letters[1]) && is_upper(letters[0]);
+  int two = letters.size() >= 2 ? element_code(letters.substr(0, 2)) : -1;
+  if (mixed_case && two > 0) {
+    int one = element_code(letters.substr(0, 1));
+    // "Ca1" with a formula of C, H, O is a carbon written carelessly.
+    if (!formula.empty() && !formula.count(two) && one > 0 && formula.count(one))
+      return Element(one);
+    return Element(two);
+  }
+  if (letters.size() >= 2 && two > 0) {
+    // All capitals: "CL1", "BR2" are halogens; "CA1", "HG1", "NA1" are atoms of an organic
+    // molecule unless the formula names the metal.
+    std::string up = letters.substr(0, 2);
+    for (char& c : up)
+      c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (!formula.empty())
+      return choose_element(letters, formula, false);
+    if (up == "CL" || up == "BR")
+      return Element(two);
+  }
+  int one = element_code(letters.substr(0, 1));
+  if (one > 0)
+    return Element(one);
+  return two > 0 ? Element(two) : Element();
+}
+
+namespace {
+
+// Which disorder groups to keep. Groups that are alternatives of one another form a cluster,
+// and the cluster keeps its lowest-numbered group (group 1 of the usual pair of groups 1
+// and 2). Two groups are alternatives when an atom of one sits too close to an atom of the
+// other to coexist, or when they hang on the same ordered atom with occupancies that add up to
+// one (the two rotamers of a CH2OH). Files that number groups on through the structure
+// (1/2 at one place, 3/4 at the next) keep 1 and 3; a group with no alternative is kept.
+std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
+                                                      const std::vector<SiteAtom>& sites,
+                                                      const std::vector<std::string>& assembly) {
+  std::vector<std::size_t> keep;
+  std::vector<std::size_t> grouped;
+  for (std::size_t i = 0; i < sites.size(); ++i)
+    if (sites[i].group != 0)
+      grouped.push_back(i);
+  if (grouped.empty()) {
+    for (std::size_t i = 0; i < sites.size(); ++i)
+      keep.push_back(i);
+    return keep;
+  }
+  // Group keys: assembly and group number.
+  std::map<std::pair<std::string, int>, int> group_id;
+  std::vector<int> gid(sites.size(), -1);
+  std::vector<std::pair<std::string, int>> groups;
+  for (std::size_t i : grouped) {
+    auto k = std::make_pair(assembly[i], sites[i].group);
+    auto it = group_id.find(k);
+    if (it == group_id.end()) {
+      it = group_id.emplace(k, static_cast<int>(groups.size())).first;
+      groups.push_back(k);
+    }
+    gid[i] = it->second;
+  }
+  std::vector<int> parent(groups.size());
+  for (std::size_t g = 0; g < groups.size(); ++g)
+    parent[g] = static_cast<int>(g);
+  std::function<int(int)> find = [&](int g) { return parent[g] == g ? g : parent[g] = find(parent[g]); };
+  auto unite = [&](int a, int b) {
+    const auto& ga = groups[a];
+    const auto& gb = groups[b];
+    // Alternatives share an assembly and the sign of the group number.
+    if (ga.first != gb.first || (ga.second > 0) != (gb.second > 0))
+      return;
+    parent[find(a)] = find(b);
+  };
+  // Ordered atoms that each grouped atom is bonded to.
+  std::vector<std::vector<std::size_t>> anchors(sites.size());
+  for (std::size_t i : grouped) {
+    for (std::size_t j = 0; j < sites.size(); ++j) {
+      if (j == i)
+        continue;
+      double lim = sites[i].element.covalent_radius() + sites[j].element.covalent_radius() + 0.4;
+      double d = lattice_distance(cm, sites[i].frac, sites[j].frac);
+      if (d >= lim)
+        continue;
+      if (sites[j].group == 0) {
+        if (!(sites[i].element.is_hydrogen() && sites[j].element.is_hydrogen()))
+          anchors[i].push_back(j);
+      } else if (gid[j] != gid[i] && !sites[i].element.is_hydrogen() &&
+                 !sites[j].element.is_hydrogen() &&
+                 d < 0.75 * (lim - 0.4)) {
+        unite(gid[i], gid[j]);
+      }
+    }
+  }
+  std::map<std::size_t, std::vector<std::size_t>> by_anchor;
+  for (std::size_t i : grouped)
+    for (std::size_t a : anchors[i])
+      by_anchor[a].push_back(i);
+  for (const auto& kv : by_anchor)
+    for (std::size_t x = 0; x < kv.second.size(); ++x)
+      for (std::size_t y = x + 1; y < kv.second.size(); ++y) {
+        std::size_t i = kv.second[x], j = kv.second[y];
+        if (gid[i] == gid[j] || sites[i].element != sites[j].element)
+          continue;
+        if (std::fabs(sites[i].occupancy + sites[j].occupancy - 1.0) < 0.1)
+          unite(gid[i], gid[j]);
+      }
+  // The kept group of each cluster: the smallest group number in absolute value.
+  std::map<int, int> best;
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    int root = find(static_cast<int>(g));
+    auto it = best.find(root);
+    if (it == best.end() || std::abs(groups[g].second) < std::abs(groups[it->second].second))
+      best[root] = static_cast<int>(g);
+  }
+  for (std::size_t i = 0; i < sites.size(); ++i)
+    if (sites[i].group == 0 || best[find(gid[i])] == gid[i])
+      keep.push_back(i);
+  return keep;
+}
+
+} // namespace
+
+// ---- building ------------------------------------------------------------------------------
+
+THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) const {
+  const std::string where = block_prefix(desc);
+  auto cm = make_handle<CrystalMaker>();
+  try {
+    cm->set_cell(desc.cell[0], desc.cell[1], desc.cell[2], desc.cell[3], desc.cell[4],
+                 desc.cell[5]);
+  } catch (const std::exception& e) {
+    throw CifError(where + "unusable cell: " + e.what());
+  }
+  cm->set_symmetry_operators(desc.operators);
+  cm->set_space_group_name(desc.space_group);
+  cm->set_r_factor(desc.r_factor);
+  for (const auto& w : desc.warnings)
+    cm->add_warning(w);
+  const auto& ops = cm->symmetry_operators();
+
+  if (static_cast<int>(desc.sites.size()) > settings_.max_sites)
+    throw CifError(where + "too many atom sites (" + std::to_string(desc.sites.size()) + ")");
+
+  // Elements and charges.
+  const std::set<int> formula = formula_elements(desc.formula);
+  bool disorder = false;
+  std::vector<SiteAtom> all_sites;
+  std::vector<std::string> assembly;
+  for (std::size_t i = 0; i < desc.sites.size(); ++i) {
+    const AtomSiteRecord& r = desc.sites[i];
+    if (r.dummy)
+      continue;
+    SiteAtom s;
+    s.record = static_cast<int>(i);
+    s.label = r.label;
+    if (!r.type_symbol.empty())
+      s.element = element_from_type_symbol(r.type_symbol, formula, &s.charge);
+    if (s.element.code() == 0)
+      s.element = element_from_label(r.label, formula);
+    if (s.element.code() == 0) {
+      cm->add_warning("atom site " + r.label + ": no element could be read; site skipped");
+      continue;
+    }
+    s.frac = r.fractional;
+    s.occupancy = r.occupancy > 0 ? r.occupancy : 1.0;
+    s.group = r.disorder_group;
+    s.flagged_partial = r.flagged_partial;
+    if (r.disorder_group != 0)
+      disorder = true;
+    if (s.label.empty())
+      s.label = s.element.symbol() + std::to_string(i + 1);
+    all_sites.push_back(s);
+    assembly.push_back(r.disorder_assembly);
+  }
+  std::vector<SiteAtom> sites;
+  for (std::size_t i : choose_disorder_alternatives(*cm, all_sites, assembly))
+    sites.push_back(all_sites[i]);
+  if (sites.empty())
+    throw CifError(where + "no atom sites with coordinates");
+
+  // Special positions: an atom that an operator maps onto itself may be written with its
+  // crystallographic occupancy (1/2 on an inversion centre); that is not partial occupancy.
+  for (SiteAtom& s : sites) {
+    int self = 1;
+    for (std::size_t k = 1; k < ops.size(); ++k)
+      if (lattice_distance(*cm, ops[k].apply(s.frac), s.frac) < settings_.merge_distance)
+        ++self;
+    bool partly = s.occupancy < 0.99 && s.occupancy * self < 0.99;
+    if (partly)
+      disorder = true;
+    s.partial = partly || s.group != 0 || s.flagged_partial;
+    if (s.flagged_partial)
+      disorder = true;
+  }
+  cm->set_disorder(disorder);
+
+  // Every image of every site in the unit cell: identity images first, then operator by
+  // operator, so that earlier entries win when two images fall on the same place.
+  if (static_cast<double>(sites.size()) * ops.size() > settings_.max_cell_atoms)
+    throw CifError(where + "too many atoms in the unit cell");
+  // Real crystals give each atom about 10 A^3 or more. Even counting every image of an atom
+  // on a special position separately, a hundredth of an A^3 per image is a cell given in the
+  // wrong units.
+  if (cm->volume() < 0.01 * static_cast<double>(sites.size()) * ops.size())
+    throw CifError(where + "cell volume too small for its atoms");
+  std::vector<CellAtom> cell;
+  cell.reserve(sites.size() * ops.size());
+  for (std::size_t k = 0; k < ops.size(); ++k)
+    for (std::size_t s = 0; s < sites.size(); ++s) {
+      CellAtom c;
+      c.site = static_cast<int>(s);
+      c.op = static_cast<int>(k);
+      Point f = ops[k].apply(sites[s].frac);
+      Point fl = floor_point(f);
+      c.frac = f - fl;
+      // Rounding can leave 1 - 1e-17 + 1e-16 == 1.0.
+      for (int x = 0; x < 3; ++x)
+        if (c.frac[x] >= 1.0) {
+          c.frac[x] -= 1.0;
+          fl[x] += 1.0;
+        }
+      c.shift = fl * -1.0;
+      c.orth = cm->to_orthogonal(c.frac);
+      cell.push_back(c);
+    }
+
+  BondPerceptionSettings bps;
+  double max_radius = 0;
+  for (const SiteAtom& s : sites)
+    max_radius = std::max(max_radius, s.element.covalent_radius());
+  const double cutoff = std::max(2 * max_radius + bps.tolerance, settings_.merge_distance + 0.01);
+  std::vector<std::vector<Neighbour>> near;
+  try {
+    near = periodic_neighbours(cell, *cm, cutoff,
+                               static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
+  } catch (const std::length_error& e) {
+    throw CifError(where + e.what());
+  }
+
+  auto clash_distance = [&](const SiteAtom& x, const SiteAtom& y) {
+    if (x.element.is_hydrogen() || y.element.is_hydrogen())
+      return settings_.merge_distance;
+    return std::max(settings_.merge_distance,
+                    0.75 * (x.element.covalent_radius() + y.element.covalent_radius()));
+  };
+
+  // Sites written twice in the asymmetric unit (or unlabelled alternatives of a disordered
+  // atom): the higher occupancy stays, then the first written.
+  std::vector<char> site_dropped(sites.size(), 0);
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    const CellAtom& ci = cell[i];
+    for (const Neighbour& nb : near[i]) {
+      if (nb.other >= static_cast<int>(sites.size()) || nb.other == static_cast<int>(i))
+        continue;
+      const SiteAtom& a = sites[ci.site];
+      const SiteAtom& b = sites[cell[nb.other].site];
+      bool duplicate = nb.d < settings_.merge_distance;
+      // Unlabelled alternatives: too close to be bonded, or as close as a bond but with
+      // occupancies that leave room for only one of the two. Atoms of one partly occupied
+      // molecule share an occupancy, so equal occupancies at bond length are a bond.
+      bool alternatives =
+          a.partial && b.partial && a.group == 0 && b.group == 0 &&
+          (nb.d < clash_distance(a, b) ||
+           (!a.element.is_hydrogen() && !b.element.is_hydrogen() &&
+            nb.d < a.element.covalent_radius() + b.element.covalent_radius() + 0.1 &&
+            a.occupancy + b.occupancy <= 1.05 && std::fabs(a.occupancy - b.occupancy) > 0.05));
+      if (!duplicate && !alternatives)
+        continue;
+      int i_site = static_cast<int>(i), j_site = nb.other;
+      if (site_dropped[i_site] || site_dropped[j_site])
+        continue;
+      int loser = (b.occupancy < a.occupancy || (b.occupancy == a.occupancy && j_site > i_site))
+                      ? j_site
+                      : i_site;
+      site_dropped[loser] = 1;
+      if (duplicate && !a.partial && !b.partial)
+        cm->add_error("atom sites " + a.label + " and " + b.label + " coincide");
+    }
+  }
+  for (CellAtom& c : cell)
+    if (site_dropped[c.site])
+      c.alive = false;
+
+  // Images that land on an atom already placed: the same atom on a special position, or the
+  // symmetry image of a molecule disordered across a symmetry element, which gives way to the
+  // asymmetric unit's orientation.
+  for (std::size_t i = 0; i < cell.size(); ++i) {
+    if (!cell[i].alive)
+      continue;
+    for (const Neighbour& nb : near[i]) {
+      if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
+        continue;
+      const SiteAtom& a = sites[cell[i].site];
+      const SiteAtom& b = sites[cell[nb.other].site];
+      bool duplicate = nb.d < settings_.merge_distance;
+      bool clash = a.partial && b.partial && nb.d < clash_distance(a, b);
+      // A negative disorder group is disordered across a symmetry element: an image of it
+      // within bonding reach of another image of a negative group is the other orientation.
+      bool other_orientation =
+          a.group < 0 && b.group < 0 && !same_image(cell[i], cell[nb.other], nb.t) &&
+          nb.d < a.element.covalent_radius() + b.element.covalent_radius() + bps.tolerance;
+      if (duplicate || clash || other_orientation) {
+        cell[i].alive = false;
+        break;
+      }
+    }
+  }
+
+  // Bonds between the atoms left, each hydrogen keeping its shortest.
+  BondPerception perception(bps);
+  std::vector<CellEdge> edges;
+  for (std::size_t i = 0; i < cell.size(); ++i) {
+    if (!cell[i].alive)
+      continue;
+    for (const Neighbour& nb : near[i]) {
+      if (!cell[nb.other].alive)
+        continue;
+      // Each pair once: from the lower index, or for an atom and its own lattice image from
+      // the positive translation.
+      if (nb.other < static_cast<int>(i))
+        continue;
+      if (nb.other == static_cast<int>(i) && nb.t < std::array<int, 3>{0, 0, 0})
+        continue;
+      const Element& ea = sites[cell[i].site].element;
+      const Element& eb = sites[cell[nb.other].site].element;
+      if (!perception.is_bond_length(ea, eb, nb.d))
+        continue;
+      // Atoms of a negative disorder group bond to symmetry images only through ordered atoms.
+      int ga = sites[cell[i].site].group, gb = sites[cell[nb.other].site].group;
+      if ((ga < 0 || gb < 0) && ga != 0 && gb != 0 &&
+          !same_image(cell[i], cell[nb.other], nb.t))
+        continue;
+      edges.push_back({static_cast<int>(i), nb.other, nb.t, nb.d, ea.is_metal() || eb.is_metal()});
+    }
+  }
+  std::sort(edges.begin(), edges.end(), [](const CellEdge& x, const CellEdge& y) {
+    return x.d != y.d ? x.d < y.d : (x.a != y.a ? x.a < y.a : x.b < y.b);
+  });
+  {
+    std::vector<char> h_used(cell.size(), 0);
+    std::vector<CellEdge> kept;
+    for (const CellEdge& e : edges) {
+      bool ha = sites[cell[e.a].site].element.is_hydrogen();
+      bool hb = sites[cell[e.b].site].element.is_hydrogen();
+      if ((ha && h_used[e.a]) || (hb && h_used[e.b]))
+        continue;
+      if (ha)
+        h_used[e.a] = 1;
+      if (hb)
+        h_used[e.b] = 1;
+      kept.push_back(e);
+    }
+    edges.swap(kept);
+  }
+
+  // Hydrogen disorder: partly occupied hydrogens beyond what the parent atom's valence allows
+  // are dropped, lowest occupancy first (then the last written).
+  {
+    std::vector<std::vector<int>> edge_of(cell.size());
+    for (std::size_t k = 0; k < edges.size(); ++k) {
+      edge_of[edges[k].a].push_back(static_cast<int>(k));
+      edge_of[edges[k].b].push_back(static_cast<int>(k));
+    }
+    std::vector<char> edge_dead(edges.size(), 0);
+    auto other_end = [&](int k, int x) { return edges[k].a == x ? edges[k].b : edges[k].a; };
+    auto h_parent = [&](int h) {
+      for (int k : edge_of[h])
+        if (!edge_dead[k])
+          return other_end(k, h);
+      return -1;
+    };
+    auto kill = [&](int atom) {
+      cell[atom].alive = false;
+      for (int k : edge_of[atom])
+        edge_dead[k] = 1;
+    };
+    auto is_partial_h = [&](int x) {
+      const SiteAtom& s = sites[cell[x].site];
+      return s.element.is_hydrogen() && (s.occupancy < 0.9 || s.flagged_partial);
+    };
+    auto weaker = [&](int x, int y) { // true when x should go before y
+      double ox = sites[cell[x].site].occupancy, oy = sites[cell[y].site].occupancy;
+      return ox != oy ? ox < oy : x > y;
+    };
+    for (std::size_t x = 0; x < cell.size(); ++x) {
+      if (!cell[x].alive)
+        continue;
+      const SiteAtom& s = sites[cell[x].site];
+      if (s.element.is_hydrogen() || s.element.is_metal())
+        continue;
+      int valence = BondPerception::standard_valence(s.element);
+      if (valence == 0)
+        continue;
+      if (s.element == Element(Element::Nitrogen))
+        valence = 4;
+      std::vector<int> hs;
+      int heavy = 0;
+      for (int k : edge_of[x]) {
+        if (edge_dead[k])
+          continue;
+        int o = other_end(k, static_cast<int>(x));
+        const SiteAtom& so = sites[cell[o].site];
+        if (so.element.is_hydrogen())
+          hs.push_back(o);
+        else if (!so.element.is_metal())
+          ++heavy;
+      }
+      int allowed = std::max(0, valence - heavy);
+      std::vector<int> partial_hs;
+      for (int h : hs)
+        if (is_partial_h(h))
+          partial_hs.push_back(h);
+      std::sort(partial_hs.begin(), partial_hs.end(), weaker);
+      int count = static_cast<int>(hs.size());
+      for (int h : partial_hs) {
+        if (count <= allowed)
+          break;
+        kill(h);
+        --count;
+      }
+    }
+    // Half hydrogens on both oxygens of a carboxylic acid (or both nitrogens of an amidine):
+    // one acid, one hydrogen.
+    for (std::size_t h1 = 0; h1 < cell.size(); ++h1) {
+      if (!cell[h1].alive || !is_partial_h(static_cast<int>(h1)))
+        continue;
+      int x1 = h_parent(static_cast<int>(h1));
+      if (x1 < 0)
+        continue;
+      for (int k1 : edge_of[x1]) {
+        if (edge_dead[k1] || !cell[h1].alive)
+          continue;
+        int y = other_end(k1, x1);
+        if (sites[cell[y].site].element.is_hydrogen() || sites[cell[y].site].element.is_metal())
+          continue;
+        for (int k2 : edge_of[y]) {
+          if (edge_dead[k2])
+            continue;
+          int x2 = other_end(k2, y);
+          if (x2 == x1)
+            continue;
+          const Element& e2 = sites[cell[x2].site].element;
+          if (e2 != Element(Element::Oxygen) && e2 != Element(Element::Nitrogen) &&
+              e2 != Element(Element::Sulfur))
+            continue;
+          for (int k3 : edge_of[x2]) {
+            if (edge_dead[k3])
+              continue;
+            int h2 = other_end(k3, x2);
+            if (h2 == static_cast<int>(h1) || !cell[h2].alive || !is_partial_h(h2))
+              continue;
+            double sum = sites[cell[h1].site].occupancy + sites[cell[h2].site].occupancy;
+            if (sum > 1.1)
+              continue;
+            kill(weaker(static_cast<int>(h1), h2) ? static_cast<int>(h1) : h2);
+            break;
+          }
+          if (!cell[h1].alive)
+            break;
+        }
+      }
+    }
+    std::vector<CellEdge> kept;
+    for (std::size_t k = 0; k < edges.size(); ++k)
+      if (!edge_dead[k] && cell[edges[k].a].alive && cell[edges[k].b].alive)
+        kept.push_back(edges[k]);
+    edges.swap(kept);
+  }
+
+  // Adjacency in both directions.
+  struct Arc {
+    int to;
+    std::array<int, 3> t;
+    bool metal;
+  };
+  std::vector<std::vector<Arc>> arcs(cell.size());
+  for (const CellEdge& e : edges) {
+    arcs[e.a].push_back({e.b, e.t, e.metal});
+    arcs[e.b].push_back({e.a, negate(e.t), e.metal});
+  }
+
+  bool hydrogens_present = false, carbon_present = false;
+  for (std::size_t c = 0; c < cell.size(); ++c)
+    if (cell[c].alive) {
+      hydrogens_present |= sites[cell[c].site].element.is_hydrogen();
+      carbon_present |= sites[cell[c].site].element.is_carbon();
+    }
+  cm->set_has_hydrogen_sites(hydrogens_present);
+  if (!hydrogens_present && carbon_present)
+    cm->add_error("no hydrogen sites; hydrogen counts derived from bond lengths and angles");
+  bps.hydrogens_present = hydrogens_present;
+  BondPerception typer(bps);
+
+  // Covalent pieces first: atoms joined by bonds that involve no metal, each piece laid out
+  // whole around its lowest atom. Only a piece that is itself endless (a covalent polymer) is
+  // cut inside.
+  const int ncell = static_cast<int>(cell.size());
+  std::vector<int> piece(ncell, -1);
+  std::vector<std::array<int, 3>> rel(ncell, std::array<int, 3>{0, 0, 0});
+  std::vector<std::vector<int>> pieces;
+  bool polymeric = false;
+  for (int c = 0; c < ncell; ++c) {
+    if (!cell[c].alive || piece[c] >= 0)
+      continue;
+    int id = static_cast<int>(pieces.size());
+    pieces.emplace_back();
+    std::queue<int> q;
+    piece[c] = id;
+    q.push(c);
+    while (!q.empty()) {
+      int x = q.front();
+      q.pop();
+      pieces[id].push_back(x);
+      for (const Arc& arc : arcs[x]) {
+        if (arc.metal)
+          continue;
+        if (piece[arc.to] < 0) {
+          piece[arc.to] = id;
+          rel[arc.to] = add(rel[x], arc.t);
+          q.push(arc.to);
+        }
+      }
+    }
+  }
+
+  // Molecules, each grown from the first asymmetric-unit site not yet used, piece by piece
+  // across metal-ligand bonds. A bond that would bring back a piece already placed, at another
+  // lattice translation, is where a coordination polymer repeats: it is cut there.
+  std::vector<char> site_used(sites.size(), 0);
+  std::vector<char> piece_placed(pieces.size(), 0);
+  std::vector<std::array<int, 3>> piece_shift(pieces.size());
+  std::vector<std::array<int, 3>> offset(ncell);
+  for (std::size_t s = 0; s < sites.size(); ++s) {
+    if (site_used[s] || !cell[s].alive)
+      continue;
+    // The start atom keeps the coordinates written in the file.
+    int p0 = piece[s];
+    std::array<int, 3> want = as_ints(cell[s].shift * -1.0);
+    piece_shift[p0] = add(want, negate(rel[s]));
+    piece_placed[p0] = 1;
+    std::vector<int> order{p0};
+    for (std::size_t k = 0; k < order.size(); ++k) {
+      int p = order[k];
+      for (int x : pieces[p])
+        for (const Arc& arc : arcs[x]) {
+          if (!arc.metal)
+            continue;
+          int q = piece[arc.to];
+          if (piece_placed[q])
+            continue;
+          // Offset of arc.to: shift(p) + rel(x) + t == shift(q) + rel(arc.to).
+          piece_shift[q] = add(add(add(piece_shift[p], rel[x]), arc.t), negate(rel[arc.to]));
+          piece_placed[q] = 1;
+          order.push_back(q);
+        }
+    }
+    std::vector<int> members;
+    for (int p : order)
+      for (int x : pieces[p]) {
+        offset[x] = add(piece_shift[p], rel[x]);
+        members.push_back(x);
+      }
+    std::sort(members.begin(), members.end(), [&](int x, int y) {
+      const CellAtom& a = cell[x];
+      const CellAtom& b = cell[y];
+      if (a.site != b.site)
+        return a.site < b.site;
+      if (a.op != b.op)
+        return a.op < b.op;
+      return offset[x] < offset[y];
+    });
+    std::unordered_map<int, int> index_of;
+    auto mol = make_handle<Molecule3d>();
+    std::vector<AtomOrigin> origins;
+    for (int c : members) {
+      const CellAtom& ca = cell[c];
+      const SiteAtom& sa = sites[ca.site];
+      site_used[ca.site] = 1;
+      std::array<int, 3> t = offset[c];
+      Point f = ca.frac + Point(t[0], t[1], t[2]);
+      auto atom = make_handle<Atom3d>(sa.element, sa.label,
+                                      make_handle<Site>(f, cm->to_orthogonal(f), sa.occupancy));
+      atom->set_formal_charge(sa.charge);
+      index_of[c] = mol->add_atom(THandle<Atom>(atom));
+      AtomOrigin origin;
+      origin.site = sa.record;
+      origin.op = ca.op;
+      // frac = op(site) + shift + offset
+      std::array<int, 3> tr = add(as_ints(ca.shift), t);
+      origin.translation = Translation(tr[0], tr[1], tr[2]);
+      origins.push_back(origin);
+    }
+    std::vector<std::pair<int, int>> bonds;
+    for (int c : members)
+      for (const Arc& arc : arcs[c]) {
+        if (arc.to < c || (arc.to == c && arc.t < std::array<int, 3>{0, 0, 0}))
+          continue;
+        auto jt = index_of.find(arc.to);
+        if (jt == index_of.end())
+          continue;
+        if (add(offset[c], arc.t) != offset[arc.to] || arc.to == c) {
+          polymeric = true; // the bond leads to a lattice repeat of an atom already present
+          continue;
+        }
+        bonds.emplace_back(index_of[c], jt->second);
+      }
+    // Ring membership is kept up to date bond by bond, so a molecule's cost grows with the
+    // square of its size; frameworks beyond this size are not molecular crystals.
+    if (static_cast<int>(bonds.size()) > settings_.max_molecule_bonds)
+      throw CifError(where + "one molecule has " + std::to_string(bonds.size()) +
+                     " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
+                     " handled");
+    for (const auto& b : bonds)
+      mol->add_bond(b.first, b.second, BondType::Unknown);
+    for (const std::string& p : typer.assign_bond_types(*mol))
+      if (std::find(cm->errors().begin(), cm->errors().end(), p) == cm->errors().end())
+        cm->add_error(p);
+    cm->add_molecule(THandle<Molecule>(mol), std::move(origins));
+  }
+  cm->set_polymeric(polymeric);
+  if (cm->nmolecules() == 0)
+    throw CifError(where + "no atom sites with coordinates");
+  return cm;
+}
+
+} // namespace xtalmotif

@@ -1,0 +1,436 @@
+#include "kernel/crystal_maker.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+namespace xtalmotif {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// Translations in space-group operators are multiples of 1/24 (1/8 in some origin shifts);
+// decimals such as 0.3333 or 0.1667 are the same fractions written to four places.
+double snap_translation(double t) {
+  double n = std::round(t * 24.0);
+  if (std::fabs(t * 24.0 - n) < 0.05)
+    return n / 24.0;
+  return t;
+}
+
+double wrap_unit(double t) {
+  double w = t - std::floor(t);
+  if (w >= 1.0 - 1e-9)
+    w = 0.0;
+  return w;
+}
+
+std::string fraction_text(double t) {
+  for (int den : {1, 2, 3, 4, 6, 8, 12, 24}) {
+    double num = t * den;
+    long n = std::lround(num);
+    if (std::fabs(num - n) < 1e-6) {
+      if (den == 1)
+        return std::to_string(n);
+      return std::to_string(n) + "/" + std::to_string(den);
+    }
+  }
+  std::ostringstream os;
+  os << t;
+  return os.str();
+}
+
+[[noreturn]] void bad_operator(const std::string& text, const std::string& why) {
+  throw std::invalid_argument("symmetry operator '" + text + "': " + why);
+}
+
+// Reads one row such as "-x+1/2", "0.5+x", "x-y" or "+y" into integer coefficients and a
+// translation.
+void parse_row(const std::string& whole, const std::string& row, std::array<int, 3>& coeff,
+               double& shift) {
+  coeff = {0, 0, 0};
+  shift = 0.0;
+  std::size_t i = 0;
+  bool any = false;
+  auto skip = [&] {
+    while (i < row.size() && std::isspace(static_cast<unsigned char>(row[i])))
+      ++i;
+  };
+  skip();
+  while (i < row.size()) {
+    int sign = 1;
+    bool signed_term = false;
+    while (i < row.size() && (row[i] == '+' || row[i] == '-')) {
+      if (row[i] == '-')
+        sign = -sign;
+      signed_term = true;
+      ++i;
+      skip();
+    }
+    if (i >= row.size()) {
+      if (signed_term)
+        bad_operator(whole, "dangling sign");
+      break;
+    }
+    if (any && !signed_term)
+      bad_operator(whole, "terms must be joined by + or -");
+    double number = 1.0;
+    bool has_number = false;
+    if (std::isdigit(static_cast<unsigned char>(row[i])) || row[i] == '.') {
+      std::size_t start = i;
+      while (i < row.size() && (std::isdigit(static_cast<unsigned char>(row[i])) || row[i] == '.'))
+        ++i;
+      std::string num = row.substr(start, i - start);
+      if (num == ".")
+        bad_operator(whole, "a lone '.' is not a number");
+      try {
+        number = std::stod(num);
+      } catch (const std::exception&) {
+        bad_operator(whole, "cannot read number '" + num + "'");
+      }
+      skip();
+      if (i < row.size() && row[i] == '/') {
+        ++i;
+        skip();
+        std::size_t ds = i;
+        while (i < row.size() && std::isdigit(static_cast<unsigned char>(row[i])))
+          ++i;
+        if (ds == i)
+          bad_operator(whole, "fraction without denominator");
+        double den = std::stod(row.substr(ds, i - ds));
+        if (den == 0.0)
+          bad_operator(whole, "zero denominator");
+        number /= den;
+      }
+      has_number = true;
+      skip();
+      if (i < row.size() && row[i] == '*') {
+        ++i;
+        skip();
+      }
+    }
+    if (i < row.size() && std::isalpha(static_cast<unsigned char>(row[i]))) {
+      char v = static_cast<char>(std::tolower(static_cast<unsigned char>(row[i])));
+      if (v < 'x' || v > 'z')
+        bad_operator(whole, std::string("unknown variable '") + row[i] + "'");
+      if (std::fabs(number - std::round(number)) > 1e-9)
+        bad_operator(whole, "non-integer coefficient");
+      if (std::fabs(number) > 6)
+        bad_operator(whole, "coefficient out of range");
+      coeff[v - 'x'] += sign * static_cast<int>(std::lround(number));
+      ++i;
+      skip();
+      // A translation written after the variable as a product ("x*1") is not used in CIF.
+    } else if (has_number) {
+      shift += sign * number;
+    } else {
+      bad_operator(whole, std::string("unexpected character '") + row[i] + "'");
+    }
+    any = true;
+    skip();
+  }
+  if (!any)
+    bad_operator(whole, "empty component");
+}
+
+} // namespace
+
+CrystalSymmetryOperator::CrystalSymmetryOperator()
+    : rotation_(Matrix<int, 3, 3>::identity()), translation_(0, 0, 0) {}
+
+CrystalSymmetryOperator::CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotation,
+                                                 const Point& translation)
+    : rotation_(rotation), translation_(translation) {}
+
+CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& text) {
+  std::string s = text;
+  // Quotes may survive from a CIF value; they carry no meaning here.
+  s.erase(std::remove_if(s.begin(), s.end(), [](char c) { return c == '\'' || c == '"'; }),
+          s.end());
+  std::vector<std::string> rows;
+  std::string cur;
+  for (char c : s) {
+    if (c == ',') {
+      rows.push_back(cur);
+      cur.clear();
+    } else {
+      cur += c;
+    }
+  }
+  rows.push_back(cur);
+  if (rows.size() != 3) {
+    // Some old files separate the three rows with blanks only: "x y z", "-x 1/2+y -z".
+    std::istringstream is(s);
+    std::vector<std::string> words;
+    std::string w;
+    while (is >> w)
+      words.push_back(w);
+    if (rows.size() == 1 && words.size() == 3)
+      rows = words;
+    else
+      bad_operator(text, "expected three comma-separated components");
+  }
+  Matrix<int, 3, 3> rot;
+  Point t;
+  for (int r = 0; r < 3; ++r) {
+    std::array<int, 3> c;
+    double shift;
+    parse_row(text, rows[r], c, shift);
+    for (int k = 0; k < 3; ++k)
+      rot(r, k) = c[k];
+    t[r] = snap_translation(shift);
+  }
+  int det = rot(0, 0) * (rot(1, 1) * rot(2, 2) - rot(1, 2) * rot(2, 1)) -
+            rot(0, 1) * (rot(1, 0) * rot(2, 2) - rot(1, 2) * rot(2, 0)) +
+            rot(0, 2) * (rot(1, 0) * rot(2, 1) - rot(1, 1) * rot(2, 0));
+  if (det != 1 && det != -1)
+    bad_operator(text, "the rotation part is not a symmetry operation (determinant " +
+                           std::to_string(det) + ")");
+  return CrystalSymmetryOperator(rot, t);
+}
+
+Point CrystalSymmetryOperator::apply(const Point& f) const {
+  Point out;
+  for (int i = 0; i < 3; ++i) {
+    double v = translation_[i];
+    for (int j = 0; j < 3; ++j)
+      v += rotation_(i, j) * f[j];
+    out[i] = v;
+  }
+  return out;
+}
+
+bool CrystalSymmetryOperator::is_identity() const {
+  return rotation_ == Matrix<int, 3, 3>::identity() && translation_[0] == 0.0 &&
+         translation_[1] == 0.0 && translation_[2] == 0.0;
+}
+
+std::string CrystalSymmetryOperator::to_xyz() const {
+  std::string out;
+  for (int r = 0; r < 3; ++r) {
+    std::string row;
+    for (int k = 0; k < 3; ++k) {
+      int c = rotation_(r, k);
+      if (c == 0)
+        continue;
+      if (c < 0)
+        row += '-';
+      else if (!row.empty())
+        row += '+';
+      if (std::abs(c) != 1)
+        row += std::to_string(std::abs(c));
+      row += static_cast<char>('x' + k);
+    }
+    double t = translation_[r];
+    if (t != 0.0) {
+      std::string f = fraction_text(std::fabs(t));
+      row += (t < 0 ? "-" : (row.empty() ? "" : "+")) + f;
+    }
+    if (row.empty())
+      row = "0";
+    if (r)
+      out += ',';
+    out += row;
+  }
+  return out;
+}
+
+bool CrystalSymmetryOperator::operator==(const CrystalSymmetryOperator& o) const {
+  if (!(rotation_ == o.rotation_))
+    return false;
+  for (int i = 0; i < 3; ++i)
+    if (std::fabs(translation_[i] - o.translation_[i]) > 1e-6)
+      return false;
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+CrystalMaker::CrystalMaker() { operators_.emplace_back(); }
+
+void CrystalMaker::set_cell(double a, double b, double c, double alpha, double beta,
+                            double gamma) {
+  for (double v : {a, b, c, alpha, beta, gamma})
+    if (!std::isfinite(v) || v <= 0.0)
+      throw std::invalid_argument("cell parameters must be positive numbers");
+  if (alpha >= 180.0 || beta >= 180.0 || gamma >= 180.0)
+    throw std::invalid_argument("cell angles must lie below 180 degrees");
+  double ca = std::cos(alpha * kPi / 180.0), cb = std::cos(beta * kPi / 180.0),
+         cg = std::cos(gamma * kPi / 180.0), sg = std::sin(gamma * kPi / 180.0);
+  // Exact right angles keep exact zeros in the matrix.
+  if (alpha == 90.0)
+    ca = 0.0;
+  if (beta == 90.0)
+    cb = 0.0;
+  if (gamma == 90.0) {
+    cg = 0.0;
+    sg = 1.0;
+  }
+  double root = 1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg;
+  if (!(root > 1e-12))
+    throw std::invalid_argument("cell angles do not make a cell of positive volume");
+  double v = a * b * c * std::sqrt(root);
+  Matrix<double, 3, 3> m;
+  m(0, 0) = a;
+  m(0, 1) = b * cg;
+  m(0, 2) = c * cb;
+  m(1, 1) = b * sg;
+  m(1, 2) = c * (ca - cb * cg) / sg;
+  m(2, 2) = v / (a * b * sg);
+  cell_ = {{a, b, c, alpha, beta, gamma}};
+  orth_ = m;
+  frac_ = inverse(m);
+}
+
+double CrystalMaker::volume() const { return determinant(orth_); }
+
+void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops) {
+  std::vector<CrystalSymmetryOperator> out;
+  out.emplace_back();
+  for (const auto& op : ops) {
+    Point t = op.translation();
+    for (int i = 0; i < 3; ++i)
+      t[i] = wrap_unit(snap_translation(t[i]));
+    CrystalSymmetryOperator reduced(op.rotation(), t);
+    if (std::find(out.begin(), out.end(), reduced) == out.end())
+      out.push_back(reduced);
+  }
+  operators_ = std::move(out);
+}
+
+THandle<Molecule> CrystalMaker::molecule(int i) const {
+  if (i < 0 || i >= nmolecules())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  return molecules_[i];
+}
+
+void CrystalMaker::add_molecule(const THandle<Molecule>& m, std::vector<AtomOrigin> origins) {
+  if (!origins.empty() && static_cast<int>(origins.size()) != m->natoms())
+    throw std::invalid_argument("CrystalMaker::add_molecule: one origin per atom expected");
+  molecules_.push_back(m);
+  origins_.push_back(std::move(origins));
+}
+
+const std::vector<AtomOrigin>& CrystalMaker::atom_origins(int i) const {
+  if (i < 0 || i >= nmolecules())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  return origins_[i];
+}
+
+namespace {
+
+std::vector<AtomOrigin> pick_origins(const std::vector<AtomOrigin>& all,
+                                     const std::vector<int>& atoms) {
+  std::vector<AtomOrigin> out;
+  if (all.empty())
+    return out;
+  out.reserve(atoms.size());
+  for (int a : atoms)
+    out.push_back(all[a]);
+  return out;
+}
+
+THandle<Molecule> as_3d(const THandle<Molecule>& m) {
+  return THandle<Molecule>(make_handle<Molecule3d>(*m));
+}
+
+} // namespace
+
+void CrystalMaker::select_3d() {
+  std::vector<THandle<Molecule>> mols;
+  std::vector<std::vector<AtomOrigin>> origins;
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    const THandle<Molecule>& m = molecules_[i];
+    std::vector<int> keep;
+    for (int a = 0; a < m->natoms(); ++a)
+      if (m->atom(a)->has_site())
+        keep.push_back(a);
+    if (keep.empty())
+      continue;
+    if (static_cast<int>(keep.size()) == m->natoms()) {
+      mols.push_back(m);
+      origins.push_back(origins_[i]);
+    } else {
+      mols.push_back(as_3d(m->extract(keep)));
+      origins.push_back(pick_origins(origins_[i], keep));
+    }
+  }
+  molecules_ = std::move(mols);
+  origins_ = std::move(origins);
+}
+
+bool CrystalMaker::remove(const THandle<Bond>& bond) {
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    THandle<Molecule> m = molecules_[i];
+    if (m->index_of(bond) < 0)
+      continue;
+    m->remove_bond(bond);
+    std::vector<std::vector<int>> pieces = m->connected_components();
+    if (pieces.size() <= 1)
+      return true;
+    std::vector<AtomOrigin> all = origins_[i];
+    molecules_[i] = as_3d(m->extract(pieces[0]));
+    origins_[i] = pick_origins(all, pieces[0]);
+    for (std::size_t p = 1; p < pieces.size(); ++p) {
+      molecules_.push_back(as_3d(m->extract(pieces[p])));
+      origins_.push_back(pick_origins(all, pieces[p]));
+    }
+    return true;
+  }
+  return false;
+}
+
+void CrystalMaker::print(std::ostream& os) const {
+  std::ios_base::fmtflags flags = os.flags();
+  std::streamsize prec = os.precision();
+  os << std::fixed << std::setprecision(4);
+  os << "Cell: " << a() << " " << b() << " " << c() << " " << std::setprecision(3) << alpha()
+     << " " << beta() << " " << gamma() << "\n";
+  os << "Space group: " << (space_group_.empty() ? "?" : space_group_) << " ("
+     << operators_.size() << " operators)\n";
+  for (const auto& op : operators_)
+    os << "  " << op.to_xyz() << "\n";
+  if (r_factor_ >= 0)
+    os << "R factor: " << r_factor_ << "\n";
+  if (polymeric_)
+    os << "Polymeric\n";
+  if (disorder_)
+    os << "Disordered\n";
+  for (const auto& w : warnings_)
+    os << "Warning: " << w << "\n";
+  for (const auto& e : errors_)
+    os << "Error: " << e << "\n";
+  os << "Molecules: " << molecules_.size() << "\n";
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    const Molecule& m = *molecules_[i];
+    os << "Molecule " << i << ": " << m.formula() << " (" << m.natoms() << " atoms, "
+       << m.nbonds() << " bonds)\n";
+    for (int a = 0; a < m.natoms(); ++a) {
+      const Atom& at = *m.atom(a);
+      os << "  " << std::left << std::setw(8) << at.label() << std::right << std::setw(3)
+         << at.element().symbol();
+      if (at.has_site()) {
+        const Point& f = at.site()->fractional();
+        os << std::setprecision(4) << std::setw(10) << f[0] << std::setw(10) << f[1]
+           << std::setw(10) << f[2];
+      }
+      if (at.formal_charge())
+        os << "  charge " << std::showpos << at.formal_charge() << std::noshowpos;
+      os << "\n";
+    }
+    for (int b = 0; b < m.nbonds(); ++b) {
+      const Bond& bd = *m.bond(b);
+      os << "  bond " << m.atom(bd.atom1())->label() << "-" << m.atom(bd.atom2())->label() << " "
+         << bond_type_name(bd.type()) << "\n";
+    }
+  }
+  os.flags(flags);
+  os.precision(prec);
+}
+
+} // namespace xtalmotif

@@ -1,0 +1,408 @@
+// Bonds and bond types from coordinates, on small molecules placed by hand with textbook bond
+// lengths and angles: the result must be the structure a chemist draws.
+
+#include "kernel/bond_perception.h"
+#include "kernel/rings.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace xtalmotif {
+namespace {
+
+constexpr double kDeg = 3.14159265358979323846 / 180.0;
+
+struct Placed {
+  const char* symbol;
+  Point p;
+};
+
+class Built {
+public:
+  explicit Built(const std::vector<Placed>& atoms, bool hydrogens_present = true)
+      : perception_(settings(hydrogens_present)) {
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+      std::string label = std::string(atoms[i].symbol) + std::to_string(i);
+      mol_.add_atom(THandle<Atom>(make_handle<Atom3d>(
+          Element(atoms[i].symbol), label, make_handle<Site>(atoms[i].p, atoms[i].p))));
+    }
+    perception_.add_bonds(mol_);
+    problems_ = perception_.assign_bond_types(mol_);
+  }
+  Molecule& mol() { return mol_; }
+  const std::vector<std::string>& problems() const { return problems_; }
+  BondType type(int a, int b) const {
+    THandle<Bond> bd = mol_.bond_between(a, b);
+    return bd ? bd->type() : BondType::Unknown;
+  }
+  bool bonded(int a, int b) const { return !mol_.bond_between(a, b).is_null(); }
+  int charge(int a) const { return mol_.atom(a)->formal_charge(); }
+  int total_charge() const {
+    int q = 0;
+    for (int a = 0; a < mol_.natoms(); ++a)
+      q += mol_.atom(a)->formal_charge();
+    return q;
+  }
+  int count(BondType t) const {
+    int n = 0;
+    for (const auto& b : mol_.bonds())
+      n += b->type() == t;
+    return n;
+  }
+
+private:
+  static BondPerceptionSettings settings(bool h) {
+    BondPerceptionSettings s;
+    s.hydrogens_present = h;
+    return s;
+  }
+  Molecule3d mol_;
+  BondPerception perception_;
+  std::vector<std::string> problems_;
+};
+
+Point polar(double r, double deg) { return Point(r * std::cos(deg * kDeg), r * std::sin(deg * kDeg), 0); }
+
+// Three hydrogens on an sp3 atom at `c`, staggered around the direction `away` (unit).
+std::vector<Point> three_h(const Point& c, const Point& away, double length = 1.08) {
+  Point helper = std::fabs(away[2]) < 0.9 ? Point(0, 0, 1) : Point(1, 0, 0);
+  Point p1 = cross(away, helper);
+  p1 *= 1.0 / p1.length();
+  Point p2 = cross(away, p1);
+  std::vector<Point> out;
+  for (int k = 0; k < 3; ++k) {
+    double t = k * 120 * kDeg;
+    out.push_back(c + away * (0.334 * length) +
+                  (p1 * std::cos(t) + p2 * std::sin(t)) * (0.943 * length));
+  }
+  return out;
+}
+
+void add_three_h(std::vector<Placed>& atoms, const Point& c, const Point& away,
+                 double length = 1.08) {
+  for (const Point& h : three_h(c, away, length))
+    atoms.push_back({"H", h});
+}
+
+// A planar ring of `n` atoms of radius r, with a hydrogen 1.08 A out from each atom whose
+// symbol is marked with a trailing 'H' request.
+std::vector<Placed> ring(const std::vector<const char*>& symbols, double side,
+                         const std::vector<bool>& with_h) {
+  const int n = static_cast<int>(symbols.size());
+  const double r = side / (2 * std::sin(3.14159265358979323846 / n));
+  std::vector<Placed> out;
+  for (int i = 0; i < n; ++i)
+    out.push_back({symbols[i], polar(r, 90 + 360.0 * i / n)});
+  for (int i = 0; i < n; ++i)
+    if (with_h[i])
+      out.push_back({"H", polar(r + 1.05, 90 + 360.0 * i / n)});
+  return out;
+}
+
+int ring_bonds_of_type(const Built& b, int n, BondType t) {
+  int k = 0;
+  for (int i = 0; i < n; ++i)
+    k += b.type(i, (i + 1) % n) == t;
+  return k;
+}
+
+// ---- bonds from distances ---------------------------------------------------------------------
+
+TEST(BondsFromDistances, CovalentRadiiPlusTolerance) {
+  BondPerception p;
+  // C-C: 0.76 + 0.76 + 0.4 = 1.92.
+  EXPECT_TRUE(p.is_bond_length(Element("C"), Element("C"), 1.91));
+  EXPECT_FALSE(p.is_bond_length(Element("C"), Element("C"), 1.93));
+  EXPECT_FALSE(p.is_bond_length(Element("C"), Element("O"), 0.39));
+  EXPECT_FALSE(p.is_bond_length(Element("H"), Element("H"), 0.74));
+  EXPECT_FALSE(p.is_bond_length(Element("D"), Element("H"), 0.74));
+  EXPECT_NEAR(p.max_bond_length(Element("Ag"), Element("O")), 1.45 + 0.66 + 0.4, 1e-12);
+}
+
+TEST(BondsFromDistances, HydrogenKeepsItsShortestBondOnly) {
+  // O-H...O with the hydrogen 1.0 and 1.3 A from the two oxygens, and an H2 molecule.
+  Built b({{"O", Point(0, 0, 0)},
+           {"H", Point(1.0, 0, 0)},
+           {"O", Point(2.3, 0, 0)},
+           {"H", Point(10, 0, 0)},
+           {"H", Point(10.74, 0, 0)}});
+  EXPECT_TRUE(b.bonded(0, 1));
+  EXPECT_FALSE(b.bonded(1, 2));
+  EXPECT_FALSE(b.bonded(3, 4));
+  EXPECT_EQ(b.mol().nbonds(), 1);
+}
+
+// ---- aromatic rings -----------------------------------------------------------------------------
+
+TEST(AromaticRings, BenzenePyridineAndPyridinium) {
+  Built benzene(ring({"C", "C", "C", "C", "C", "C"}, 1.39, {1, 1, 1, 1, 1, 1}));
+  EXPECT_EQ(ring_bonds_of_type(benzene, 6, BondType::Aromatic), 6);
+  EXPECT_EQ(benzene.count(BondType::Single), 6); // the C-H bonds
+  EXPECT_TRUE(benzene.problems().empty());
+
+  Built pyridine(ring({"N", "C", "C", "C", "C", "C"}, 1.39, {0, 1, 1, 1, 1, 1}));
+  EXPECT_EQ(ring_bonds_of_type(pyridine, 6, BondType::Aromatic), 6);
+  EXPECT_EQ(pyridine.charge(0), 0);
+
+  // With a hydrogen on nitrogen the ring is a pyridinium cation.
+  Built pyridinium(ring({"N", "C", "C", "C", "C", "C"}, 1.39, {1, 1, 1, 1, 1, 1}));
+  EXPECT_EQ(ring_bonds_of_type(pyridinium, 6, BondType::Aromatic), 6);
+  EXPECT_EQ(pyridinium.charge(0), 1);
+  EXPECT_EQ(pyridinium.total_charge(), 1);
+  EXPECT_TRUE(pyridinium.problems().empty());
+}
+
+TEST(AromaticRings, FiveMemberedRingsWithALonePair) {
+  for (const char* hetero : {"N", "O", "S"}) {
+    bool nh = std::string(hetero) == "N";
+    Built five(ring({hetero, "C", "C", "C", "C"}, 1.40, {nh, 1, 1, 1, 1}));
+    EXPECT_EQ(ring_bonds_of_type(five, 5, BondType::Aromatic), 5) << hetero;
+    EXPECT_EQ(five.total_charge(), 0) << hetero;
+    EXPECT_TRUE(five.problems().empty()) << hetero;
+  }
+}
+
+TEST(AromaticRings, CyclohexeneIsNotAromatic) {
+  // A ring of six carbons with two hydrogens each except one C=C: the matching finds the one
+  // double bond and no aromatic ring.
+  auto atoms = ring({"C", "C", "C", "C", "C", "C"}, 1.50, {0, 0, 0, 0, 0, 0});
+  for (int i = 0; i < 6; ++i) {
+    Point c = atoms[i].p;
+    Point out = c * (1.0 / c.length());
+    if (i < 2) {
+      atoms.push_back({"H", c + out * 1.08});
+    } else {
+      atoms.push_back({"H", c + out * 0.62 + Point(0, 0, 0.88)});
+      atoms.push_back({"H", c + out * 0.62 - Point(0, 0, 0.88)});
+    }
+  }
+  Built b(atoms);
+  EXPECT_EQ(b.count(BondType::Aromatic), 0);
+  EXPECT_EQ(b.type(0, 1), BondType::Double);
+  EXPECT_EQ(b.count(BondType::Double), 1);
+}
+
+// ---- functional groups --------------------------------------------------------------------------
+
+std::vector<Placed> acetic_acid(bool with_acid_h) {
+  // 0 C methyl, 1 C carboxyl, 2 O carbonyl, 3 O hydroxyl, (4 H on O3), then methyl H.
+  std::vector<Placed> a = {{"C", Point(0, 0, 0)},
+                           {"C", Point(1.50, 0, 0)},
+                           {"O", Point(1.50, 0, 0) + polar(1.21, 60)},
+                           {"O", Point(1.50, 0, 0) + polar(1.31, -60)}};
+  if (with_acid_h)
+    a.push_back({"H", a[3].p + Point(0.97, 0, 0)});
+  add_three_h(a, a[0].p, Point(-1, 0, 0));
+  return a;
+}
+
+TEST(FunctionalGroups, CarboxylicAcid) {
+  Built b(acetic_acid(true));
+  EXPECT_EQ(b.type(1, 2), BondType::Double);
+  EXPECT_EQ(b.type(1, 3), BondType::Single);
+  EXPECT_EQ(b.type(3, 4), BondType::Single);
+  EXPECT_EQ(b.mol().hydrogen_count(3), 1);
+  EXPECT_EQ(b.total_charge(), 0);
+  EXPECT_TRUE(b.problems().empty());
+}
+
+TEST(FunctionalGroups, CarboxylateHasOneNegativeOxygen) {
+  // Both C-O 1.26 A, as in a real carboxylate.
+  std::vector<Placed> a = {{"C", Point(0, 0, 0)},
+                           {"C", Point(1.52, 0, 0)},
+                           {"O", Point(1.52, 0, 0) + polar(1.26, 60)},
+                           {"O", Point(1.52, 0, 0) + polar(1.26, -60)}};
+  add_three_h(a, a[0].p, Point(-1, 0, 0));
+  Built b(a);
+  EXPECT_EQ(b.count(BondType::Double), 1);
+  EXPECT_EQ(b.type(1, 2) == BondType::Double ? b.charge(3) : b.charge(2), -1);
+  EXPECT_EQ(b.total_charge(), -1);
+  EXPECT_TRUE(b.problems().empty());
+}
+
+TEST(FunctionalGroups, CarboxylateBoundToSilverIsStillACarboxylate) {
+  std::vector<Placed> a = {{"C", Point(0, 0, 0)},
+                           {"C", Point(1.52, 0, 0)},
+                           {"O", Point(1.52, 0, 0) + polar(1.25, 60)},
+                           {"O", Point(1.52, 0, 0) + polar(1.27, -60)}};
+  add_three_h(a, a[0].p, Point(-1, 0, 0));
+  a.push_back({"Ag", a[3].p + Point(2.2, 0, 0)});
+  Built b(a);
+  const int ag = static_cast<int>(a.size()) - 1;
+  ASSERT_TRUE(b.bonded(3, ag));
+  EXPECT_EQ(b.type(3, ag), BondType::Single);
+  EXPECT_EQ(b.type(1, 2), BondType::Double);
+  EXPECT_EQ(b.type(1, 3), BondType::Single);
+  EXPECT_EQ(b.charge(3), -1);
+  EXPECT_EQ(b.charge(2), 0);
+}
+
+TEST(FunctionalGroups, PrimaryAmide) {
+  // Formamide: 0 C, 1 O, 2 N, 3 H on C, 4 and 5 H on N.
+  Point n = polar(1.33, 210);
+  Built b({{"C", Point(0, 0, 0)},
+           {"O", polar(1.23, 90)},
+           {"N", n},
+           {"H", polar(1.09, 330)},
+           {"H", n + polar(1.01, 150)},
+           {"H", n + polar(1.01, 270)}});
+  EXPECT_EQ(b.type(0, 1), BondType::Double);
+  EXPECT_EQ(b.type(0, 2), BondType::Single);
+  EXPECT_EQ(b.mol().hydrogen_count(2), 2);
+  EXPECT_EQ(b.total_charge(), 0);
+  EXPECT_TRUE(b.problems().empty());
+}
+
+TEST(FunctionalGroups, NitroGroup) {
+  // Nitromethane: 0 C, 1 N, 2 and 3 O.
+  std::vector<Placed> a = {{"C", Point(0, 0, 0)},
+                           {"N", Point(1.49, 0, 0)},
+                           {"O", Point(1.49, 0, 0) + polar(1.22, 62.5)},
+                           {"O", Point(1.49, 0, 0) + polar(1.22, -62.5)}};
+  add_three_h(a, a[0].p, Point(-1, 0, 0));
+  Built b(a);
+  EXPECT_EQ(b.charge(1), 1);
+  EXPECT_EQ(b.count(BondType::Double), 1);
+  EXPECT_EQ(b.charge(2) + b.charge(3), -1);
+  // The negative oxygen is the singly bonded one.
+  int single_o = b.type(1, 2) == BondType::Single ? 2 : 3;
+  EXPECT_EQ(b.charge(single_o), -1);
+  EXPECT_EQ(b.total_charge(), 0);
+}
+
+TEST(FunctionalGroups, SulfoxideSulfoneAndSulfate) {
+  Point c1(1.80, 0, 0), c2 = polar(1.80, 97);
+  Point o_dir(-0.3, -0.3, 0.9);
+  o_dir *= 1.0 / o_dir.length();
+  auto dmso = std::vector<Placed>{{"S", Point(0, 0, 0)}, {"C", c1}, {"C", c2}, {"O", o_dir * 1.50}};
+  add_three_h(dmso, c1, Point(1, 0, 0));
+  add_three_h(dmso, c2, c2 * (1.0 / c2.length()));
+  Built sulfoxide(dmso);
+  EXPECT_EQ(sulfoxide.type(0, 3), BondType::Double);
+  EXPECT_EQ(sulfoxide.total_charge(), 0);
+  EXPECT_TRUE(sulfoxide.problems().empty());
+
+  auto sulfone_atoms = dmso;
+  Point o2_dir(-0.3, -0.3, -0.9);
+  o2_dir *= 1.0 / o2_dir.length();
+  sulfone_atoms.push_back({"O", o2_dir * 1.44});
+  Built sulfone(sulfone_atoms);
+  EXPECT_EQ(sulfone.type(0, 3), BondType::Double);
+  EXPECT_EQ(sulfone.type(0, static_cast<int>(sulfone_atoms.size()) - 1), BondType::Double);
+  EXPECT_EQ(sulfone.total_charge(), 0);
+
+  // Sulfate: two S=O and two S-O(-).
+  const double s = 1.47 / std::sqrt(3.0);
+  Built sulfate({{"S", Point(0, 0, 0)},
+                 {"O", Point(s, s, s)},
+                 {"O", Point(s, -s, -s)},
+                 {"O", Point(-s, s, -s)},
+                 {"O", Point(-s, -s, s)}});
+  EXPECT_EQ(sulfate.count(BondType::Double), 2);
+  EXPECT_EQ(sulfate.total_charge(), -2);
+  EXPECT_EQ(sulfate.charge(0), 0);
+}
+
+TEST(FunctionalGroups, AmmoniumAndGuanidinium) {
+  std::vector<Placed> methylammonium = {{"C", Point(0, 0, 0)}, {"N", Point(1.49, 0, 0)}};
+  add_three_h(methylammonium, Point(0, 0, 0), Point(-1, 0, 0));
+  add_three_h(methylammonium, Point(1.49, 0, 0), Point(1, 0, 0), 1.01);
+  Built ammonium(methylammonium);
+  EXPECT_EQ(ammonium.charge(1), 1);
+  EXPECT_EQ(ammonium.count(BondType::Single), 7);
+
+  std::vector<Placed> g = {{"C", Point(0, 0, 0)}};
+  for (int k = 0; k < 3; ++k)
+    g.push_back({"N", polar(1.33, 120 * k)});
+  for (int k = 0; k < 3; ++k) {
+    g.push_back({"H", polar(1.33, 120 * k) + polar(1.01, 120 * k + 60)});
+    g.push_back({"H", polar(1.33, 120 * k) + polar(1.01, 120 * k - 60)});
+  }
+  Built guanidinium(g);
+  EXPECT_EQ(guanidinium.count(BondType::Double), 1);
+  EXPECT_EQ(guanidinium.total_charge(), 1);
+  EXPECT_TRUE(guanidinium.problems().empty());
+}
+
+TEST(FunctionalGroups, NitrileIsATripleBond) {
+  std::vector<Placed> a = {{"C", Point(0, 0, 0)}, {"C", Point(1.46, 0, 0)}, {"N", Point(2.61, 0, 0)}};
+  add_three_h(a, a[0].p, Point(-1, 0, 0));
+  Built b(a);
+  EXPECT_EQ(b.type(1, 2), BondType::Triple);
+  EXPECT_EQ(b.type(0, 1), BondType::Single);
+}
+
+TEST(FunctionalGroups, WaterHasTwoHydrogens) {
+  Built b({{"O", Point(0, 0, 0)}, {"H", Point(0.96, 0, 0)}, {"H", polar(0.96, 104.5)}});
+  EXPECT_EQ(b.mol().hydrogen_count(0), 2);
+  EXPECT_EQ(b.count(BondType::Single), 2);
+  EXPECT_EQ(b.mol().atom(0)->implicit_hydrogens(), 0);
+}
+
+// ---- without hydrogen sites ------------------------------------------------------------------------
+
+TEST(HydrogensFromGeometry, RingHydrogensAndTheirNitrogens) {
+  Built benzene(ring({"C", "C", "C", "C", "C", "C"}, 1.39, {0, 0, 0, 0, 0, 0}), false);
+  for (int i = 0; i < 6; ++i)
+    EXPECT_EQ(benzene.mol().atom(i)->implicit_hydrogens(), 1);
+  EXPECT_EQ(benzene.count(BondType::Aromatic), 6);
+
+  // Pyridine-like nitrogen takes part in a double bond; pyrrole-like nitrogen carries H.
+  Built pyridine(ring({"N", "C", "C", "C", "C", "C"}, 1.39, {0, 0, 0, 0, 0, 0}), false);
+  EXPECT_EQ(pyridine.mol().atom(0)->implicit_hydrogens(), 0);
+  EXPECT_EQ(pyridine.count(BondType::Aromatic), 6);
+  Built pyrrole(ring({"N", "C", "C", "C", "C"}, 1.40, {0, 0, 0, 0, 0}), false);
+  EXPECT_EQ(pyrrole.mol().atom(0)->implicit_hydrogens(), 1);
+  EXPECT_EQ(pyrrole.count(BondType::Aromatic), 5);
+}
+
+TEST(HydrogensFromGeometry, AcidAndCarboxylateByBondLengths) {
+  // C=O 1.21 and C-O 1.31: acid, one hydrogen on the long bond's oxygen; methyl carbon 3 H.
+  Built acid({{"C", Point(0, 0, 0)},
+              {"C", Point(1.50, 0, 0)},
+              {"O", Point(1.50, 0, 0) + polar(1.21, 60)},
+              {"O", Point(1.50, 0, 0) + polar(1.31, -60)}},
+             false);
+  EXPECT_EQ(acid.mol().atom(0)->implicit_hydrogens(), 3);
+  EXPECT_EQ(acid.mol().atom(2)->implicit_hydrogens(), 0);
+  EXPECT_EQ(acid.mol().atom(3)->implicit_hydrogens(), 1);
+  EXPECT_EQ(acid.type(1, 2), BondType::Double);
+  EXPECT_EQ(acid.total_charge(), 0);
+  // Two equal 1.25 A bonds: carboxylate.
+  Built carboxylate({{"C", Point(0, 0, 0)},
+                     {"C", Point(1.52, 0, 0)},
+                     {"O", Point(1.52, 0, 0) + polar(1.25, 60)},
+                     {"O", Point(1.52, 0, 0) + polar(1.25, -60)}},
+                    false);
+  EXPECT_EQ(carboxylate.mol().atom(2)->implicit_hydrogens() +
+                carboxylate.mol().atom(3)->implicit_hydrogens(),
+            0);
+  EXPECT_EQ(carboxylate.total_charge(), -1);
+}
+
+// ---- rings ------------------------------------------------------------------------------------------
+
+TEST(SmallRings, NaphthaleneHasTwoSixRingsAndNoTen) {
+  Molecule m;
+  for (int i = 0; i < 10; ++i)
+    m.add_atom(make_handle<Atom>(Element("C")));
+  // Perimeter 0..9 and the fusion bond 0-5.
+  for (int i = 0; i < 10; ++i)
+    m.add_bond(i, (i + 1) % 10);
+  m.add_bond(0, 5);
+  auto rings = find_small_rings(m, 6);
+  ASSERT_EQ(rings.size(), 2u);
+  EXPECT_EQ(rings[0], (std::vector<int>{0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(rings[1], (std::vector<int>{0, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(find_small_rings(m, 10).size(), 3u);
+  // Leaving out atom 0 breaks both small rings.
+  std::vector<char> skip(10, 0);
+  skip[0] = 1;
+  EXPECT_TRUE(find_small_rings(m, 10, skip).empty());
+}
+
+} // namespace
+} // namespace xtalmotif
