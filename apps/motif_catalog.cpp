@@ -1,0 +1,266 @@
+#include "apps/motif_catalog.h"
+
+#include "files/con_file.h"
+#include "kernel/condition.h"
+#include "library/pre_defined_substructures.h"
+#include "library/silver_carboxylate_motifs.h"
+#include "library/water_motifs.h"
+#if __has_include("library/extended_ring_motifs.h")
+#include "library/extended_ring_motifs.h"
+#define XTALMOTIF_HAVE_RING_MOTIFS 1
+#endif
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+
+namespace xtalmotif::app {
+
+namespace {
+
+std::string lower(std::string s) {
+  for (char& c : s)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// Where a hydrogen-bonded pair of one predefined group attaches: the donor hydrogen (an explicit
+// H query atom), the atom carrying it, and the atom of the partner group that accepts.
+struct PairSites {
+  int donor_h = -1;
+  int donor = -1;
+  int acceptor = -1;
+};
+
+bool requires_hydrogen(const SubstructureAtom& atom) {
+  for (const auto& c : atom.constraints())
+    if (auto* nh = dynamic_cast<const AtomNHydrogensConstraint*>(c.get()))
+      if (!nh->condition()->test(0.0))
+        return true;
+  return false;
+}
+
+bool may_accept(const SubstructureAtom& atom) {
+  if (atom.elements().empty()) // any element
+    return true;
+  for (int code : {Element::Oxygen, Element::Nitrogen, Element::Sulfur, Element::Fluorine,
+                   Element::Chlorine, Element::Bromine, Element::Iodine})
+    if (atom.allows(Element(code)))
+      return true;
+  return false;
+}
+
+PairSites pair_sites(const MotifSubstructure& s) {
+  PairSites p;
+  for (int i = 0; i < s.nnodes() && p.donor_h < 0; ++i) {
+    const auto& el = s.node(i)->elements();
+    if (el.size() == 1 && el[0].code() == Element::Hydrogen)
+      for (const auto& e : s.edges())
+        if (e.atom1 == i || e.atom2 == i) {
+          int heavy = e.atom1 == i ? e.atom2 : e.atom1;
+          // Only hydrogens on N or O make hydrogen bonds; C-H hydrogens (formyl) do not count.
+          const SubstructureAtom& d = *s.node(heavy);
+          if (d.elements().empty() || d.allows(Element(Element::Oxygen)) ||
+              d.allows(Element(Element::Nitrogen))) {
+            p.donor_h = i;
+            p.donor = heavy;
+          }
+          break;
+        }
+  }
+  if (p.donor_h < 0)
+    return p;
+  // Prefer an acceptor that is not itself a required N-H or O-H (carbonyl O over hydroxyl O);
+  // groups whose only heteroatom is the donor (hydroxy, water) accept at the donor atom.
+  for (int i = 0; i < s.nnodes(); ++i) {
+    const SubstructureAtom& a = *s.node(i);
+    if (i != p.donor && i != p.donor_h && may_accept(a) && !requires_hydrogen(a) &&
+        !(a.elements().size() == 1 && a.elements()[0].is_hydrogen())) {
+      p.acceptor = i;
+      return p;
+    }
+  }
+  p.acceptor = p.donor;
+  return p;
+}
+
+// A hydrogen bond H...A: closer than the van der Waals radius sum, between different molecules,
+// with the D-H...A angle at least 120 degrees (the usual crystallographic criterion).
+void add_hbond(Motif& m, int from_sub, const PairSites& d, int to_sub, const PairSites& a) {
+  auto crit = make_handle<CombinedCriterion>(true, 0.0, -5.0, ContactType::Inter, 4, 999, false,
+                                             THandle<ElementSet>(), THandle<ElementSet>());
+  m.add_contact(make_handle<MotifContact>(from_sub, d.donor_h, to_sub, a.acceptor, crit));
+  m.add_angle_constraint(make_handle<MotifAngleConstraint>(
+      from_sub, d.donor, from_sub, d.donor_h, to_sub, a.acceptor,
+      THandle<Condition>(make_handle<InclusiveRange>("in range", 120.0, 180.0))));
+}
+
+THandle<Motif> make_pair(const std::string& key, bool dimer) {
+  PreDefinedSubstructures::GenerationOptions opt;
+  opt.explicit_hydrogens = true;
+  auto s0 = PreDefinedSubstructures::make_sub(key, opt);
+  auto s1 = PreDefinedSubstructures::make_sub(key, opt);
+  PairSites p = pair_sites(*s0);
+  auto m = make_handle<Motif>(key + (dimer ? " dimer" : " pair"));
+  m->add_substructure(s0);
+  m->add_substructure(s1);
+  add_hbond(*m, 0, p, 1, p);
+  if (dimer)
+    add_hbond(*m, 1, p, 0, p);
+  return m;
+}
+
+std::vector<CatalogEntry> build_catalog() {
+  std::vector<CatalogEntry> out;
+  PreDefinedSubstructures::GenerationOptions opt;
+  opt.explicit_hydrogens = true;
+  std::vector<std::string> keys = PreDefinedSubstructures::substructure_names();
+  for (const char* extra : {"NH", "HNCNH", "acyclic amide"})
+    keys.push_back(extra);
+  for (const auto& key : keys) {
+    auto s = PreDefinedSubstructures::make_sub(key, opt);
+    if (!s)
+      continue;
+    PairSites p = pair_sites(*s);
+    if (p.donor_h < 0)
+      continue;
+    out.push_back({key + " pair", "pair",
+                   "two \"" + key + "\" groups joined by one hydrogen bond",
+                   [key] { return make_pair(key, false); }, false});
+    if (p.acceptor != p.donor)
+      out.push_back({key + " dimer", "pair",
+                     "two \"" + key + "\" groups joined by two hydrogen bonds (a cyclic dimer)",
+                     [key] { return make_pair(key, true); }, false});
+  }
+
+  using W = WaterMotifs;
+  std::vector<std::pair<std::string, THandle<Motif> (*)()>> water = {
+      {"water chain", &W::make_chain},
+      {"water chain of ten", &W::make_chain_of_ten},
+      {"water cube", &W::make_cube},
+      {"water ring of six", &W::make_ring_of_six},
+      {"water ring of eight", &W::make_ring_of_eight},
+      {"water ring of ten", &W::make_ring_of_ten},
+      {"water ring of twelve", &W::make_ring_of_twelve},
+      {"water T41", &W::make_T41},
+      {"water T42-62", &W::make_T42_62},
+      {"water w8", &W::make_w8},
+      {"water w10", &W::make_w10},
+      {"water L6610", &W::make_L6_6_10},
+      {"water 2 R12s joined by 2", &W::make_2_R12s_joined_by_2},
+      {"water 2 R12s joined by 3", &W::make_2_R12s_joined_by_3},
+      {"water 2 R12s joined by 4", &W::make_2_R12s_joined_by_4},
+      {"water 2 R12s joined by 5", &W::make_2_R12s_joined_by_5},
+      {"water three fives", &W::make_three_fives},
+      {"water three fives joined in middle", &W::make_three_fives_joined_in_middle},
+      {"water 2T62", &W::make_2T62},
+      {"water decamer", &W::make_decamer}};
+  for (const auto& w : water) {
+    auto build = w.second;
+    out.push_back({w.first, "water", "water cluster \"" + build()->name() + "\"", build, false});
+  }
+  for (int n = 3; n <= 8; ++n)
+    out.push_back({"water ring " + std::to_string(n), "water",
+                   "a ring of " + std::to_string(n) + " hydrogen-bonded waters",
+                   [n] { return WaterMotifs::make_ring(n); }, false});
+
+  using S = SilverCarboxylateMotifs;
+  THandle<Motif> (*silver[])() = {&S::make_pattern1,  &S::make_pattern2,  &S::make_pattern3,
+                                  &S::make_pattern4,  &S::make_pattern5,  &S::make_pattern6,
+                                  &S::make_pattern7,  &S::make_pattern8,  &S::make_pattern9,
+                                  &S::make_pattern10, &S::make_pattern11, &S::make_pattern12,
+                                  &S::make_pattern13};
+  for (int i = 0; i < 13; ++i) {
+    auto build = silver[i];
+    THandle<Motif> m = build();
+    out.push_back({"silver " + m->name(), "silver",
+                   "silver carboxylate " + m->name() + ": " + std::to_string(m->nsubstructures()) +
+                       " groups, " + std::to_string(m->ncontacts()) + " Ag...O contacts",
+                   build, true});
+  }
+
+#ifdef XTALMOTIF_HAVE_RING_MOTIFS
+  for (const auto& r : ExtendedRingMotifs::catalog())
+    out.push_back({r.first, "ring", "extended hydrogen-bonded " + r.first, r.second, false});
+#endif
+  return out;
+}
+
+std::size_t edit_distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> prev(b.size() + 1), cur(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j)
+    prev[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    cur[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j)
+      cur[j] = std::min({prev[j] + 1, cur[j - 1] + 1, prev[j - 1] + (a[i - 1] != b[j - 1])});
+    std::swap(prev, cur);
+  }
+  return prev[b.size()];
+}
+
+} // namespace
+
+const std::vector<CatalogEntry>& motif_catalog() {
+  static const std::vector<CatalogEntry> catalog = build_catalog();
+  return catalog;
+}
+
+std::vector<std::string> nearest_names(const std::string& text, std::size_t how_many) {
+  std::string t = lower(text);
+  std::vector<std::pair<std::size_t, std::string>> scored;
+  for (const auto& e : motif_catalog()) {
+    std::string n = lower(e.name);
+    std::size_t d = edit_distance(t, n);
+    // A name that contains what was typed is a good suggestion whatever its length.
+    if (!t.empty() && n.find(t) != std::string::npos)
+      d = std::min<std::size_t>(d, 1);
+    scored.emplace_back(d, e.name);
+  }
+  std::stable_sort(scored.begin(), scored.end(),
+                   [](const auto& x, const auto& y) { return x.first < y.first; });
+  std::vector<std::string> out;
+  for (std::size_t i = 0; i < scored.size() && i < how_many; ++i)
+    out.push_back(scored[i].second);
+  return out;
+}
+
+MotifChoice choose_motif(const std::string& text) {
+  for (const auto& e : motif_catalog())
+    if (lower(e.name) == lower(text))
+      return {e.name, e.build, e.remove_silver_bonds};
+
+  std::error_code ec;
+  if (std::filesystem::is_regular_file(text, ec)) {
+    // Read once now so that a broken file is reported before any search starts; each search
+    // thread then reads its own copy.
+    auto probe = [text]() {
+      ConFile con;
+      if (!con.read(text))
+        throw UsageError(text + ": query file cannot be read");
+      THandle<Motif> m;
+      try {
+        m = con.motif();
+      } catch (const std::exception& e) {
+        throw UsageError(text + ": not a usable connectivity query: " + e.what());
+      }
+      if (m->nsubstructures() == 0)
+        throw UsageError(text + ": query file holds no atoms");
+      m->set_name(std::filesystem::path(text).filename().string());
+      return m;
+    };
+    THandle<Motif> first = probe();
+    return {first->name(), probe, false};
+  }
+  if (text.size() > 4 && lower(text.substr(text.size() - 4)) == ".con")
+    throw UsageError(text + ": query file not found");
+
+  std::string msg = "unknown motif \"" + text + "\"; nearest names:";
+  for (const auto& n : nearest_names(text, 5))
+    msg += " \"" + n + "\"";
+  msg += " (xtalmotif motifs lists them all)";
+  throw UsageError(msg);
+}
+
+} // namespace xtalmotif::app

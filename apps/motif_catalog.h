@@ -1,0 +1,52 @@
+#ifndef XTALMOTIF_APPS_MOTIF_CATALOG_H
+#define XTALMOTIF_APPS_MOTIF_CATALOG_H
+
+#include "kernel/handle.h"
+#include "motif/motif.h"
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace xtalmotif::app {
+
+/// A user-facing problem with the command line or a named input; the program prints it as one line
+/// and exits with status 2.
+class UsageError : public std::runtime_error {
+public:
+  explicit UsageError(const std::string& message) : std::runtime_error(message) {}
+};
+
+/// A ready-made motif the program knows by name.
+struct CatalogEntry {
+  std::string name;        ///< what the user types, e.g. "carboxylic acid dimer"
+  std::string family;      ///< "pair", "water", "ring", "silver"
+  std::string description; ///< one line for `xtalmotif motifs`
+  std::function<THandle<Motif>()> build;
+  /// Silver patterns need the bonds to silver removed so that silver ions and carboxylates are
+  /// molecules of their own.
+  bool remove_silver_bonds = false;
+};
+
+/// Every ready-made motif: hydrogen-bonded pairs of the predefined substructures, the water
+/// clusters, the extended hydrogen-bonded rings and the silver carboxylate patterns.
+const std::vector<CatalogEntry>& motif_catalog();
+
+/// A motif chosen on the command line: a catalog name or a connectivity query file.
+struct MotifChoice {
+  std::string name;
+  std::function<THandle<Motif>()> build; ///< a fresh motif on every call (one per thread)
+  bool remove_silver_bonds = false;
+};
+
+/// Resolves a catalog name (case-insensitive) or the path of a query file. Throws UsageError for
+/// an unknown name, suggesting the nearest names, and for a query file that cannot be read.
+MotifChoice choose_motif(const std::string& text);
+
+/// The catalog names nearest to `text` by edit distance, closest first.
+std::vector<std::string> nearest_names(const std::string& text, std::size_t how_many);
+
+} // namespace xtalmotif::app
+
+#endif

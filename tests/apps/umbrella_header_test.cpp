@@ -1,0 +1,29 @@
+// The umbrella header alone is enough to build a motif and search a structure.
+
+#include "xtalmotif.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace xtalmotif;
+
+TEST(UmbrellaHeader, SearchesTheShippedAcidDimerThroughThePublicInterface) {
+  auto crystal = read_crystal(
+      (std::filesystem::path(XTALMOTIF_SOURCE_DIR) / "data/structures/model-acid-dimer.cif").string(),
+      "");
+  PreDefinedSubstructures::GenerationOptions options;
+  options.explicit_hydrogens = true;
+  auto motif = make_handle<Motif>("acid dimer");
+  motif->add_substructure(PreDefinedSubstructures::make_sub("carboxylic acid", options));
+  motif->add_substructure(PreDefinedSubstructures::make_sub("carboxylic acid", options));
+  // H (atom 4) of one acid to the carbonyl O (atom 0) of the other, both ways round.
+  for (int from = 0; from < 2; ++from) {
+    auto crit = make_handle<CombinedCriterion>(false, 2.2, 1.4, ContactType::Inter, 4, 999, false,
+                                               THandle<ElementSet>(), THandle<ElementSet>());
+    motif->add_contact(make_handle<MotifContact>(from, 4, 1 - from, 0, crit));
+  }
+  MotifSearch search;
+  search.search(crystal, motif, 0);
+  EXPECT_EQ(search.results()->nentries(), 1);
+}
