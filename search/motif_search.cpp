@@ -28,8 +28,7 @@ void MotifSearch::forget_crumbs() {
   contact_crumbs_by_address_.clear();
 }
 
-void MotifSearch::set_search_structure(THandle<CrystalMaker> c,
-                                       const DatabaseEntryIdentifier& id) {
+void MotifSearch::set_search_structure(THandle<CrystalMaker> c, const DatabaseEntryIdentifier& id) {
   SimpleTimerRecord& t = timer(timer_environment);
   t.start();
   crystal_ = std::move(c);
@@ -150,14 +149,14 @@ bool MotifSearch::find_next() {
         if (match_->are_atoms_already_used(candidate->nmol_in_msr, candidate->translation,
                                            placement))
           continue;
-        match_->set_substructure_match(to, candidate->nmol_in_msr, candidate->nmol_in_cm,
-                                       placement, candidate->translation);
+        match_->set_substructure_match(to, candidate->nmol_in_msr, candidate->nmol_in_cm, placement,
+                                       candidate->translation);
         std::vector<int> closed;
         if (check_remaining_contacts(to, closed)) {
-          const bool constraints_hold = match_->test_angle_constraints(resource_) &&
-                                        match_->test_torsion_constraints(resource_, torsion_flag_) &&
-                                        match_->test_translation_constraints() &&
-                                        check_contact_constraints(to);
+          const bool constraints_hold =
+              match_->test_angle_constraints(resource_) &&
+              match_->test_torsion_constraints(resource_, torsion_flag_) &&
+              match_->test_translation_constraints() && check_contact_constraints(to);
           if (constraints_hold) {
             if (match_->is_found()) {
               if (store_match())

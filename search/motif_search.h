@@ -112,8 +112,8 @@ public:
                                          const THandle<SubstructureAtom>& query_atom);
   /// Appends to `out` the lattice translations that can bring fractional point `b` within the
   /// fractional extents (ea, eb, ec) of `a`, with half a cell to spare on each side.
-  void find_translations(std::vector<Translation>& out, const Point& a, const Point& b,
-                         double ea, double eb, double ec) const;
+  void find_translations(std::vector<Translation>& out, const Point& a, const Point& b, double ea,
+                         double eb, double ec) const;
   /// Realises every further contact between the just placed substructure `placed` and the other
   /// placed substructures; `closed` lists the contacts so recorded. False (with nothing left
   /// recorded) when one of them is not realised.

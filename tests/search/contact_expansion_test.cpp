@@ -122,8 +122,8 @@ TEST_F(TriangleContactsTest, RepeatedQuestionReturnsTheSameListObject) {
   // New but equal objects for the address, the contact (and so its criterion) and the query atom.
   auto same_address = make_handle<AtomAddress>(*from);
   auto equal_contact = make_handle<MotifContact>(*motif->contact(0));
-  auto again = search.find_contacts(search.resource()->get_point(same_address, true),
-                                    same_address, equal_contact, 1, query_atom("O"));
+  auto again = search.find_contacts(search.resource()->get_point(same_address, true), same_address,
+                                    equal_contact, 1, query_atom("O"));
   EXPECT_EQ(first.get(), again.get());
   EXPECT_EQ(search.contact_crumbs().size(), 1u);
 }
@@ -172,10 +172,10 @@ TEST_F(TriangleContactsTest, VanDerWaalsWindowIsRelativeToTheRadiusSum) {
   const double sum = 2.0 * Element::vdw_radii_[Element::Oxygen];
   // The oxygens are 2.8 A apart: found when the upper offset reaches 0.05 A past it, not when it
   // stops 0.05 A short.
-  auto inside = contact(0, 0, 1, 0, vdw_criterion(2.8 - sum - 0.1, 2.8 - sum + 0.05,
-                                                  ContactType::Inter));
-  auto short_of_it = contact(0, 0, 1, 0, vdw_criterion(2.8 - sum - 0.3, 2.8 - sum - 0.05,
-                                                       ContactType::Inter));
+  auto inside =
+      contact(0, 0, 1, 0, vdw_criterion(2.8 - sum - 0.1, 2.8 - sum + 0.05, ContactType::Inter));
+  auto short_of_it =
+      contact(0, 0, 1, 0, vdw_criterion(2.8 - sum - 0.3, 2.8 - sum - 0.05, ContactType::Inter));
   EXPECT_EQ(partners(inside, query_atom("O"))->size(), 2u);
   EXPECT_TRUE(partners(short_of_it, query_atom("O"))->empty());
 }
@@ -222,9 +222,9 @@ TEST_F(ShortAxisContactsTest, IntermolecularContactsNeverReachTheSameMoleculeCop
 
 TEST_F(ShortAxisContactsTest, AnyContactKeepsBothInDiscoveryOrder) {
   // Atoms in order, and for each atom the translations with the first axis slowest.
-  EXPECT_EQ(partners(ContactType::Any, 0.5, 3.2, "H"),
-            (std::vector<Key>{{0, 1, -1, 0, 0}, {0, 1, 0, 0, 0}, {0, 2, 0, 0, 0},
-                              {0, 2, 1, 0, 0}}));
+  EXPECT_EQ(
+      partners(ContactType::Any, 0.5, 3.2, "H"),
+      (std::vector<Key>{{0, 1, -1, 0, 0}, {0, 1, 0, 0, 0}, {0, 2, 0, 0, 0}, {0, 2, 1, 0, 0}}));
 }
 
 TEST_F(ShortAxisContactsTest, IntramolecularContactsStayInTheOwnCopyAndCell) {
@@ -301,9 +301,9 @@ TEST_F(RemainingContactsTest, DistanceIncludesTheLatticeTranslation) {
 
 TEST_F(RemainingContactsTest, ContactTypeIsJudgedOnThePlacedMolecules) {
   // Different molecules: intermolecular and any pass, intramolecular fails.
-  for (auto [type, expected] : {std::pair{ContactType::Inter, true},
-                                std::pair{ContactType::Any, true},
-                                std::pair{ContactType::Intra, false}}) {
+  for (auto [type, expected] :
+       {std::pair{ContactType::Inter, true}, std::pair{ContactType::Any, true},
+        std::pair{ContactType::Intra, false}}) {
     make_motif({absolute_criterion(0.0, 3.0, type)});
     place(0, 0);
     place(1, 1);
@@ -382,8 +382,8 @@ TEST(ContactConstraintTest, PartnersOnMoleculesOutsideTheFarSizeRangeAreNotCount
   MotifSearch search;
   search.set_search_structure(testing::water_triangle_crystal(), DatabaseEntryIdentifier("w3"));
   search.set_motif(motif);
-  search.match()->set_substructure_match(0, 0, 0, make_handle<std::vector<int>>(
-                                                      std::vector<int>{0, 1, 2}),
+  search.match()->set_substructure_match(0, 0, 0,
+                                         make_handle<std::vector<int>>(std::vector<int>{0, 1, 2}),
                                          make_handle<Translation>(0, 0, 0));
   EXPECT_TRUE(search.check_contact_constraints(0));
   // Constraints on other substructures are not tested here.
@@ -405,8 +405,7 @@ TEST(ContactBreadCrumTest, QuestionsAreComparedByValue) {
   EXPECT_TRUE(crum.been_here_before(make_handle<AtomAddress>(*address), query_atom("O"),
                                     absolute_criterion(1.5, 2.2, ContactType::Inter)));
   EXPECT_FALSE(crum.been_here_before(
-      make_handle<AtomAddress>(1, 0, 2, make_handle<Translation>(0, 0, 0)), query_atom("O"),
-      crit));
+      make_handle<AtomAddress>(1, 0, 2, make_handle<Translation>(0, 0, 0)), query_atom("O"), crit));
   EXPECT_FALSE(crum.been_here_before(address, query_atom("N"), crit));
   EXPECT_FALSE(crum.been_here_before(address, query_atom("O"),
                                      absolute_criterion(1.5, 2.2, ContactType::Any)));

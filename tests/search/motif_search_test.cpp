@@ -144,8 +144,8 @@ TEST(AccumulationTest, DatabaseSearchClearsButLaterSingleSearchesKeep) {
   ASSERT_EQ(nmatches(s), 1);
   s.search(THandle<Database<CrystalStructureDatabaseEntry>>(db), one_oxygen_motif(3, 3));
   EXPECT_EQ(s.results()->get_database().get(), db.get());
-  EXPECT_EQ(s.results()->db_ids(), std::vector<DatabaseEntryIdentifier>{
-                                       DatabaseEntryIdentifier("tri")});
+  EXPECT_EQ(s.results()->db_ids(),
+            std::vector<DatabaseEntryIdentifier>{DatabaseEntryIdentifier("tri")});
   EXPECT_EQ(nmatches(s, DatabaseEntryIdentifier("tri")), 1);
 
   s.search(water_triangle_crystal(), one_oxygen_motif(3, 3), 0);

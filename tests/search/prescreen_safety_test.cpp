@@ -37,9 +37,8 @@ THandle<MotifSubstructure> bonded(std::vector<const char*> symbols,
 // Amide N-H...O=C between molecules: C (0), O (1), N (2), H (3).
 THandle<Motif> amide_hbond_motif() {
   auto amide = [] {
-    return bonded({"C", "O", "N", "H"}, {{0, 1, BondType::Double},
-                                         {0, 2, BondType::Single},
-                                         {2, 3, BondType::Single}});
+    return bonded({"C", "O", "N", "H"},
+                  {{0, 1, BondType::Double}, {0, 2, BondType::Single}, {2, 3, BondType::Single}});
   };
   auto m = make_handle<Motif>("amide");
   m->add_substructure(amide());
@@ -69,8 +68,8 @@ THandle<Motif> nh_n_motif() {
 // O-H...O hydrogen bond from a hydroxyl to a carbonyl oxygen.
 THandle<Motif> hydroxyl_carbonyl_motif() {
   auto m = make_handle<Motif>("OH...O=C");
-  m->add_substructure(bonded({"C", "O", "H"}, {{0, 1, BondType::Single},
-                                               {1, 2, BondType::Single}}));
+  m->add_substructure(
+      bonded({"C", "O", "H"}, {{0, 1, BondType::Single}, {1, 2, BondType::Single}}));
   m->add_substructure(bonded({"C", "O"}, {{0, 1, BondType::Double}}));
   m->add_contact(contact(0, 2, 1, 1, absolute_criterion(1.5, 2.3, ContactType::Inter)));
   return m;

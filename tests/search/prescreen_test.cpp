@@ -102,11 +102,10 @@ TEST(MotifScreensTest, HalogenCountsButNeverMetalCount) {
 class ScreenedDatabaseTest : public ::testing::Test {
 protected:
   static void SetUpTestSuite() {
-    dir = new std::filesystem::path(std::filesystem::temp_directory_path() /
-                                    ("xtalmotif_prescreen_" +
-                                     std::to_string(std::chrono::steady_clock::now()
-                                                        .time_since_epoch()
-                                                        .count())));
+    dir = new std::filesystem::path(
+        std::filesystem::temp_directory_path() /
+        ("xtalmotif_prescreen_" +
+         std::to_string(std::chrono::steady_clock::now().time_since_epoch().count())));
     std::filesystem::create_directories(*dir);
     sources = new std::vector<std::string>{
         xtalmotif::testing::require_data("curated/acid__2300214-r274507.cif").string(),

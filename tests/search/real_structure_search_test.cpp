@@ -39,16 +39,19 @@ std::vector<Block> blocks_of(const std::vector<std::string>& files) {
   return out;
 }
 
-const std::vector<std::string> acid_files{
-    "acid__2300214-r274507.cif", "acid__2211061-modified-enum-comments.cif",
-    "acid__4022630-degrees-cendigrades.cif", "acid__cif_fix_val_024.cif", "acid__2013611.cif",
-    "acid__2006132.cif"};
+const std::vector<std::string> acid_files{"acid__2300214-r274507.cif",
+                                          "acid__2211061-modified-enum-comments.cif",
+                                          "acid__4022630-degrees-cendigrades.cif",
+                                          "acid__cif_fix_val_024.cif",
+                                          "acid__2013611.cif",
+                                          "acid__2006132.cif"};
 const std::vector<std::string> negative_files{"negative__2100348-benzene.cif",
                                               "negative__2000334.cif", "negative__4122001.cif",
                                               "negative__7052868.cif"};
 const std::vector<std::string> hydrate_files{
-    "hydrate__4504659.cif", "hydrate__4503694.cif",         "hydrate__2003003.cif",
-    "hydrate__2015717-long-title.cif", "hydrate__2010014.cif", "hydrate__bs5068.cif"};
+    "hydrate__4504659.cif", "hydrate__4503694.cif",
+    "hydrate__2003003.cif", "hydrate__2015717-long-title.cif",
+    "hydrate__2010014.cif", "hydrate__bs5068.cif"};
 
 bool in_window(double d, double low, double high) { return low < d && d < high; }
 
@@ -87,8 +90,8 @@ std::vector<AcidGroup> acid_groups(const CrystalMaker& crystal) {
 Point image_position(const CrystalMaker& crystal, int molecule, int atom, int op,
                      const Translation& t) {
   const Point f = crystal.molecule(molecule)->atom(atom)->site()->fractional();
-  return crystal.to_orthogonal(
-      crystal.symmetry_operators()[static_cast<std::size_t>(op)].apply(f) + t.as_point());
+  return crystal.to_orthogonal(crystal.symmetry_operators()[static_cast<std::size_t>(op)].apply(f) +
+                               t.as_point());
 }
 
 // Is there a pair of acid groups, the second in another molecule, whose hydroxyl hydrogens each
@@ -189,9 +192,8 @@ bool is_water(const Molecule& m) {
 // The O-H...O distances between a water and every image of every water in another molecule.
 std::vector<double> water_hbond_lengths(const CrystalMaker& crystal) {
   std::vector<double> out;
-  auto water_oxygens = atom_images(crystal, [](const Molecule& m, int a) {
-    return is_water(m) && is_element(m, a, "O");
-  });
+  auto water_oxygens = atom_images(
+      crystal, [](const Molecule& m, int a) { return is_water(m) && is_element(m, a, "O"); });
   for (int w = 0; w < crystal.nmolecules(); ++w) {
     const Molecule& mol = *crystal.molecule(w);
     if (!is_water(mol))
@@ -282,8 +284,8 @@ bool is_carboxyl_oxygen(const Molecule& m, int a) {
 }
 
 TEST(SilverCarboxylateSearchTest, SilverToCarboxylOxygenContactIsFound) {
-  auto crystal = read_crystal(
-      xtalmotif::testing::require_data("curated/silver__7051216.cif").string(), "");
+  auto crystal =
+      read_crystal(xtalmotif::testing::require_data("curated/silver__7051216.cif").string(), "");
   remove_silver_bonds(*crystal);
   // Every silver is now alone.
   int silvers = 0;
@@ -300,9 +302,8 @@ TEST(SilverCarboxylateSearchTest, SilverToCarboxylOxygenContactIsFound) {
   // Cutting the polymer can leave symmetry-equivalent pieces in the structure (the grown chain
   // held more than one asymmetric unit); a silver that is an image of an earlier one has the
   // same surroundings, and the search places its first substructure on one of them only.
-  auto silver_images = atom_images(*crystal, [](const Molecule& m, int a) {
-    return is_element(m, a, "Ag");
-  });
+  auto silver_images =
+      atom_images(*crystal, [](const Molecule& m, int a) { return is_element(m, a, "Ag"); });
   auto is_image_of_earlier_silver = [&](int m) {
     const Point p = crystal->molecule(m)->atom(0)->position();
     for (const auto& img : silver_images)
@@ -370,8 +371,8 @@ THandle<Motif> exploding_motif() {
   }
   m->add_substructure(testing::single_atom_substructure("U"));
   for (int i = 0; i < 6; ++i)
-    m->add_contact(testing::contact(i, 0, i + 1, 0,
-                                    testing::absolute_criterion(0.0, 4.0, ContactType::Any)));
+    m->add_contact(
+        testing::contact(i, 0, i + 1, 0, testing::absolute_criterion(0.0, 4.0, ContactType::Any)));
   return m;
 }
 

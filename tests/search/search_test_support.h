@@ -55,8 +55,7 @@ inline int add_molecule(CrystalMaker& crystal, const std::vector<OrthAtom>& atom
   int n = 0;
   for (const auto& a : atoms) {
     const Point frac = crystal.to_fractional(a.position);
-    m->add_atom(make_handle<Atom3d>(Element(a.symbol),
-                                    std::string(a.symbol) + std::to_string(++n),
+    m->add_atom(make_handle<Atom3d>(Element(a.symbol), std::string(a.symbol) + std::to_string(++n),
                                     make_handle<Site>(frac, a.position, 1.0)));
   }
   for (const auto& [i, j] : bonds)
@@ -85,8 +84,7 @@ inline THandle<CrystalMaker> water_triangle_crystal() {
 
 // ---------------------------------------------------------------- queries
 
-inline THandle<CombinedCriterion> absolute_criterion(double lower, double upper,
-                                                     ContactType type) {
+inline THandle<CombinedCriterion> absolute_criterion(double lower, double upper, ContactType type) {
   return make_handle<CombinedCriterion>(false, upper, lower, type, 4, 999, false,
                                         make_handle<ElementSet>(), make_handle<ElementSet>());
 }
@@ -188,11 +186,11 @@ inline THandle<Motif> silver_carboxylate_motif() {
 
 /// One symmetry image of an atom: where it lies and which molecule image it belongs to.
 struct AtomImage {
-  int molecule = -1;  ///< crystal-maker molecule
-  int atom = -1;      ///< atom index in that molecule
-  int op = 0;         ///< symmetry operator index
-  Translation shift;  ///< lattice translation
-  Point orthogonal;   ///< position in angstrom
+  int molecule = -1; ///< crystal-maker molecule
+  int atom = -1;     ///< atom index in that molecule
+  int op = 0;        ///< symmetry operator index
+  Translation shift; ///< lattice translation
+  Point orthogonal;  ///< position in angstrom
 };
 
 /// Whether the image (molecule, op, shift) is the untransformed molecule itself: a molecule on a
@@ -202,8 +200,7 @@ inline bool image_is_reference_molecule(const CrystalMaker& crystal, int molecul
   THandle<Molecule> m = crystal.molecule(molecule);
   const auto& ops = crystal.symmetry_operators();
   const Point first = crystal.to_orthogonal(
-      ops[static_cast<std::size_t>(op)].apply(m->atom(0)->site()->fractional()) +
-      shift.as_point());
+      ops[static_cast<std::size_t>(op)].apply(m->atom(0)->site()->fractional()) + shift.as_point());
   for (int i = 0; i < m->natoms(); ++i)
     if (distance(first, m->atom(i)->position()) < 0.05)
       return true;
@@ -212,9 +209,9 @@ inline bool image_is_reference_molecule(const CrystalMaker& crystal, int molecul
 
 /// Every image (all operators, translations -range..range on each axis) of the atoms for which
 /// `select(molecule, atom)` holds.
-inline std::vector<AtomImage>
-atom_images(const CrystalMaker& crystal, const std::function<bool(const Molecule&, int)>& select,
-            int range = 2) {
+inline std::vector<AtomImage> atom_images(const CrystalMaker& crystal,
+                                          const std::function<bool(const Molecule&, int)>& select,
+                                          int range = 2) {
   std::vector<AtomImage> out;
   const auto& ops = crystal.symmetry_operators();
   for (int m = 0; m < crystal.nmolecules(); ++m) {
