@@ -544,6 +544,16 @@ std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
   return out;
 }
 
+int parse_cif_blocks(const std::string& path) {
+  const std::string text = read_whole_file(path);
+  int parsed = 0;
+  for (const BlockText& b : split_blocks(text)) {
+    parse_block(text, b, path);
+    ++parsed;
+  }
+  return parsed;
+}
+
 THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name) {
   return read_from_text(read_whole_file(path), path, block_name);
 }
