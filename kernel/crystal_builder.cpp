@@ -452,8 +452,15 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     s.label = r.label;
     if (!r.type_symbol.empty())
       s.element = element_from_type_symbol(r.type_symbol, formula, &s.charge);
-    if (s.element.code() == 0)
+    if (s.element.code() == 0) {
       s.element = element_from_label(r.label, formula);
+    } else {
+      // The type symbol is what the refinement used; a label that reads as another element
+      // is worth a note.
+      Element from_label = element_from_label(r.label, formula);
+      if (from_label.code() != 0 && from_label != s.element)
+        cm->add_warning("atom site " + r.label + " has type symbol " + r.type_symbol);
+    }
     if (s.element.code() == 0) {
       cm->add_warning("atom site " + r.label + ": no element could be read; site skipped");
       continue;
