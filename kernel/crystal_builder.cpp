@@ -908,14 +908,12 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         }
         bonds.emplace_back(index_of[c], jt->second);
       }
-    // Ring membership is kept up to date bond by bond, so a molecule's cost grows with the
-    // square of its size; frameworks beyond this size are not molecular crystals.
+    // Frameworks beyond this size are not molecular crystals.
     if (static_cast<int>(bonds.size()) > settings_.max_molecule_bonds)
       throw CifError(where + "one molecule has " + std::to_string(bonds.size()) +
                      " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
                      " handled");
-    for (const auto& b : bonds)
-      mol->add_bond(b.first, b.second, BondType::Unknown);
+    mol->add_bonds(bonds);
     for (const std::string& p : typer.assign_bond_types(*mol))
       if (std::find(cm->errors().begin(), cm->errors().end(), p) == cm->errors().end())
         cm->add_error(p);

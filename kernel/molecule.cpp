@@ -98,6 +98,18 @@ int Molecule::index_of(const THandle<Bond>& bond) const {
 }
 
 THandle<Bond> Molecule::add_bond(int a, int b, BondType type) {
+  THandle<Bond> bond = append_bond(a, b, type);
+  update_rings();
+  return bond;
+}
+
+void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs, BondType type) {
+  for (const auto& p : pairs)
+    append_bond(p.first, p.second, type);
+  update_rings();
+}
+
+THandle<Bond> Molecule::append_bond(int a, int b, BondType type) {
   if (a < 0 || b < 0 || a >= natoms() || b >= natoms())
     throw std::invalid_argument("Molecule::add_bond: atom index out of range");
   if (a == b)
@@ -112,7 +124,6 @@ THandle<Bond> Molecule::add_bond(int a, int b, BondType type) {
   neighbours_[b].push_back(a);
   atom_bonds_[a].push_back(index);
   atom_bonds_[b].push_back(index);
-  update_rings();
   return bond;
 }
 

@@ -157,6 +157,10 @@ public:
   /// Adds a bond between atoms a and b; throws std::invalid_argument for a bond of an atom to
   /// itself, an atom index out of range or a bond that already exists.
   THandle<Bond> add_bond(int a, int b, BondType type = BondType::Unknown);
+  /// Adds many bonds with the same checks as add_bond and one ring update at the end, so that
+  /// building a large molecule costs time linear in its size.
+  void add_bonds(const std::vector<std::pair<int, int>>& pairs,
+                 BondType type = BondType::Unknown);
   /// Removes the bond; false when it is not a bond of this molecule.
   bool remove_bond(const THandle<Bond>& bond);
   /// The bond joining a and b, or a null handle.
@@ -187,6 +191,7 @@ public:
 
 private:
   void check_atom(int i) const;
+  THandle<Bond> append_bond(int a, int b, BondType type);
   void update_rings();
 
   std::vector<THandle<Atom>> atoms_;

@@ -25,7 +25,8 @@ std::vector<std::vector<int>> find_small_rings(const Molecule& molecule, int max
           rings.push_back(path);
         continue;
       }
-      if (next <= start || on_path[next] || skipped(next) ||
+      // Atoms off every ring (hydrogens, chain atoms) can never close one.
+      if (next <= start || on_path[next] || skipped(next) || !molecule.is_ring_atom(next) ||
           static_cast<int>(path.size()) >= max_size)
         continue;
       on_path[next] = 1;
