@@ -54,8 +54,8 @@ public:
       search.set_search_structure(crystal, out.id);
       search.search(motif_, 0);
       out.aborted = search.aborted();
-      const auto& found = *search.results()->motif_matches(out.id);
-      out.matches.assign(found.begin(), found.end());
+      THandle<MotifMatchList> found = search.results()->motif_matches(out.id);
+      out.matches.assign(found->begin(), found->end());
       if (!out.matches.empty()) {
         out.crystal = crystal;
         out.resource = search.resource();

@@ -26,7 +26,7 @@ protected:
     path = testing::require_data("curated/acid__2300214-r274507.cif").string();
     db = make_handle<CifDatabase>(std::vector<std::string>{path});
     crystal = read_crystal(path, "");
-    const Molecule& mol = *crystal->molecule(0);
+    const Molecule &mol = *crystal->molecule(0);
     for (int i = 0; i < mol.natoms(); ++i)
       if (mol.atom(i)->element().symbol() == "O") {
         oxygen = i;
@@ -55,10 +55,10 @@ TEST_F(IbuprofenResultsTest, MatchedAtomIsTheInvertedOxygenInTheGivenCell) {
   results.add_motif_match(id, match);
 
   THandle<Atom> o = results.matched_atom(0, 0, 0, 0);
-  const Atom& source = *crystal->molecule(0)->atom(oxygen);
+  const Atom &source = *crystal->molecule(0)->atom(oxygen);
   EXPECT_EQ(o->label(), source.label());
   EXPECT_EQ(o->element().symbol(), "O");
-  const Point& f = source.site()->fractional();
+  const Point &f = source.site()->fractional();
   for (int a = 0; a < 3; ++a)
     EXPECT_NEAR(o->site()->fractional()[a], 1.0 - f[a], 1e-9);
   // Inversion through the origin plus a lattice vector keeps every interatomic distance, so the

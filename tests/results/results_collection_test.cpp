@@ -14,7 +14,7 @@ namespace {
 
 using testing::atom_list;
 
-DatabaseEntryIdentifier id(const char* text) { return DatabaseEntryIdentifier(text); }
+DatabaseEntryIdentifier id(const char *text) { return DatabaseEntryIdentifier(text); }
 
 THandle<Translation> tr(int a, int b, int c) { return make_handle<Translation>(a, b, c); }
 
@@ -32,7 +32,7 @@ THandle<Motif> pair_motif() {
 }
 
 /// A match of pair_motif whose only contact runs between the given addresses.
-THandle<MotifMatch> contact_match(const THandle<Motif>& motif, THandle<AtomAddress> from,
+THandle<MotifMatch> contact_match(const THandle<Motif> &motif, THandle<AtomAddress> from,
                                   THandle<AtomAddress> to) {
   auto m = make_handle<MotifMatch>(motif);
   m->set_substructure_match(0, from->nmol_in_msr, from->nmol_in_cm, atom_list({0, from->natom}),
@@ -172,11 +172,11 @@ TEST(ResultsContactsTest, SameContactInOppositeDirectionsBetweenTheSameAtomsIsLi
 TEST(ResultsContactsTest, SameDirectionRepeatIsADuplicateToo) {
   auto motif = pair_motif();
   MotifSearchResults r;
-  r.add_motif_match(id("E1"), contact_match(motif, address(0, 0, 4, 0, 0, 0),
-                                            address(3, 0, 2, 1, 0, 0)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(0, 0, 4, 0, 0, 0), address(3, 0, 2, 1, 0, 0)));
   // The crystal-maker index takes no part in address equality.
-  r.add_motif_match(id("E1"), contact_match(motif, address(0, 5, 4, 0, 0, 0),
-                                            address(3, 5, 2, 1, 0, 0)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(0, 5, 4, 0, 0, 0), address(3, 5, 2, 1, 0, 0)));
   EXPECT_EQ(r.matched_contacts(0, true).size(), 1u);
   EXPECT_EQ(r.matched_contacts(0, false).size(), 2u);
 }
@@ -184,14 +184,14 @@ TEST(ResultsContactsTest, SameDirectionRepeatIsADuplicateToo) {
 TEST(ResultsContactsTest, ContactsBetweenTheSameAtomsInOtherCellsAreAllKept) {
   auto motif = pair_motif();
   MotifSearchResults r;
-  r.add_motif_match(id("E1"), contact_match(motif, address(0, 0, 4, 0, 0, 0),
-                                            address(3, 0, 2, 1, 0, 0)));
-  r.add_motif_match(id("E1"), contact_match(motif, address(3, 0, 2, 0, 0, 0),
-                                            address(0, 0, 4, 0, 0, 0)));
-  r.add_motif_match(id("E1"), contact_match(motif, address(0, 0, 4, 0, 0, 1),
-                                            address(3, 0, 2, 1, 0, 1)));
-  r.add_motif_match(id("E1"), contact_match(motif, address(0, 0, 5, 0, 0, 0),
-                                            address(3, 0, 2, 1, 0, 0)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(0, 0, 4, 0, 0, 0), address(3, 0, 2, 1, 0, 0)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(3, 0, 2, 0, 0, 0), address(0, 0, 4, 0, 0, 0)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(0, 0, 4, 0, 0, 1), address(3, 0, 2, 1, 0, 1)));
+  r.add_motif_match(id("E1"),
+                    contact_match(motif, address(0, 0, 5, 0, 0, 0), address(3, 0, 2, 1, 0, 0)));
   EXPECT_EQ(r.matched_contacts(0, true).size(), 4u);
 }
 
@@ -200,8 +200,7 @@ TEST(ResultsContactsTest, ContactsOfEveryMatchAreListedInOrderFoundOrNot) {
   MotifSearchResults r;
   auto m1 = make_handle<MotifMatch>(motif);
   auto m2 = make_handle<MotifMatch>(motif);
-  m1->set_contact_match(2, address(1, 0, 0, 0, 0, 0), address(2, 0, 0, 0, 0, 0), Point(),
-                        Point());
+  m1->set_contact_match(2, address(1, 0, 0, 0, 0, 0), address(2, 0, 0, 0, 0, 0), Point(), Point());
   r.add_motif_match(id("Q"), m1);
   r.add_motif_match(id("Q"), m2);
   r.add_motif_match(id("P"), make_handle<MotifMatch>(motif));

@@ -36,12 +36,12 @@ public:
     std::error_code ec;
     fs::remove_all(path_, ec);
   }
-  const fs::path& path() const { return path_; }
-  std::string file(const std::string& name) const { return (path_ / name).string(); }
+  const fs::path &path() const { return path_; }
+  std::string file(const std::string &name) const { return (path_ / name).string(); }
   /// Names of the entries in the directory.
   std::set<std::string> listing() const {
     std::set<std::string> names;
-    for (const auto& e : fs::directory_iterator(path_))
+    for (const auto &e : fs::directory_iterator(path_))
       names.insert(e.path().filename().string());
     return names;
   }
@@ -50,12 +50,12 @@ private:
   fs::path path_;
 };
 
-std::string read_bytes(const std::string& path) {
+std::string read_bytes(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void write_bytes(const std::string& path, const std::string& bytes) {
+void write_bytes(const std::string &path, const std::string &bytes) {
   std::ofstream out(path, std::ios::binary);
   out << bytes;
 }
@@ -235,7 +235,7 @@ TEST(AtomicFileTest, WriterThatThrowsLeavesTheTargetAlone) {
   std::string error;
   bool ok = write_file_atomically(
       dir.file("out.txt"),
-      [](std::ostream& os) {
+      [](std::ostream &os) {
         os << "half a li";
         throw std::runtime_error("interrupted");
       },

@@ -17,7 +17,7 @@ using testing::atom_list;
 
 THandle<Translation> tr(int a, int b, int c) { return make_handle<Translation>(a, b, c); }
 
-void expect_point(const Point& actual, double x, double y, double z, double tol = 1e-9) {
+void expect_point(const Point &actual, double x, double y, double z, double tol = 1e-9) {
   EXPECT_NEAR(actual[0], x, tol);
   EXPECT_NEAR(actual[1], y, tol);
   EXPECT_NEAR(actual[2], z, tol);

@@ -124,24 +124,24 @@ TEST(AtomAddressTest, SameMoleculeMeansSameCopyInTheSameCellWhateverTheAtom) {
 }
 
 // Oblique cell a = 9, b = 11, c = 7.5, alpha = 75, beta = 105, gamma = 115 degrees, a along x
-// and b in the xy plane. Its fractional-to-orthogonal matrix, worked out from the cell:
-//   ( a   b cos(gamma)   c cos(beta)                              )   ( 9  -4.64880  -1.94114 )
-//   ( 0   b sin(gamma)   c (cos(alpha) - cos(beta) cos(gamma)) / sin(gamma) ) = ( 0   9.96939   1.23664 )
-//   ( 0   0              V / (a b sin(gamma))                     )   ( 0   0         7.13811 )
-// with V = 640.4635 cubic angstrom.
+// and b in the xy plane. Its fractional-to-orthogonal matrix, row by row, worked out from the
+// cell (V = 640.4635 cubic angstrom):
+//   a, b cos(gamma), c cos(beta)                                = 9, -4.648801, -1.941143
+//   0, b sin(gamma), c (cos(alpha) - cos(beta) cos(gamma)) / sin(gamma) = 0, 9.969386, 1.236644
+//   0, 0, V / (a b sin(gamma))                                  = 0, 0, 7.138114
 class AtomAddressPointTest : public ::testing::Test {
 protected:
   void SetUp() override {
     crystal = make_crystal(9.0, 11.0, 7.5, 75.0, 105.0, 115.0, testing::p1bar_operators());
-    add_sited_molecule(*crystal, {{"O", "O1", Point(0.1, 0.2, 0.3)},
-                                  {"C", "C1", Point(0.15, 0.25, 0.35)}});
+    add_sited_molecule(*crystal,
+                       {{"O", "O1", Point(0.1, 0.2, 0.3)}, {"C", "C1", Point(0.15, 0.25, 0.35)}});
     resource = make_handle<MotifSearchResource>(crystal);
   }
   THandle<CrystalMaker> crystal;
   THandle<MotifSearchResource> resource;
 };
 
-void expect_point(const Point& actual, double x, double y, double z, double tol = 1e-6) {
+void expect_point(const Point &actual, double x, double y, double z, double tol = 1e-6) {
   EXPECT_NEAR(actual[0], x, tol);
   EXPECT_NEAR(actual[1], y, tol);
   EXPECT_NEAR(actual[2], z, tol);

@@ -22,7 +22,7 @@ using testing::FractionalAtom;
 using testing::general_ocn;
 using testing::make_crystal;
 
-void expect_point(const Point& actual, double x, double y, double z, double tol = 1e-9) {
+void expect_point(const Point &actual, double x, double y, double z, double tol = 1e-9) {
   EXPECT_NEAR(actual[0], x, tol);
   EXPECT_NEAR(actual[1], y, tol);
   EXPECT_NEAR(actual[2], z, tol);
@@ -30,7 +30,7 @@ void expect_point(const Point& actual, double x, double y, double z, double tol 
 
 THandle<Translation> tr(int a, int b, int c) { return make_handle<Translation>(a, b, c); }
 
-THandle<CrystalMaker> cubic(const std::vector<std::string>& ops) {
+THandle<CrystalMaker> cubic(const std::vector<std::string> &ops) {
   return make_crystal(10.0, 10.0, 10.0, 90.0, 90.0, 90.0, ops);
 }
 
@@ -145,7 +145,7 @@ TEST(EnvironmentCopiesTest, MoleculeThatIsALatticeTranslateOfAnEarlierOneGetsNoC
   auto cm = cubic(testing::p1bar_operators());
   add_sited_molecule(*cm, general_ocn());
   std::vector<FractionalAtom> shifted = general_ocn();
-  for (auto& a : shifted)
+  for (auto &a : shifted)
     a.fractional = a.fractional + Point(1.0, -2.0, 0.0);
   add_sited_molecule(*cm, shifted);
   MotifSearchResource r(cm);
@@ -213,7 +213,7 @@ protected:
     add_sited_molecule(*cm, general_ocn());
     resource = make_handle<MotifSearchResource>(cm);
   }
-  bool related(const Point& a, const Point& b) const {
+  bool related(const Point &a, const Point &b) const {
     return resource->are_points_related_by_int_translation(a, b);
   }
   THandle<MotifSearchResource> resource;
@@ -275,8 +275,7 @@ TEST_F(IntegerTranslationTest, GenPointsAppliesRotationThenTranslationToEveryPoi
 TEST_F(IntegerTranslationTest, GenPointsReturnsNothingWhenTheFirstImageIsAlreadyPresent) {
   auto stored = (*resource->molecule_points)[0];
   EXPECT_TRUE(resource->gen_points(CrystalSymmetryOperator(), stored)->empty());
-  EXPECT_TRUE(
-      resource->gen_points(CrystalSymmetryOperator::from_xyz("-x,-y,-z"), stored)->empty());
+  EXPECT_TRUE(resource->gen_points(CrystalSymmetryOperator::from_xyz("-x,-y,-z"), stored)->empty());
   // A first point that is new lets the whole list through, even when later images coincide
   // with stored points.
   auto mixed = make_handle<std::vector<Point>>(
@@ -305,7 +304,7 @@ TEST(EnvironmentIndexTest, OutOfRangeLookupsThrowOutOfRange) {
     try {
       r.nmol_in_cm(bad);
       ADD_FAILURE() << "nmol_in_cm(" << bad << ") did not throw";
-    } catch (const std::out_of_range& e) {
+    } catch (const std::out_of_range &e) {
       EXPECT_STREQ(e.what(), "vector [] access out of range");
     }
   }
@@ -322,8 +321,8 @@ TEST(EnvironmentIndexTest, OutOfRangeLookupsThrowOutOfRange) {
 TEST(EnvironmentPrintTest, PrintPointsListsEveryCopyFractionalOrOrthogonal) {
   // Orthorhombic cell 10 x 20 x 5 angstrom, so that the three axes scale differently.
   auto cm = make_crystal(10.0, 20.0, 5.0, 90.0, 90.0, 90.0, testing::p1bar_operators());
-  add_sited_molecule(*cm, {{"O", "O1", Point(0.12, 0.21, 0.33)},
-                           {"C", "C1", Point(0.18, 0.27, 0.41)}});
+  add_sited_molecule(*cm,
+                     {{"O", "O1", Point(0.12, 0.21, 0.33)}, {"C", "C1", Point(0.18, 0.27, 0.41)}});
   MotifSearchResource r(cm);
 
   std::ostringstream frac;
@@ -388,7 +387,7 @@ TEST_F(EnvironmentAtomsTest, AtomIsANewCopyOfTheCrystalAtomPlacedAtTheAddress) {
   // The crystal's own atom keeps its place and occupancy.
   expect_point(source->site()->fractional(), 0.1, 0.2, 0.3);
   EXPECT_EQ(source->site()->occupancy(), 0.5);
-  EXPECT_NE(dynamic_cast<Atom3d*>(a.get()), nullptr);
+  EXPECT_NE(dynamic_cast<Atom3d *>(a.get()), nullptr);
 }
 
 TEST_F(EnvironmentAtomsTest, MoleculePlacesEverySitedAtomInTheCopysCell) {
@@ -396,7 +395,7 @@ TEST_F(EnvironmentAtomsTest, MoleculePlacesEverySitedAtomInTheCopysCell) {
   THandle<Molecule> m = resource->molecule(make_handle<AtomAddress>(1, 0, 99, tr(0, 1, 0)));
   ASSERT_EQ(m->natoms(), 3);
   EXPECT_EQ(m->nbonds(), 2);
-  EXPECT_NE(dynamic_cast<Molecule3d*>(m.get()), nullptr);
+  EXPECT_NE(dynamic_cast<Molecule3d *>(m.get()), nullptr);
   EXPECT_EQ(m->atom(1)->label(), "C1");
   expect_point(m->atom(0)->site()->fractional(), -0.1, 0.8, -0.3);
   expect_point(m->atom(1)->site()->fractional(), -0.15, 0.75, -0.35);
@@ -451,7 +450,7 @@ TEST_F(EnvironmentAtomsTest, BadSubstructureIndicesAndEmptyAtomListsThrow) {
     try {
       resource->molecule(match, bad);
       ADD_FAILURE() << "molecule(match, " << bad << ") did not throw";
-    } catch (const std::out_of_range& e) {
+    } catch (const std::out_of_range &e) {
       EXPECT_STREQ(e.what(), "vector [] access out of range");
     }
     EXPECT_THROW(resource->atoms(match, bad), std::out_of_range);
@@ -460,7 +459,7 @@ TEST_F(EnvironmentAtomsTest, BadSubstructureIndicesAndEmptyAtomListsThrow) {
   try {
     resource->molecule(make_handle<SubstructureMatch>());
     ADD_FAILURE() << "molecule of an empty substructure match did not throw";
-  } catch (const std::out_of_range& e) {
+  } catch (const std::out_of_range &e) {
     EXPECT_STREQ(e.what(), "vector [] access out of range");
   }
 }

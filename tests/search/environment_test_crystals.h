@@ -15,8 +15,8 @@ namespace xtalmotif::testing {
 
 /// One atom of a hand-made molecule: element symbol, label and fractional coordinates.
 struct FractionalAtom {
-  const char* element;
-  const char* label;
+  const char *element;
+  const char *label;
   Point fractional;
 };
 
@@ -30,11 +30,11 @@ inline std::vector<std::string> p1bar_operators() { return {"x,y,z", "-x,-y,-z"}
 
 /// A crystal with the given cell and operators and no molecules yet.
 inline THandle<CrystalMaker> make_crystal(double a, double b, double c, double alpha, double beta,
-                                          double gamma, const std::vector<std::string>& ops) {
+                                          double gamma, const std::vector<std::string> &ops) {
   auto cm = make_handle<CrystalMaker>();
   cm->set_cell(a, b, c, alpha, beta, gamma);
   std::vector<CrystalSymmetryOperator> operators;
-  for (const auto& op : ops)
+  for (const auto &op : ops)
     operators.push_back(CrystalSymmetryOperator::from_xyz(op));
   cm->set_symmetry_operators(operators);
   return cm;
@@ -43,14 +43,13 @@ inline THandle<CrystalMaker> make_crystal(double a, double b, double c, double a
 /// A molecule whose atoms sit at the given fractional coordinates of the crystal's cell
 /// (orthogonal coordinates from the crystal's own matrix, occupancy `occupancy`), bonded in a
 /// chain 0-1-2-... so that it is one connected piece.
-inline THandle<Molecule> sited_molecule(const CrystalMaker& cm,
-                                        const std::vector<FractionalAtom>& atoms,
+inline THandle<Molecule> sited_molecule(const CrystalMaker &cm,
+                                        const std::vector<FractionalAtom> &atoms,
                                         double occupancy = 1.0) {
   auto mol = make_handle<Molecule>();
-  for (const auto& fa : atoms) {
+  for (const auto &fa : atoms) {
     auto atom = make_handle<Atom>(Element(fa.element), fa.label);
-    atom->set_site(
-        make_handle<Site>(fa.fractional, cm.to_orthogonal(fa.fractional), occupancy));
+    atom->set_site(make_handle<Site>(fa.fractional, cm.to_orthogonal(fa.fractional), occupancy));
     mol->add_atom(atom);
   }
   for (int i = 1; i < mol->natoms(); ++i)
@@ -59,7 +58,7 @@ inline THandle<Molecule> sited_molecule(const CrystalMaker& cm,
 }
 
 /// Adds a molecule built by sited_molecule to the crystal and returns its crystal-maker index.
-inline int add_sited_molecule(CrystalMaker& cm, const std::vector<FractionalAtom>& atoms,
+inline int add_sited_molecule(CrystalMaker &cm, const std::vector<FractionalAtom> &atoms,
                               double occupancy = 1.0) {
   cm.add_molecule(sited_molecule(cm, atoms, occupancy));
   return cm.nmolecules() - 1;

@@ -34,8 +34,8 @@ class MatchGeometryTest : public ::testing::Test {
 protected:
   void SetUp() override {
     auto cm = testing::make_crystal(10, 10, 10, 90, 90, 90, {"x,y,z"});
-    testing::add_sited_molecule(*cm, {{"C", "P1", Point(0.6, 0.5, 0.5)},
-                                      {"C", "P2", Point(0.5, 0.5, 0.5)}});
+    testing::add_sited_molecule(
+        *cm, {{"C", "P1", Point(0.6, 0.5, 0.5)}, {"C", "P2", Point(0.5, 0.5, 0.5)}});
     testing::add_sited_molecule(*cm, {{"C", "P3", Point(0.5, 0.5, 0.65)},
                                       {"C", "P4", Point(0.55, 0.5 - 0.08660254037844387, 0.65)}});
     resource = make_handle<MotifSearchResource>(cm);
@@ -50,7 +50,8 @@ protected:
   }
   void add_angle(double low, double high) {
     // P1 - P2 (vertex) - P3
-    motif->add_angle_constraint(make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, range(low, high)));
+    motif->add_angle_constraint(
+        make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, range(low, high)));
   }
   void add_torsion(double low, double high) {
     motif->add_torsion_constraint(
@@ -202,7 +203,7 @@ TEST_F(TranslationConstraintTest, NoConstraintsOrUnplacedPartsPass) {
 class VertexCountTest : public ::testing::Test {
 protected:
   // Fragments 0..n-1 and the given contacts, every part placed.
-  THandle<MotifMatch> placed(int nfragments, const std::vector<std::pair<int, int>>& contacts) {
+  THandle<MotifMatch> placed(int nfragments, const std::vector<std::pair<int, int>> &contacts) {
     auto motif = make_handle<Motif>("v");
     for (int i = 0; i < nfragments; ++i)
       motif->add_substructure(chain_fragment({"O", "H"}));
@@ -213,7 +214,7 @@ protected:
       m->set_substructure_match(i, i, 0, atom_list({0, 1}), tr(0, 0, 0));
     return m;
   }
-  void set(MotifMatch& m, int j, const Point& from, const Point& to) {
+  void set(MotifMatch &m, int j, const Point &from, const Point &to) {
     m.set_contact_match(j, make_handle<AtomAddress>(), make_handle<AtomAddress>(), from, to);
   }
 };

@@ -25,7 +25,7 @@ template <class F> void expect_vector_range_error(F f) {
   try {
     f();
     ADD_FAILURE() << "no exception";
-  } catch (const std::out_of_range& e) {
+  } catch (const std::out_of_range &e) {
     EXPECT_STREQ(e.what(), "vector [] access out of range");
   }
 }
@@ -38,7 +38,7 @@ TEST(MatchConstructionTest, OneEmptyEntryPerSubstructureAndContact) {
   EXPECT_EQ(m.motif.get(), motif.get());
   ASSERT_EQ(m.substructure_matches.size(), 3u);
   ASSERT_EQ(m.contact_matches.size(), 4u);
-  for (const auto& s : m.substructure_matches) {
+  for (const auto &s : m.substructure_matches) {
     EXPECT_FALSE(s->found);
     EXPECT_EQ(s->nmol_in_msr, -1);
     EXPECT_EQ(s->nmol_in_cm, -1);
@@ -48,7 +48,7 @@ TEST(MatchConstructionTest, OneEmptyEntryPerSubstructureAndContact) {
   // Separate objects per entry.
   EXPECT_NE(m.substructure_matches[0]->atoms.get(), m.substructure_matches[1]->atoms.get());
   EXPECT_NE(m.contact_matches[0]->from.get(), m.contact_matches[0]->to.get());
-  for (const auto& c : m.contact_matches) {
+  for (const auto &c : m.contact_matches) {
     EXPECT_FALSE(c->found);
     EXPECT_TRUE(*c->from == AtomAddress());
     EXPECT_EQ(c->from->nmol_in_cm, -1);
@@ -85,7 +85,7 @@ TEST(MatchFillingTest, SubstructureEntrySharesTheGivenListAndTranslation) {
   auto atoms = atom_list({4, 5});
   auto t = tr(1, 0, -1);
   m.set_substructure_match(1, 6, 2, atoms, t);
-  const SubstructureMatch& s = *m.substructure_matches[1];
+  const SubstructureMatch &s = *m.substructure_matches[1];
   EXPECT_TRUE(s.found);
   EXPECT_EQ(s.nmol_in_msr, 6);
   EXPECT_EQ(s.nmol_in_cm, 2);
@@ -101,7 +101,7 @@ TEST(MatchFillingTest, ContactEntrySharesTheAddressesAndCopiesThePoints) {
   auto to = address(3, 1, 0, 1, 0, 0);
   Point fp(1, 2, 3), tp(4, 5, 6);
   m.set_contact_match(2, from, to, fp, tp);
-  const ContactMatch& c = *m.contact_matches[2];
+  const ContactMatch &c = *m.contact_matches[2];
   EXPECT_TRUE(c.found);
   EXPECT_EQ(c.from.get(), from.get());
   EXPECT_EQ(c.to.get(), to.get());
@@ -131,10 +131,13 @@ TEST(MatchFillingTest, ContactGivenByHandleIsFoundByIdentityInTheMotif) {
 
 TEST(MatchFillingTest, IndicesOutOfRangeThrowTheVectorAccessError) {
   MotifMatch m(three_fragment_ring());
-  expect_vector_range_error([&] { m.set_substructure_match(3, 0, 0, atom_list({0}), tr(0, 0, 0)); });
-  expect_vector_range_error([&] { m.set_substructure_match(-1, 0, 0, atom_list({0}), tr(0, 0, 0)); });
+  expect_vector_range_error(
+      [&] { m.set_substructure_match(3, 0, 0, atom_list({0}), tr(0, 0, 0)); });
+  expect_vector_range_error(
+      [&] { m.set_substructure_match(-1, 0, 0, atom_list({0}), tr(0, 0, 0)); });
   expect_vector_range_error([&] {
-    m.set_contact_match(4, make_handle<AtomAddress>(), make_handle<AtomAddress>(), Point(), Point());
+    m.set_contact_match(4, make_handle<AtomAddress>(), make_handle<AtomAddress>(), Point(),
+                        Point());
   });
   expect_vector_range_error([&] { m.ditch_substruct_match(3); });
   expect_vector_range_error([&] { m.ditch_contact_match(-1); });
@@ -147,12 +150,12 @@ TEST(MatchFillingTest, DitchingClearsOnlyTheFoundFlag) {
                       Point(2, 2, 2));
   m.ditch_substruct_match(0);
   m.ditch_contact_match(0);
-  const SubstructureMatch& s = *m.substructure_matches[0];
+  const SubstructureMatch &s = *m.substructure_matches[0];
   EXPECT_FALSE(s.found);
   EXPECT_EQ(s.nmol_in_msr, 2);
   EXPECT_EQ(*s.atoms, (std::vector<int>{3, 4}));
   EXPECT_EQ(*s.translation, Translation(0, 1, 0));
-  const ContactMatch& c = *m.contact_matches[0];
+  const ContactMatch &c = *m.contact_matches[0];
   EXPECT_FALSE(c.found);
   EXPECT_EQ(c.from->natom, 4);
   EXPECT_EQ(c.to_point, Point(2, 2, 2));
@@ -183,8 +186,7 @@ TEST(MatchFillingTest, FoundNeedsEverySubstructureAndEveryContact) {
   for (int i = 0; i < 3; ++i)
     m.set_substructure_match(i, i, 0, atom_list({0, 1}), tr(0, 0, 0));
   for (int j = 0; j < 3; ++j)
-    m.set_contact_match(j, address(0, 0, 0, 0, 0, 0), address(1, 0, 0, 0, 0, 0), Point(),
-                        Point());
+    m.set_contact_match(j, address(0, 0, 0, 0, 0, 0), address(1, 0, 0, 0, 0, 0), Point(), Point());
   EXPECT_FALSE(m.is_found());
   m.set_contact_match(3, address(0, 0, 0, 0, 0, 0), address(0, 0, 1, 0, 0, 0), Point(), Point());
   EXPECT_TRUE(m.is_found());
@@ -296,10 +298,10 @@ TEST_F(MatchPlacedTest, AtomIsUsedWhenAPlacedEntryHoldsItInTheSameCopyAndCell) {
   EXPECT_TRUE(match->is_atom_already_used(address(5, 3, 1, 1, -1, 0)));
   // The crystal-maker index is not compared.
   EXPECT_TRUE(match->is_atom_already_used(address(2, 9, 7, 0, 0, 0)));
-  EXPECT_FALSE(match->is_atom_already_used(address(2, 1, 3, 0, 0, 0)));  // other atom
-  EXPECT_FALSE(match->is_atom_already_used(address(2, 1, 8, 0, 0, 1)));  // other cell
-  EXPECT_FALSE(match->is_atom_already_used(address(3, 1, 8, 0, 0, 0)));  // other copy
-  EXPECT_FALSE(match->is_atom_already_used(address(5, 3, 1, 0, 0, 0)));  // cell of entry 0
+  EXPECT_FALSE(match->is_atom_already_used(address(2, 1, 3, 0, 0, 0))); // other atom
+  EXPECT_FALSE(match->is_atom_already_used(address(2, 1, 8, 0, 0, 1))); // other cell
+  EXPECT_FALSE(match->is_atom_already_used(address(3, 1, 8, 0, 0, 0))); // other copy
+  EXPECT_FALSE(match->is_atom_already_used(address(5, 3, 1, 0, 0, 0))); // cell of entry 0
 }
 
 TEST_F(MatchPlacedTest, DitchedEntryNoLongerUsesItsAtoms) {
@@ -332,8 +334,8 @@ TEST_F(MatchPlacedTest, RepeatAtomsAreTheSameAtomOfTheSameCopyInAnyCell) {
 // ---- deep copies ----
 
 TEST_F(MatchPlacedTest, CopyOfAMatchSharesTheMotifButOwnsEveryEntry) {
-  match->set_contact_match(0, address(2, 1, 8, 0, 0, 0), address(5, 3, 3, 1, -1, 0),
-                           Point(1, 2, 3), Point(4, 5, 6));
+  match->set_contact_match(0, address(2, 1, 8, 0, 0, 0), address(5, 3, 3, 1, -1, 0), Point(1, 2, 3),
+                           Point(4, 5, 6));
   MotifMatch copy(*match);
   EXPECT_EQ(copy.motif.get(), match->motif.get());
   ASSERT_EQ(copy.substructure_matches.size(), 3u);
@@ -343,7 +345,7 @@ TEST_F(MatchPlacedTest, CopyOfAMatchSharesTheMotifButOwnsEveryEntry) {
   for (std::size_t j = 0; j < 4; ++j)
     EXPECT_NE(copy.contact_matches[j].get(), match->contact_matches[j].get());
 
-  const SubstructureMatch& s = *copy.substructure_matches[1];
+  const SubstructureMatch &s = *copy.substructure_matches[1];
   EXPECT_TRUE(s.found);
   EXPECT_EQ(s.nmol_in_msr, 5);
   EXPECT_EQ(s.nmol_in_cm, 3);
@@ -352,7 +354,7 @@ TEST_F(MatchPlacedTest, CopyOfAMatchSharesTheMotifButOwnsEveryEntry) {
   EXPECT_NE(s.atoms.get(), match->substructure_matches[1]->atoms.get());
   EXPECT_NE(s.translation.get(), t1.get());
 
-  const ContactMatch& c = *copy.contact_matches[0];
+  const ContactMatch &c = *copy.contact_matches[0];
   EXPECT_TRUE(c.found);
   EXPECT_NE(c.from.get(), match->contact_matches[0]->from.get());
   EXPECT_NE(c.from->translation.get(), match->contact_matches[0]->from->translation.get());
@@ -422,8 +424,7 @@ TEST(MatchPrintTest, PrintListsEveryEntryFoundOrNot) {
   motif->add_contact(make_handle<MotifContact>(0, 1, 1, 0, testing::window(2.5)));
   MotifMatch m(motif);
   m.set_substructure_match(0, 2, 1, atom_list({4, 5}), tr(0, 1, -1));
-  m.set_contact_match(0, address(2, 1, 5, 0, 1, -1), make_handle<AtomAddress>(), Point(),
-                      Point());
+  m.set_contact_match(0, address(2, 1, 5, 0, 1, -1), make_handle<AtomAddress>(), Point(), Point());
   m.ditch_contact_match(0);
   std::ostringstream os;
   m.print(os);

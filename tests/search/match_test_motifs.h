@@ -12,9 +12,9 @@
 namespace xtalmotif::testing {
 
 /// A fragment that is a chain of the given elements (single bonds).
-inline THandle<MotifSubstructure> chain_fragment(const std::vector<std::string>& elements) {
+inline THandle<MotifSubstructure> chain_fragment(const std::vector<std::string> &elements) {
   Molecule m;
-  for (const auto& e : elements)
+  for (const auto &e : elements)
     m.add_atom(make_handle<Atom>(Element(e), e));
   for (int i = 1; i < m.natoms(); ++i)
     m.add_bond(i - 1, i, BondType::Single);

@@ -187,7 +187,8 @@ TEST(FirstPlacementTest, MoleculesOutsideTheTargetSizeAreNeverUsed) {
   waters_only.set_limit(10);
   waters_only.search(triangle_and_methanol(), one_oxygen_motif(3, 3), 0);
   ASSERT_EQ(nmatches(waters_only), 3);
-  for (const auto& match : *waters_only.results()->motif_matches(unknown))
+  auto waters = waters_only.results()->motif_matches(unknown);
+  for (const auto& match : *waters)
     EXPECT_NE(match->substructure_matches[0]->nmol_in_cm, 3);
 }
 
@@ -222,7 +223,8 @@ TEST(RecursiveStepTest, TriangleOfWatersIsFoundInEveryOrder) {
   // Three waters arranged around the triangle: 3! assignments, each once.
   ASSERT_EQ(nmatches(s), 6);
   std::set<std::vector<int>> orders;
-  for (const auto& match : *s.results()->motif_matches(unknown)) {
+  auto found = s.results()->motif_matches(unknown);
+  for (const auto& match : *found) {
     ASSERT_TRUE(match->is_found());
     std::vector<int> copies;
     for (const auto& sm : match->substructure_matches) {
