@@ -11,12 +11,12 @@ namespace {
 
 using SymbolList = std::vector<std::string>;
 
-bool is_one_of(const std::string &s, const SymbolList &list) {
+bool is_one_of(const std::string& s, const SymbolList& list) {
   return std::find(list.begin(), list.end(), s) != list.end();
 }
 
 // Position of a symbol in a list, or -1.
-int position_in(const std::string &s, const SymbolList &list) {
+int position_in(const std::string& s, const SymbolList& list) {
   auto it = std::find(list.begin(), list.end(), s);
   return it == list.end() ? -1 : static_cast<int>(it - list.begin());
 }
@@ -32,34 +32,34 @@ AserBitScreens::AserBitScreens() {
   add_to_lookup("D", HYDROGEN_ANY_ISOTOPE, NON_METALS);
   add_to_lookup("He", GROUP_18, NON_METALS, D_F_BLOCK);
 
-  for (const char *s : {"Li", "Na", "K", "Rb", "Cs", "Fr"})
+  for (const char* s : {"Li", "Na", "K", "Rb", "Cs", "Fr"})
     add_to_lookup(s, GROUP_1, ALKALI_ALKALINE_EARTH, MAIN_GROUP_METALS, METALS, OTHER_MAIN_GROUP);
-  for (const char *s : {"Be", "Mg", "Ca", "Sr", "Ba", "Ra"})
+  for (const char* s : {"Be", "Mg", "Ca", "Sr", "Ba", "Ra"})
     add_to_lookup(s, GROUP_2, ALKALI_ALKALINE_EARTH, MAIN_GROUP_METALS, METALS, OTHER_MAIN_GROUP);
 
   add_to_lookup("B", GROUP_13, NON_METALS, OTHER_MAIN_GROUP);
   add_to_lookup("C", NON_METALS, OTHER_MAIN_GROUP);
   add_to_lookup("N", GROUP_15, NON_METALS, NITROGEN_OXYGEN);
   add_to_lookup("O", GROUP_16, NON_METALS, NITROGEN_OXYGEN);
-  for (const char *s : {"F", "Cl", "Br", "I"})
+  for (const char* s : {"F", "Cl", "Br", "I"})
     add_to_lookup(s, GROUP_17, NON_METALS, HALOGENS, BONDING_HALOGENS);
   add_to_lookup("At", GROUP_17, NON_METALS, OTHER_MAIN_GROUP);
-  for (const char *s : {"Ne", "Ar", "Kr", "Xe", "Rn"})
+  for (const char* s : {"Ne", "Ar", "Kr", "Xe", "Rn"})
     add_to_lookup(s, GROUP_18, NON_METALS, OTHER_MAIN_GROUP);
 
-  for (const char *s : {"Al", "Ga", "In", "Tl"})
+  for (const char* s : {"Al", "Ga", "In", "Tl"})
     add_to_lookup(s, GROUP_13, HEAVY_MAIN_GROUP_METALS, MAIN_GROUP_METALS, METALS,
                   OTHER_MAIN_GROUP);
   add_to_lookup("Si", GROUP_14, NON_METALS, OTHER_MAIN_GROUP);
-  for (const char *s : {"Ge", "Sn", "Pb"})
+  for (const char* s : {"Ge", "Sn", "Pb"})
     add_to_lookup(s, GROUP_14, HEAVY_MAIN_GROUP_METALS, MAIN_GROUP_METALS, METALS,
                   OTHER_MAIN_GROUP);
-  for (const char *s : {"P", "As"})
+  for (const char* s : {"P", "As"})
     add_to_lookup(s, GROUP_15, NON_METALS, OTHER_MAIN_GROUP);
-  for (const char *s : {"Sb", "Bi"})
+  for (const char* s : {"Sb", "Bi"})
     add_to_lookup(s, GROUP_15, HEAVY_MAIN_GROUP_METALS, MAIN_GROUP_METALS, METALS,
                   OTHER_MAIN_GROUP);
-  for (const char *s : {"S", "Se", "Te"})
+  for (const char* s : {"S", "Se", "Te"})
     add_to_lookup(s, GROUP_16, NON_METALS, OTHER_MAIN_GROUP);
   add_to_lookup("Po", GROUP_16, HEAVY_MAIN_GROUP_METALS, MAIN_GROUP_METALS, METALS,
                 OTHER_MAIN_GROUP);
@@ -107,18 +107,18 @@ AserBitScreens::AserBitScreens() {
   add_to_lookup("Hg", GROUP_12, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
 
   add_to_lookup("Ac", GROUP_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  for (const char *s :
+  for (const char* s :
        {"Ce", "Pr", "Nd", "Pm", "Sm", "Eu", "Gd", "Tb", "Dy", "Ho", "Er", "Tm", "Yb", "Lu"})
     add_to_lookup(s, LANTHANIDES, METALS, D_F_BLOCK);
-  for (const char *s :
+  for (const char* s :
        {"Th", "Pa", "U", "Np", "Pu", "Am", "Cm", "Bk", "Cf", "Es", "Fm", "Md", "No", "Lr"})
     add_to_lookup(s, ACTINIDES, METALS, D_F_BLOCK);
   // Superheavy elements are known but belong to no class.
-  for (const char *s : {"Rf", "Db", "Sg", "Bh", "Hs", "Mt", "Uun", "Uuu", "Uub"})
+  for (const char* s : {"Rf", "Db", "Sg", "Bh", "Hs", "Mt", "Uun", "Uuu", "Uub"})
     add_to_lookup(s, NO_GROUP);
 }
 
-void AserBitScreens::add_to_lookup(const std::string &symbol, EL_GROUP g1, EL_GROUP g2, EL_GROUP g3,
+void AserBitScreens::add_to_lookup(const std::string& symbol, EL_GROUP g1, EL_GROUP g2, EL_GROUP g3,
                                    EL_GROUP g4, EL_GROUP g5, EL_GROUP g6) {
   std::vector<EL_GROUP> groups;
   for (EL_GROUP g : {g1, g2, g3, g4, g5, g6})
@@ -127,7 +127,7 @@ void AserBitScreens::add_to_lookup(const std::string &symbol, EL_GROUP g1, EL_GR
   lookup[symbol] = std::move(groups);
 }
 
-std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::string &s) const {
+std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::string& s) const {
   if (s == "H")
     return {HYDROGEN_ANY_ISOTOPE, HYDROGEN_PROTIUM, NON_METALS};
   if (s == "D")
@@ -144,7 +144,7 @@ std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::str
     return {GROUP_17, NON_METALS, HALOGENS, BONDING_HALOGENS};
 
   const std::vector<EL_GROUP> main_group_metal = {MAIN_GROUP_METALS, METALS, OTHER_MAIN_GROUP};
-  auto with = [](std::vector<EL_GROUP> head, const std::vector<EL_GROUP> &tail) {
+  auto with = [](std::vector<EL_GROUP> head, const std::vector<EL_GROUP>& tail) {
     head.insert(head.end(), tail.begin(), tail.end());
     return head;
   };
@@ -167,7 +167,7 @@ std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::str
       {GROUP_17, {}, {"At"}},
       {GROUP_18, {}, {"Ne", "Ar", "Kr", "Xe", "Rn"}},
   };
-  for (const auto &mg : main_groups) {
+  for (const auto& mg : main_groups) {
     if (is_one_of(s, mg.metals))
       return with({mg.group, HEAVY_MAIN_GROUP_METALS}, main_group_metal);
     if (is_one_of(s, mg.non_metals))
@@ -179,7 +179,7 @@ std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::str
       {{"Sc", "Ti", "V", "Cr", "Mn", "Fe", "Co", "Ni", "Cu", "Zn"}, TRANSITION_ROW_1},
       {{"Y", "Zr", "Nb", "Mo", "Tc", "Ru", "Rh", "Pd", "Ag", "Cd"}, TRANSITION_ROW_2},
       {{"La", "Hf", "Ta", "W", "Re", "Os", "Ir", "Pt", "Au", "Hg"}, TRANSITION_ROW_3}};
-  for (const auto &row : rows) {
+  for (const auto& row : rows) {
     int i = position_in(s, row.first);
     if (i < 0)
       continue;
@@ -199,14 +199,14 @@ std::vector<AserBitScreens::EL_GROUP> AserBitScreens::find_groups(const std::str
   return {};
 }
 
-bool AserBitScreens::is_member_of_group(const std::string &symbol, EL_GROUP g) const {
+bool AserBitScreens::is_member_of_group(const std::string& symbol, EL_GROUP g) const {
   auto it = lookup.find(symbol);
   if (it == lookup.end())
     return false;
   return std::find(it->second.begin(), it->second.end(), g) != it->second.end();
 }
 
-void AserBitScreens::set_element_present(const std::string &symbol) {
+void AserBitScreens::set_element_present(const std::string& symbol) {
   auto it = lookup.find(symbol);
   if (it == lookup.end())
     return;
@@ -215,7 +215,7 @@ void AserBitScreens::set_element_present(const std::string &symbol) {
       screens[g] = true;
 }
 
-void AserBitScreens::set_element_present(const Element &element) {
+void AserBitScreens::set_element_present(const Element& element) {
   set_element_present(element.symbol());
 }
 
@@ -250,7 +250,7 @@ namespace {
 // in none and make the bond set no bit.
 enum class PairClass { Hydrogen, Nitrogen, Oxygen, Sulfur, Halogen, Metal, Other, None };
 
-PairClass pair_class(const AserBitScreens &screens, const std::string &symbol) {
+PairClass pair_class(const AserBitScreens& screens, const std::string& symbol) {
   auto it = screens.lookup.find(symbol);
   if (it == screens.lookup.end() || it->second.empty())
     return PairClass::None;
@@ -311,8 +311,8 @@ int no_carbon_connection_bit(PairClass a, PairClass b) {
 
 } // namespace
 
-void AserBitScreens::set_simple_connection(const std::string &symbol_a,
-                                           const std::string &symbol_b) {
+void AserBitScreens::set_simple_connection(const std::string& symbol_a,
+                                           const std::string& symbol_b) {
   const bool carbon_a = symbol_a == "C";
   const bool carbon_b = symbol_b == "C";
   if (carbon_a && carbon_b) {
@@ -320,7 +320,7 @@ void AserBitScreens::set_simple_connection(const std::string &symbol_a,
     return;
   }
   if (carbon_a || carbon_b) {
-    const std::string &other = carbon_a ? symbol_b : symbol_a;
+    const std::string& other = carbon_a ? symbol_b : symbol_a;
     // Three independent choices, each taking the first class that applies: a broad class, a
     // kind (metal, halogen, N, O) and a particular element. A chlorine therefore sets bits in all
     // three lists (269, 272, 299).
@@ -361,8 +361,8 @@ void AserBitScreens::set_simple_connection(const std::string &symbol_a,
     screens[bit] = true;
 }
 
-void AserBitScreens::print(std::ostream &os) const {
-  for (const auto &[bit, value] : screens)
+void AserBitScreens::print(std::ostream& os) const {
+  for (const auto& [bit, value] : screens)
     os << "Screen: " << bit << "\tsetting: " << (value ? 1 : 0) << '\n';
 }
 
@@ -385,7 +385,7 @@ void Filters::set_filters(bool f1, bool f2, bool f3, bool f4, bool f5, bool f6, 
 }
 
 void Filters::determine_bitscreens() {
-  auto &s = bitscreens_->screens;
+  auto& s = bitscreens_->screens;
   s.clear();
   // Filter 5 is tested before filter 4, as the program always has; the map is the same either
   // way.

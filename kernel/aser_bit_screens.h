@@ -82,19 +82,19 @@ public:
   AserBitScreens();
 
   /// Records the classes of an element: the non-zero codes, in the order given.
-  void add_to_lookup(const std::string &symbol, EL_GROUP g1, EL_GROUP g2 = NO_GROUP,
+  void add_to_lookup(const std::string& symbol, EL_GROUP g1, EL_GROUP g2 = NO_GROUP,
                      EL_GROUP g3 = NO_GROUP, EL_GROUP g4 = NO_GROUP, EL_GROUP g5 = NO_GROUP,
                      EL_GROUP g6 = NO_GROUP);
   /// The classes of an element symbol from the periodic table itself, independently of the
   /// table held in `lookup`; it agrees with that table. Unknown symbols have no class.
-  std::vector<EL_GROUP> find_groups(const std::string &symbol) const;
+  std::vector<EL_GROUP> find_groups(const std::string& symbol) const;
   /// Whether the element belongs to the class; an unknown symbol belongs to none.
-  bool is_member_of_group(const std::string &symbol, EL_GROUP g) const;
+  bool is_member_of_group(const std::string& symbol, EL_GROUP g) const;
 
   /// Requires (or records) the presence of every class 1 to 31 the element belongs to; an
   /// unknown symbol sets nothing, so an unusual element weakens a pattern, never sharpens it.
-  void set_element_present(const std::string &symbol);
-  void set_element_present(const Element &element);
+  void set_element_present(const std::string& symbol);
+  void set_element_present(const Element& element);
   /// Exactly one bit for a count of 2, 3 or 4 nitrogens (261, 262, 263); nothing otherwise.
   void set_N_count(int n);
   /// Exactly one bit for a count of 2, 3 or 4 oxygens (264, 265, 266); nothing otherwise.
@@ -104,10 +104,10 @@ public:
   /// Metals: 2 sets 259, three or more set 260.
   void set_M_count(int n);
   /// Sets the bits (267 to 305) of a bond between the two elements; symmetric in its arguments.
-  void set_simple_connection(const std::string &symbol_a, const std::string &symbol_b);
+  void set_simple_connection(const std::string& symbol_a, const std::string& symbol_b);
 
   /// One line per screen, ascending: "Screen: <bit>\tsetting: <1|0>".
-  void print(std::ostream &os) const;
+  void print(std::ostream& os) const;
 
   /// Required value of each bit, in ascending bit order.
   std::map<int, bool> screens;

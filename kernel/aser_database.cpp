@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
@@ -23,8 +22,8 @@ namespace xtalmotif {
 // ---------------------------------------------------------------------------------------------
 // Aser
 
-Aser::Aser(const AserBitScreens &screens) {
-  for (const auto &[bit, value] : screens.screens)
+Aser::Aser(const AserBitScreens& screens) {
+  for (const auto& [bit, value] : screens.screens)
     if (value)
       set_bit(bit);
 }
@@ -66,14 +65,14 @@ std::vector<int> Aser::set_bits() const {
   return bits;
 }
 
-bool Aser::satisfies(const AserBitScreens &pattern) const {
+bool Aser::satisfies(const AserBitScreens& pattern) const {
   return std::all_of(pattern.screens.begin(), pattern.screens.end(),
-                     [this](const auto &p) { return bit(p.first) == p.second; });
+                     [this](const auto& p) { return bit(p.first) == p.second; });
 }
 
 std::string Aser::to_blob() const { return std::string(bytes_.begin(), bytes_.end()); }
 
-Aser Aser::from_blob(const std::string &bytes) {
+Aser Aser::from_blob(const std::string& bytes) {
   if (bytes.size() > static_cast<std::size_t>(max_bit / 8 + 1))
     throw std::invalid_argument("screen record of " + std::to_string(bytes.size()) +
                                 " bytes is longer than any record");
@@ -83,15 +82,15 @@ Aser Aser::from_blob(const std::string &bytes) {
   return a;
 }
 
-void Aser::print(std::ostream &os) const {
-  const char *sep = "";
+void Aser::print(std::ostream& os) const {
+  const char* sep = "";
   for (int b : set_bits()) {
     os << sep << b;
     sep = " ";
   }
 }
 
-std::ostream &operator<<(std::ostream &os, const Aser &a) {
+std::ostream& operator<<(std::ostream& os, const Aser& a) {
   a.print(os);
   return os;
 }
@@ -99,7 +98,7 @@ std::ostream &operator<<(std::ostream &os, const Aser &a) {
 // ---------------------------------------------------------------------------------------------
 // Entry-side screens
 
-Aser entry_screens(const CrystalMaker &crystal) {
+Aser entry_screens(const CrystalMaker& crystal) {
   AserBitScreens s;
   using G = AserBitScreens;
   int max_n = 0, max_o = 0, max_x = 0, max_m = 0;
@@ -135,7 +134,7 @@ Aser entry_screens(const CrystalMaker &crystal) {
       if (atom->has_site())
         has_site = true;
     }
-    for (const auto &bond : mol->bonds())
+    for (const auto& bond : mol->bonds())
       s.set_simple_connection(symbols[static_cast<std::size_t>(bond->atom1())],
                               symbols[static_cast<std::size_t>(bond->atom2())]);
     max_n = std::max(max_n, n);
@@ -177,12 +176,12 @@ namespace {
 
 // "XTMS" in the SQLite header: marks a file as a screen index of this program.
 constexpr int kApplicationId = 0x58544D53;
-constexpr const char *kFormatName = "xtalmotif screen index";
+constexpr const char* kFormatName = "xtalmotif screen index";
 
 class Sqlite {
 public:
-  Sqlite(const std::string &path, int flags) : path_(path) {
-    sqlite3 *db = nullptr;
+  Sqlite(const std::string& path, int flags) : path_(path) {
+    sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
     db_ = db;
     if (rc != SQLITE_OK) {
@@ -192,12 +191,12 @@ public:
     }
     sqlite3_extended_result_codes(db_, 1);
   }
-  Sqlite(const Sqlite &) = delete;
-  Sqlite &operator=(const Sqlite &) = delete;
+  Sqlite(const Sqlite&) = delete;
+  Sqlite& operator=(const Sqlite&) = delete;
   ~Sqlite() { close(); }
 
-  sqlite3 *get() const { return db_; }
-  const std::string &path() const { return path_; }
+  sqlite3* get() const { return db_; }
+  const std::string& path() const { return path_; }
   /// Closes the connection; an error here means the file may be incomplete.
   int close() {
     int rc = SQLITE_OK;
@@ -206,8 +205,8 @@ public:
     db_ = nullptr;
     return rc;
   }
-  void exec(const std::string &sql) {
-    char *err = nullptr;
+  void exec(const std::string& sql) {
+    char* err = nullptr;
     int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err);
     if (rc != SQLITE_OK) {
       std::string msg = err ? err : sqlite3_errstr(rc);
@@ -218,32 +217,32 @@ public:
 
   /// A failure reported by SQLite, with its result code.
   struct SqliteFailure : std::runtime_error {
-    SqliteFailure(int code, const std::string &msg) : std::runtime_error(msg), rc(code) {}
+    SqliteFailure(int code, const std::string& msg) : std::runtime_error(msg), rc(code) {}
     int rc;
   };
 
 private:
   std::string path_;
-  sqlite3 *db_ = nullptr;
+  sqlite3* db_ = nullptr;
 };
 
 class Statement {
 public:
-  Statement(Sqlite &db, const std::string &sql) : db_(db) {
+  Statement(Sqlite& db, const std::string& sql) : db_(db) {
     int rc = sqlite3_prepare_v2(db.get(), sql.c_str(), -1, &stmt_, nullptr);
     if (rc != SQLITE_OK)
       throw Sqlite::SqliteFailure(rc, sqlite3_errmsg(db.get()));
   }
-  Statement(const Statement &) = delete;
-  Statement &operator=(const Statement &) = delete;
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
   ~Statement() { sqlite3_finalize(stmt_); }
 
-  void bind(int i, const std::string &text) {
+  void bind(int i, const std::string& text) {
     check(
         sqlite3_bind_text(stmt_, i, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
   }
   void bind(int i, long long v) { check(sqlite3_bind_int64(stmt_, i, v)); }
-  void bind_blob(int i, const std::string &bytes) {
+  void bind_blob(int i, const std::string& bytes) {
     check(sqlite3_bind_blob(stmt_, i, bytes.data(), static_cast<int>(bytes.size()),
                             SQLITE_TRANSIENT));
   }
@@ -266,15 +265,15 @@ public:
   long long integer(int col) const { return sqlite3_column_int64(stmt_, col); }
   bool is_null(int col) const { return sqlite3_column_type(stmt_, col) == SQLITE_NULL; }
   std::string text(int col) const {
-    const unsigned char *p = sqlite3_column_text(stmt_, col);
+    const unsigned char* p = sqlite3_column_text(stmt_, col);
     int n = sqlite3_column_bytes(stmt_, col);
-    return p ? std::string(reinterpret_cast<const char *>(p), static_cast<std::size_t>(n))
+    return p ? std::string(reinterpret_cast<const char*>(p), static_cast<std::size_t>(n))
              : std::string();
   }
   std::string blob(int col) const {
-    const void *p = sqlite3_column_blob(stmt_, col);
+    const void* p = sqlite3_column_blob(stmt_, col);
     int n = sqlite3_column_bytes(stmt_, col);
-    return p ? std::string(static_cast<const char *>(p), static_cast<std::size_t>(n))
+    return p ? std::string(static_cast<const char*>(p), static_cast<std::size_t>(n))
              : std::string();
   }
 
@@ -283,15 +282,15 @@ private:
     if (rc != SQLITE_OK)
       throw Sqlite::SqliteFailure(rc, sqlite3_errmsg(db_.get()));
   }
-  Sqlite &db_;
-  sqlite3_stmt *stmt_ = nullptr;
+  Sqlite& db_;
+  sqlite3_stmt* stmt_ = nullptr;
 };
 
 // FNV-1a over every stored value, each preceded by its length, so that damage the database
 // engine does not notice (a flipped byte inside a screen record) is still caught on opening.
 class Checksum {
 public:
-  void add(const std::string &s) {
+  void add(const std::string& s) {
     add_raw(std::to_string(s.size()) + ":");
     add_raw(s);
   }
@@ -303,7 +302,7 @@ public:
   }
 
 private:
-  void add_raw(const std::string &s) {
+  void add_raw(const std::string& s) {
     for (unsigned char c : s) {
       h_ ^= c;
       h_ *= 1099511628211ull;
@@ -316,12 +315,12 @@ struct FileStamp {
   std::string path;
   long long size = -1;
   long long mtime = 0;
-  bool operator==(const FileStamp &o) const {
+  bool operator==(const FileStamp& o) const {
     return path == o.path && size == o.size && mtime == o.mtime;
   }
 };
 
-FileStamp stamp(const std::string &path) {
+FileStamp stamp(const std::string& path) {
   FileStamp s;
   s.path = path;
   std::error_code ec;
@@ -332,30 +331,30 @@ FileStamp stamp(const std::string &path) {
   return s;
 }
 
-std::string absolute_path(const std::string &p) {
+std::string absolute_path(const std::string& p) {
   std::error_code ec;
   fs::path a = fs::absolute(fs::path(p), ec);
   return ec ? p : a.lexically_normal().string();
 }
 
-std::vector<std::string> absolute_paths(const std::vector<std::string> &paths) {
+std::vector<std::string> absolute_paths(const std::vector<std::string>& paths) {
   std::vector<std::string> out;
   out.reserve(paths.size());
-  for (const auto &p : paths)
+  for (const auto& p : paths)
     out.push_back(absolute_path(p));
   return out;
 }
 
 // The files the sources stand for now, with their sizes and times.
-std::vector<FileStamp> current_files(const std::vector<std::string> &sources) {
+std::vector<FileStamp> current_files(const std::vector<std::string>& sources) {
   std::vector<std::string> ignored;
   std::vector<FileStamp> files;
-  for (const auto &f : CifDatabase::list_source_files(sources, ignored))
+  for (const auto& f : CifDatabase::list_source_files(sources, ignored))
     files.push_back(stamp(f));
   return files;
 }
 
-const char *kSchema = R"sql(
+const char* kSchema = R"sql(
 CREATE TABLE meta(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL);
 CREATE TABLE sources(position INTEGER PRIMARY KEY, path TEXT NOT NULL);
 CREATE TABLE files(position INTEGER PRIMARY KEY, path TEXT NOT NULL, size INTEGER NOT NULL,
@@ -373,13 +372,13 @@ struct Row {
   std::string problem;
 };
 
-Row compute_row(const CifDatabase &db, int i) {
+Row compute_row(const CifDatabase& db, int i) {
   Row row;
   try {
     THandle<CrystalMaker> crystal = db.entry(i)->crystal();
     row.blob = entry_screens(*crystal).to_blob();
     row.readable = true;
-  } catch (const std::exception &e) {
+  } catch (const std::exception& e) {
     row.problem = e.what();
   }
   return row;
@@ -388,22 +387,22 @@ Row compute_row(const CifDatabase &db, int i) {
 // Computes rows on worker threads and hands them out in database order.
 class RowProducer {
 public:
-  RowProducer(const CifDatabase &db, int threads) : db_(db), rows_(db.nentries()) {
+  RowProducer(const CifDatabase& db, int threads) : db_(db), rows_(db.nentries()) {
     int n = std::max(1, threads);
     for (int t = 0; t < n; ++t)
       workers_.emplace_back([this] { work(); });
   }
-  RowProducer(const RowProducer &) = delete;
-  RowProducer &operator=(const RowProducer &) = delete;
+  RowProducer(const RowProducer&) = delete;
+  RowProducer& operator=(const RowProducer&) = delete;
   ~RowProducer() {
     next_.store(static_cast<int>(rows_.size()));
-    for (auto &w : workers_)
+    for (auto& w : workers_)
       w.join();
   }
   /// Row i, waiting for it; each row is taken once.
   Row take(int i) {
     std::unique_lock<std::mutex> lock(mutex_);
-    auto &slot = rows_[static_cast<std::size_t>(i)];
+    auto& slot = rows_[static_cast<std::size_t>(i)];
     ready_.wait(lock, [&slot] { return slot.has_value(); });
     Row r = std::move(*slot);
     slot.reset();
@@ -422,7 +421,7 @@ private:
       ready_.notify_all();
     }
   }
-  const CifDatabase &db_;
+  const CifDatabase& db_;
   std::vector<std::optional<Row>> rows_;
   std::atomic<int> next_{0};
   std::mutex mutex_;
@@ -430,8 +429,8 @@ private:
   std::vector<std::thread> workers_;
 };
 
-void write_index(Sqlite &out, const CifDatabase &db, const ScreenIndexOptions &options,
-                 ScreenIndexSummary &summary) {
+void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& options,
+                 ScreenIndexSummary& summary) {
   out.exec("PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;");
   out.exec("PRAGMA application_id=" + std::to_string(kApplicationId) + ";");
   out.exec("PRAGMA user_version=" + std::to_string(AserDatabase::schema_version) + ";");
@@ -481,7 +480,7 @@ void write_index(Sqlite &out, const CifDatabase &db, const ScreenIndexOptions &o
     RowProducer producer(db, options.threads);
     for (int i = 0; i < n; ++i) {
       Row row = producer.take(i);
-      const CifEntryLocation &loc = db.locations()[static_cast<std::size_t>(i)];
+      const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
       const std::string file = absolute_path(loc.file);
       ins.bind(1, static_cast<long long>(i));
       ins.bind(2, loc.id.str());
@@ -524,7 +523,7 @@ void write_index(Sqlite &out, const CifDatabase &db, const ScreenIndexOptions &o
         {"screen_version", std::to_string(AserDatabase::screen_version)},
         {"entries", std::to_string(summary.entries)},
         {"checksum", sum.hex()}};
-    for (const auto &[k, v] : meta) {
+    for (const auto& [k, v] : meta) {
       ins.bind(1, k);
       ins.bind(2, v);
       ins.run();
@@ -535,8 +534,8 @@ void write_index(Sqlite &out, const CifDatabase &db, const ScreenIndexOptions &o
 
 } // namespace
 
-ScreenIndexSummary build_screen_index(const CifDatabase &database, const std::string &index_path,
-                                      const ScreenIndexOptions &options) {
+ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
+                                      const ScreenIndexOptions& options) {
   ScreenIndexSummary summary;
   const std::string temp = temporary_path_beside(index_path);
   auto discard = [&temp] {
@@ -551,10 +550,10 @@ ScreenIndexSummary build_screen_index(const CifDatabase &database, const std::st
     write_index(out, database, options, summary);
     if (out.close() != SQLITE_OK)
       throw ScreenIndexError(index_path + ": cannot finish writing the screen index");
-  } catch (const Sqlite::SqliteFailure &e) {
+  } catch (const Sqlite::SqliteFailure& e) {
     discard();
     throw ScreenIndexError(index_path + ": cannot write screen index: " + e.what());
-  } catch (const ScreenIndexError &e) {
+  } catch (const ScreenIndexError& e) {
     discard();
     // Messages about the temporary file name the file the caller asked for.
     std::string msg = e.what();
@@ -585,8 +584,8 @@ struct AserDatabase::Contents {
   std::vector<std::string> problems;
 };
 
-AserDatabase::Contents AserDatabase::read_index(const std::string &path,
-                                                const std::vector<std::string> *expected_sources) {
+AserDatabase::Contents AserDatabase::read_index(const std::string& path,
+                                                const std::vector<std::string>* expected_sources) {
   std::error_code ec;
   if (!fs::exists(path, ec))
     throw ScreenIndexError(path + ": screen index not found");
@@ -595,7 +594,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string &path,
 
   Contents c;
   c.index_path = path;
-  auto damaged = [&path](const std::string &why) {
+  auto damaged = [&path](const std::string& why) {
     return ScreenIndexError(path + ": screen index is damaged (" + why + "); rebuild it");
   };
   try {
@@ -676,7 +675,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string &path,
         if (readable) {
           try {
             c.asers.push_back(Aser::from_blob(payload));
-          } catch (const std::invalid_argument &e) {
+          } catch (const std::invalid_argument& e) {
             throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
           }
           c.locations.push_back(std::move(loc));
@@ -707,7 +706,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string &path,
           path + ": screen index is out of date: " + file +
           " changed, appeared or disappeared since it was built; rebuild it");
     }
-  } catch (const Sqlite::SqliteFailure &e) {
+  } catch (const Sqlite::SqliteFailure& e) {
     int primary = e.rc & 0xff;
     if (primary == SQLITE_NOTADB)
       throw ScreenIndexError(path + ": not a screen index (not an SQLite database)");
@@ -725,13 +724,13 @@ AserDatabase::AserDatabase(Contents contents)
                   std::move(contents.problems)),
       index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)) {}
 
-AserDatabase::AserDatabase(const std::string &index_path)
+AserDatabase::AserDatabase(const std::string& index_path)
     : AserDatabase(read_index(index_path, nullptr)) {}
 
-AserDatabase::AserDatabase(const std::vector<std::string> &sources, const std::string &index_path)
+AserDatabase::AserDatabase(const std::vector<std::string>& sources, const std::string& index_path)
     : AserDatabase(read_index(index_path, &sources)) {}
 
-THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier &id) const {
+THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);
   if (i < 0)
     throw std::out_of_range("screen index " + index_path_ + " has no entry " + id.str());

@@ -25,7 +25,7 @@ public:
   /// A record with no bit set.
   Aser() = default;
   /// The bits that the pattern sets to true (bits required false are left unset).
-  explicit Aser(const AserBitScreens &screens);
+  explicit Aser(const AserBitScreens& screens);
 
   /// Whether bit `n` is set; false for any bit never set, negative ones included.
   bool bit(int n) const;
@@ -35,26 +35,27 @@ public:
   std::vector<int> set_bits() const;
   /// Whether every (bit, value) pair of the pattern agrees with this record; an empty pattern
   /// always does.
-  bool satisfies(const AserBitScreens &pattern) const;
+  bool satisfies(const AserBitScreens& pattern) const;
 
   /// Compact bytes: byte k holds bits 8k to 8k+7, lowest bit first, trailing zero bytes dropped.
   std::string to_blob() const;
   /// The record of bytes written by to_blob(); std::invalid_argument when they are too many to
   /// be a record.
-  static Aser from_blob(const std::string &bytes);
+  static Aser from_blob(const std::string& bytes);
 
   /// The set bits, ascending, separated by spaces.
-  void print(std::ostream &os) const;
+  void print(std::ostream& os) const;
 
-  friend bool operator==(const Aser &a, const Aser &b) { return a.bytes_ == b.bytes_; }
-  friend bool operator!=(const Aser &a, const Aser &b) { return a.bytes_ != b.bytes_; }
+  friend bool operator==(const Aser& a, const Aser& b) { return a.bytes_ == b.bytes_; }
+  friend bool operator!=(const Aser& a, const Aser& b) { return a.bytes_ != b.bytes_; }
 
 private:
   void trim();
   std::vector<std::uint8_t> bytes_;
 };
 
-std::ostream &operator<<(std::ostream &os, const Aser &a);
+/// Writes the record as print() does.
+std::ostream& operator<<(std::ostream& os, const Aser& a);
 
 /// The screens of a database entry, computed from its structure with the same AserBitScreens
 /// operations that build a query's pattern, so a pattern bit can only be required when the
@@ -68,12 +69,12 @@ std::ostream &operator<<(std::ostream &os, const Aser &a);
 ///   hydrogen;
 /// - structure quality: 153 3D coordinates, 35 R factor at most 0.05, 32 no disorder, 559 errors
 ///   met while building, 54 polymeric, 57 a metal present, 21 a transition metal present.
-Aser entry_screens(const CrystalMaker &crystal);
+Aser entry_screens(const CrystalMaker& crystal);
 
 /// A screen index that cannot be opened, read or written; the message names the file.
 class ScreenIndexError : public std::runtime_error {
 public:
-  explicit ScreenIndexError(const std::string &message) : std::runtime_error(message) {}
+  explicit ScreenIndexError(const std::string& message) : std::runtime_error(message) {}
 };
 
 /// A screen index that is sound but no longer fits: its CIF files changed since it was built, it
@@ -81,7 +82,7 @@ public:
 /// other screen definitions. Rebuilding it cures the problem; the message names the file.
 class StaleScreenIndexError : public ScreenIndexError {
 public:
-  explicit StaleScreenIndexError(const std::string &message) : ScreenIndexError(message) {}
+  explicit StaleScreenIndexError(const std::string& message) : ScreenIndexError(message) {}
 };
 
 /// What build_screen_index has done so far: called once per entry, in database order, on the
@@ -89,7 +90,7 @@ public:
 struct ScreenIndexProgress {
   int done = 0;                               ///< entries finished, this one included
   int total = 0;                              ///< entries in the database
-  const CifEntryLocation *location = nullptr; ///< the entry just finished
+  const CifEntryLocation* location = nullptr; ///< the entry just finished
   bool readable = true;                       ///< whether its structure could be built
   std::string problem;                        ///< why not, naming file and block
 };
@@ -100,7 +101,7 @@ struct ScreenIndexOptions {
   int threads = 1;
   /// Called after each entry; may be empty. An exception it throws abandons the build, and no
   /// index file is left behind.
-  std::function<void(const ScreenIndexProgress &)> progress;
+  std::function<void(const ScreenIndexProgress&)> progress;
 };
 
 /// The outcome of build_screen_index.
@@ -117,8 +118,8 @@ struct ScreenIndexSummary {
 /// longer describes its files is refused when it is opened. The file is written completely or
 /// not at all (built under a temporary name beside it, then renamed over `index_path`).
 /// Throws ScreenIndexError when it cannot be written.
-ScreenIndexSummary build_screen_index(const CifDatabase &database, const std::string &index_path,
-                                      const ScreenIndexOptions &options = {});
+ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
+                                      const ScreenIndexOptions& options = {});
 
 /// A CIF database with a screen index: the entries and their screen records as stored in the
 /// index, the structures read from the CIF files on demand.
@@ -132,16 +133,16 @@ public:
   /// the index is missing, is not a screen index or is damaged; StaleScreenIndexError when it was
   /// written by a program with another index layout or other screen definitions, or no longer
   /// matches the CIF files (a file changed, appeared or disappeared since it was built).
-  explicit AserDatabase(const std::string &index_path);
+  explicit AserDatabase(const std::string& index_path);
   /// The same, and the index must have been built from exactly these sources (else
   /// StaleScreenIndexError).
-  AserDatabase(const std::vector<std::string> &sources, const std::string &index_path);
+  AserDatabase(const std::vector<std::string>& sources, const std::string& index_path);
 
   /// The stored screen record of an entry: a new record each call. std::out_of_range naming the
   /// identifier when the database has no such entry.
-  THandle<Aser> aser(const DatabaseEntryIdentifier &id) const;
+  THandle<Aser> aser(const DatabaseEntryIdentifier& id) const;
   /// The index file.
-  const std::string &index_path() const { return index_path_; }
+  const std::string& index_path() const { return index_path_; }
 
   /// Layout version of the index tables this program reads and writes.
   static constexpr int schema_version = 1;
@@ -152,8 +153,8 @@ public:
 private:
   struct Contents;
   explicit AserDatabase(Contents contents);
-  static Contents read_index(const std::string &path,
-                             const std::vector<std::string> *expected_sources);
+  static Contents read_index(const std::string& path,
+                             const std::vector<std::string>* expected_sources);
 
   std::string index_path_;
   std::vector<Aser> asers_; // parallel to locations()

@@ -16,9 +16,9 @@ namespace fs = std::filesystem;
 
 namespace xtalmotif {
 
-void DatabaseEntryIdentifier::print(std::ostream &os) const { os << text_; }
+void DatabaseEntryIdentifier::print(std::ostream& os) const { os << text_; }
 
-std::ostream &operator<<(std::ostream &os, const DatabaseEntryIdentifier &id) {
+std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id) {
   return os << id.str();
 }
 
@@ -45,33 +45,33 @@ THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
     return copy_crystal(*held_);
   try {
     return read_crystal(file_, block_);
-  } catch (const CifError &) {
+  } catch (const CifError&) {
     throw;
-  } catch (const std::bad_alloc &) {
+  } catch (const std::bad_alloc&) {
     throw;
-  } catch (const std::exception &e) {
+  } catch (const std::exception& e) {
     // Whatever fails inside the reader is still a problem of this one block: say which.
     throw CifError(file_ + ": block " + block_ + ": " + e.what());
   }
 }
 
-THandle<CrystalMaker> copy_crystal(const CrystalMaker &c) {
+THandle<CrystalMaker> copy_crystal(const CrystalMaker& c) {
   auto copy = make_handle<CrystalMaker>();
   copy->set_cell(c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma());
   copy->set_symmetry_operators(c.symmetry_operators());
   copy->set_space_group_name(c.space_group_name());
   for (int i = 0; i < c.nmolecules(); ++i) {
     THandle<Molecule> m = c.molecule(i);
-    if (dynamic_cast<const Molecule3d *>(m.get()))
+    if (dynamic_cast<const Molecule3d*>(m.get()))
       copy->add_molecule(THandle<Molecule>(make_handle<Molecule3d>(*m)));
     else
       copy->add_molecule(make_handle<Molecule>(*m));
   }
   copy->set_polymeric(c.is_polymeric());
   copy->set_disorder(c.has_disorder());
-  for (const auto &e : c.errors())
+  for (const auto& e : c.errors())
     copy->add_error(e);
-  for (const auto &w : c.warnings())
+  for (const auto& w : c.warnings())
     copy->add_warning(w);
   copy->set_r_factor(c.r_factor());
   copy->set_has_hydrogen_sites(c.has_hydrogen_sites());
@@ -89,18 +89,18 @@ std::string lower(std::string s) {
   return s;
 }
 
-bool ends_with(const std::string &s, const std::string &suffix) {
+bool ends_with(const std::string& s, const std::string& suffix) {
   return s.size() >= suffix.size() &&
          s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-bool is_cif_name(const fs::path &p) {
+bool is_cif_name(const fs::path& p) {
   std::string name = lower(p.filename().string());
   return ends_with(name, ".cif") || ends_with(name, ".cif.gz");
 }
 
 // The file name without ".gz" and ".cif" (either case): the name a reader gives the entry.
-std::string file_stem(const std::string &file) {
+std::string file_stem(const std::string& file) {
   std::string name = fs::path(file).filename().string();
   if (ends_with(lower(name), ".gz"))
     name.resize(name.size() - 3);
@@ -110,7 +110,7 @@ std::string file_stem(const std::string &file) {
 }
 
 // Identity of a file for spotting repeats among the sources.
-std::string file_key(const fs::path &p) {
+std::string file_key(const fs::path& p) {
   std::error_code ec;
   fs::path c = fs::weakly_canonical(p, ec);
   if (ec)
@@ -124,14 +124,14 @@ std::string out_of_range_text(int i) {
 
 // Gives every listed block its identifier: the block name where it is unique, else the file stem,
 // else the stem with a counter (see the class comment).
-void assign_identifiers(std::vector<CifEntryLocation> &locations) {
+void assign_identifiers(std::vector<CifEntryLocation>& locations) {
   std::map<std::string, int> name_count;
-  for (const auto &loc : locations)
+  for (const auto& loc : locations)
     ++name_count[loc.block_name];
   std::set<std::string> taken;
   std::vector<std::size_t> renamed;
   for (std::size_t i = 0; i < locations.size(); ++i) {
-    const std::string &name = locations[i].block_name;
+    const std::string& name = locations[i].block_name;
     if (!name.empty() && name_count[name] == 1) {
       locations[i].id = DatabaseEntryIdentifier(name);
       taken.insert(name);
@@ -159,15 +159,15 @@ void assign_identifiers(std::vector<CifEntryLocation> &locations) {
 
 } // namespace
 
-std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string> &sources,
-                                                        std::vector<std::string> &problems) {
+std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
+                                                        std::vector<std::string>& problems) {
   std::vector<std::string> files;
   std::set<std::string> seen;
-  auto add = [&](const fs::path &p) {
+  auto add = [&](const fs::path& p) {
     if (seen.insert(file_key(p)).second)
       files.push_back(p.string());
   };
-  for (const auto &source : sources) {
+  for (const auto& source : sources) {
     fs::path p(source);
     std::error_code ec;
     fs::file_status st = fs::status(p, ec);
@@ -186,10 +186,10 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
       }
       if (ec)
         problems.push_back(source + ": cannot search the directory: " + ec.message());
-      std::sort(found.begin(), found.end(), [](const fs::path &a, const fs::path &b) {
+      std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
         return a.generic_string() < b.generic_string();
       });
-      for (const auto &f : found)
+      for (const auto& f : found)
         add(f);
     } else if (fs::is_regular_file(st)) {
       add(p);
@@ -201,16 +201,16 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
 }
 
 CifDatabase::CifDatabase(std::vector<std::string> sources) : sources_(std::move(sources)) {
-  for (const auto &file : list_source_files(sources_, problems_)) {
+  for (const auto& file : list_source_files(sources_, problems_)) {
     std::vector<CifBlockInfo> blocks;
     try {
       blocks = list_cif_blocks(file);
-    } catch (const CifError &e) {
+    } catch (const CifError& e) {
       problems_.push_back(e.what());
       continue;
-    } catch (const std::bad_alloc &) {
+    } catch (const std::bad_alloc&) {
       throw;
-    } catch (const std::exception &e) {
+    } catch (const std::exception& e) {
       problems_.push_back(file + ": " + e.what());
       continue;
     }
@@ -218,7 +218,7 @@ CifDatabase::CifDatabase(std::vector<std::string> sources) : sources_(std::move(
     // publication data) are not structures and are no entries; a file of nothing else is worth
     // a word, since its structures will never be searched.
     bool any = false;
-    for (const auto &b : blocks) {
+    for (const auto& b : blocks) {
       if (!b.has_atom_sites)
         continue;
       locations_.push_back({DatabaseEntryIdentifier(), file, b.block_name, b.index});
@@ -250,21 +250,21 @@ void CifDatabase::index_identifiers() {
 THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(int i) const {
   if (i < 0 || i >= nentries())
     throw std::out_of_range(out_of_range_text(i));
-  const auto &loc = locations_[static_cast<std::size_t>(i)];
+  const auto& loc = locations_[static_cast<std::size_t>(i)];
   return make_handle<CrystalStructureDatabaseEntry>(loc.id, loc.file, loc.block_name,
                                                     loc.block_index);
 }
 
-THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(const DatabaseEntryIdentifier &id) const {
+THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);
   if (i < 0)
     throw std::out_of_range("database has no entry " + id.str());
   return entry(i);
 }
 
-bool CifDatabase::contains(const DatabaseEntryIdentifier &id) const { return index_of(id) >= 0; }
+bool CifDatabase::contains(const DatabaseEntryIdentifier& id) const { return index_of(id) >= 0; }
 
-int CifDatabase::index_of(const DatabaseEntryIdentifier &id) const {
+int CifDatabase::index_of(const DatabaseEntryIdentifier& id) const {
   auto it = by_id_.find(id.str());
   return it == by_id_.end() ? -1 : it->second;
 }
@@ -272,7 +272,7 @@ int CifDatabase::index_of(const DatabaseEntryIdentifier &id) const {
 // ---------------------------------------------------------------------------------------------
 // In-memory database
 
-void MemoryDatabase::add(const DatabaseEntryIdentifier &id, THandle<CrystalMaker> crystal) {
+void MemoryDatabase::add(const DatabaseEntryIdentifier& id, THandle<CrystalMaker> crystal) {
   if (by_id_.count(id.str()))
     throw std::invalid_argument("MemoryDatabase: identifier " + id.str() + " is already taken");
   auto e = make_handle<CrystalStructureDatabaseEntry>(id, std::move(crystal));
@@ -287,14 +287,14 @@ THandle<CrystalStructureDatabaseEntry> MemoryDatabase::entry(int i) const {
 }
 
 THandle<CrystalStructureDatabaseEntry>
-MemoryDatabase::entry(const DatabaseEntryIdentifier &id) const {
+MemoryDatabase::entry(const DatabaseEntryIdentifier& id) const {
   auto it = by_id_.find(id.str());
   if (it == by_id_.end())
     throw std::out_of_range("database has no entry " + id.str());
   return entries_[static_cast<std::size_t>(it->second)];
 }
 
-bool MemoryDatabase::contains(const DatabaseEntryIdentifier &id) const {
+bool MemoryDatabase::contains(const DatabaseEntryIdentifier& id) const {
   return by_id_.count(id.str()) > 0;
 }
 

@@ -19,29 +19,29 @@ public:
   /// The empty identifier.
   DatabaseEntryIdentifier() = default;
   explicit DatabaseEntryIdentifier(std::string text) : text_(std::move(text)) {}
-  explicit DatabaseEntryIdentifier(const char *text) : text_(text) {}
+  explicit DatabaseEntryIdentifier(const char* text) : text_(text) {}
 
   /// The identifier's text.
-  const std::string &str() const { return text_; }
+  const std::string& str() const { return text_; }
   /// Writes the text alone.
-  void print(std::ostream &os) const;
+  void print(std::ostream& os) const;
 
-  friend bool operator==(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator==(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return a.text_ == b.text_;
   }
-  friend bool operator!=(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator!=(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return a.text_ != b.text_;
   }
-  friend bool operator<(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator<(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return a.text_ < b.text_;
   }
-  friend bool operator>(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator>(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return b < a;
   }
-  friend bool operator<=(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator<=(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return !(b < a);
   }
-  friend bool operator>=(const DatabaseEntryIdentifier &a, const DatabaseEntryIdentifier &b) {
+  friend bool operator>=(const DatabaseEntryIdentifier& a, const DatabaseEntryIdentifier& b) {
     return !(a < b);
   }
 
@@ -49,7 +49,8 @@ private:
   std::string text_;
 };
 
-std::ostream &operator<<(std::ostream &os, const DatabaseEntryIdentifier &id);
+/// Writes the identifier's text.
+std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id);
 
 /// One crystal structure of a database. It either points at a data block of a CIF file, read
 /// afresh each time the structure is asked for, or holds a structure made in memory, handed out
@@ -62,16 +63,16 @@ public:
   /// An entry for a structure that already exists in memory.
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, THandle<CrystalMaker> crystal);
 
-  const DatabaseEntryIdentifier &identifier() const { return id_; }
+  const DatabaseEntryIdentifier& identifier() const { return id_; }
   /// The structure, built anew on every call, so that callers may change it (split molecules,
   /// drop atoms) freely. Throws CifError naming the file, the block and the reason when the
   /// block cannot be read.
   THandle<CrystalMaker> crystal() const;
 
   /// The CIF file the entry comes from; empty for an entry made in memory.
-  const std::string &source_file() const { return file_; }
+  const std::string& source_file() const { return file_; }
   /// The data block name within the file.
-  const std::string &block_name() const { return block_; }
+  const std::string& block_name() const { return block_; }
   /// Position of the block among the data blocks of its file (0 for the first).
   int block_index() const { return block_index_; }
 
@@ -93,9 +94,9 @@ public:
   /// Entry `i` in database order; std::out_of_range "IndexedTable::at Illegal index: i".
   virtual THandle<E> entry(int i) const = 0;
   /// The entry with this identifier; std::out_of_range naming the identifier when there is none.
-  virtual THandle<E> entry(const DatabaseEntryIdentifier &id) const = 0;
+  virtual THandle<E> entry(const DatabaseEntryIdentifier& id) const = 0;
   /// Whether an entry has this identifier.
-  virtual bool contains(const DatabaseEntryIdentifier &id) const = 0;
+  virtual bool contains(const DatabaseEntryIdentifier& id) const = 0;
   /// Problems met while opening the database (files that could not be listed, entries known to be
   /// unreadable), one message per problem naming the file; the entries concerned are left out.
   virtual std::vector<std::string> problems() const { return {}; }
@@ -139,22 +140,22 @@ public:
 
   int nentries() const override { return static_cast<int>(locations_.size()); }
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
-  THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier &id) const override;
-  bool contains(const DatabaseEntryIdentifier &id) const override;
+  THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
+  bool contains(const DatabaseEntryIdentifier& id) const override;
   std::vector<std::string> problems() const override { return problems_; }
 
   /// Position of the entry with this identifier, or -1.
-  int index_of(const DatabaseEntryIdentifier &id) const;
+  int index_of(const DatabaseEntryIdentifier& id) const;
   /// The sources as given.
-  const std::vector<std::string> &sources() const { return sources_; }
+  const std::vector<std::string>& sources() const { return sources_; }
   /// Every entry's location, in database order.
-  const std::vector<CifEntryLocation> &locations() const { return locations_; }
+  const std::vector<CifEntryLocation>& locations() const { return locations_; }
 
   /// The CIF files the sources stand for, in database order and without repeats, without reading
   /// them: the given files and the `*.cif` / `*.cif.gz` files under the given directories.
   /// Sources that do not exist or cannot be searched are described in `problems`.
-  static std::vector<std::string> list_source_files(const std::vector<std::string> &sources,
-                                                    std::vector<std::string> &problems);
+  static std::vector<std::string> list_source_files(const std::vector<std::string>& sources,
+                                                    std::vector<std::string>& problems);
 
 private:
   void index_identifiers();
@@ -170,12 +171,12 @@ private:
 class MemoryDatabase : public Database<CrystalStructureDatabaseEntry> {
 public:
   /// Adds a structure; std::invalid_argument when the identifier is already taken.
-  void add(const DatabaseEntryIdentifier &id, THandle<CrystalMaker> crystal);
+  void add(const DatabaseEntryIdentifier& id, THandle<CrystalMaker> crystal);
 
   int nentries() const override { return static_cast<int>(entries_.size()); }
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
-  THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier &id) const override;
-  bool contains(const DatabaseEntryIdentifier &id) const override;
+  THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
+  bool contains(const DatabaseEntryIdentifier& id) const override;
 
 private:
   std::vector<THandle<CrystalStructureDatabaseEntry>> entries_;
@@ -184,13 +185,13 @@ private:
 
 /// A deep copy of a structure: new molecule, atom and bond objects, the same cell, symmetry and
 /// reading notes.
-THandle<CrystalMaker> copy_crystal(const CrystalMaker &crystal);
+THandle<CrystalMaker> copy_crystal(const CrystalMaker& crystal);
 
 } // namespace xtalmotif
 
 namespace std {
 template <> struct hash<xtalmotif::DatabaseEntryIdentifier> {
-  size_t operator()(const xtalmotif::DatabaseEntryIdentifier &id) const noexcept {
+  size_t operator()(const xtalmotif::DatabaseEntryIdentifier& id) const noexcept {
     return std::hash<std::string>()(id.str());
   }
 };

@@ -14,32 +14,32 @@ namespace {
 
 using G = AserBitScreens::EL_GROUP;
 
-std::set<int> true_bits(const AserBitScreens &s) {
+std::set<int> true_bits(const AserBitScreens& s) {
   std::set<int> bits;
-  for (const auto &[bit, value] : s.screens)
+  for (const auto& [bit, value] : s.screens)
     if (value)
       bits.insert(bit);
   return bits;
 }
 
-std::set<int> connection_bits(AserBitScreens &s, const std::string &a, const std::string &b) {
+std::set<int> connection_bits(AserBitScreens& s, const std::string& a, const std::string& b) {
   s.screens.clear();
   s.set_simple_connection(a, b);
   return true_bits(s);
 }
 
-std::set<int> connection_bits(const std::string &a, const std::string &b) {
+std::set<int> connection_bits(const std::string& a, const std::string& b) {
   AserBitScreens s;
   return connection_bits(s, a, b);
 }
 
-std::set<int> element_bits(const std::string &symbol) {
+std::set<int> element_bits(const std::string& symbol) {
   AserBitScreens s;
   s.set_element_present(symbol);
   return true_bits(s);
 }
 
-std::vector<int> codes(const std::vector<G> &groups) {
+std::vector<int> codes(const std::vector<G>& groups) {
   return std::vector<int>(groups.begin(), groups.end());
 }
 
@@ -95,7 +95,7 @@ TEST(AserElementClasses, OddTableEntriesAreKeptAsWritten) {
   EXPECT_EQ(codes(s.lookup.at("Po")), (std::vector<int>{16, 26, 27, 28, 252}));
   EXPECT_EQ(codes(s.lookup.at("Cs")), (std::vector<int>{1, 25, 27, 28, 252}));
   // Superheavy elements are known, with no class at all.
-  for (const char *sym : {"Rf", "Db", "Sg", "Bh", "Hs", "Mt", "Uun", "Uuu", "Uub"}) {
+  for (const char* sym : {"Rf", "Db", "Sg", "Bh", "Hs", "Mt", "Uun", "Uuu", "Uub"}) {
     ASSERT_EQ(s.lookup.count(sym), 1u) << sym;
     EXPECT_TRUE(s.lookup.at(sym).empty()) << sym;
   }
@@ -113,7 +113,7 @@ TEST(AserElementClasses, AddToLookupDropsEmptyPlacesAndKeepsOrder) {
 
 TEST(AserElementClasses, FindGroupsAgreesWithTheTableForEveryElement) {
   AserBitScreens s;
-  for (const auto &[symbol, groups] : s.lookup)
+  for (const auto& [symbol, groups] : s.lookup)
     EXPECT_EQ(codes(s.find_groups(symbol)), codes(groups)) << symbol;
   EXPECT_TRUE(s.find_groups("X").empty());
   EXPECT_TRUE(s.find_groups("").empty());
@@ -122,13 +122,13 @@ TEST(AserElementClasses, FindGroupsAgreesWithTheTableForEveryElement) {
 
 TEST(AserElementClasses, EveryKernelElementIsKnown) {
   AserBitScreens s;
-  for (const auto &sym : table_symbols())
+  for (const auto& sym : table_symbols())
     EXPECT_EQ(s.lookup.count(sym), 1u) << sym;
 }
 
 TEST(AserElementClasses, GroupBitsFollowThePeriodicTable) {
   AserBitScreens s;
-  for (const auto &sym : table_symbols()) {
+  for (const auto& sym : table_symbols()) {
     int z = Element(sym).atomic_number();
     std::vector<int> group_codes;
     for (G g : s.lookup.at(sym))
@@ -145,7 +145,7 @@ TEST(AserElementClasses, GroupBitsFollowThePeriodicTable) {
 
 TEST(AserElementClasses, MetalAndHalogenClassesMatchTheElementTable) {
   AserBitScreens s;
-  for (const auto &sym : table_symbols()) {
+  for (const auto& sym : table_symbols()) {
     Element e(sym);
     EXPECT_EQ(s.is_member_of_group(sym, G::METALS), e.is_metal()) << sym;
     // Astatine is deliberately outside both halogen classes.
@@ -282,17 +282,17 @@ TEST(AserConnections, BondsToCarbon) {
 
 TEST(AserConnections, CarbonBondsDoNotDependOnOrder) {
   AserBitScreens s;
-  for (const auto &[sym, groups] : s.lookup)
+  for (const auto& [sym, groups] : s.lookup)
     EXPECT_EQ(connection_bits(s, "C", sym), connection_bits(s, sym, "C")) << sym;
 }
 
 TEST(AserConnections, BondsWithoutCarbonAreSymmetricAndInRange) {
   AserBitScreens s;
   std::set<int> used;
-  for (const auto &[a, ga] : s.lookup) {
+  for (const auto& [a, ga] : s.lookup) {
     if (a == "C")
       continue;
-    for (const auto &[b, gb] : s.lookup) {
+    for (const auto& [b, gb] : s.lookup) {
       if (b == "C")
         continue;
       std::set<int> ab = connection_bits(s, a, b);
@@ -323,7 +323,7 @@ TEST(AserConnections, ChemicallyDifferentPairsWithoutCarbonAreToldApart) {
       {"O", "H"},  {"N", "H"},  {"S", "H"},  {"N", "O"}, {"O", "O"},
       {"Cu", "O"}, {"Cu", "N"}, {"Cl", "O"}, {"P", "O"}, {"N", "N"}};
   std::set<int> bits;
-  for (const auto &[a, b] : pairs) {
+  for (const auto& [a, b] : pairs) {
     std::set<int> ab = connection_bits(a, b);
     ASSERT_EQ(ab.size(), 1u) << a << "-" << b;
     bits.insert(*ab.begin());
@@ -374,7 +374,7 @@ TEST(AserPrint, OneLinePerScreenInBitOrder) {
 
 // ---------------------------------------------------------------------------------------------
 
-std::map<int, bool> filter_screens(const Filters &f) { return f.bit_screens()->screens; }
+std::map<int, bool> filter_screens(const Filters& f) { return f.bit_screens()->screens; }
 
 TEST(AserFilters, NoFilterIsAnEmptyPattern) {
   Filters f;

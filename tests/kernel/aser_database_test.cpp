@@ -24,14 +24,14 @@ using testing::require_data;
 using testing::ScratchDir;
 using testing::write_text;
 
-std::set<int> bits_of(const Aser &a) {
+std::set<int> bits_of(const Aser& a) {
   auto v = a.set_bits();
   return std::set<int>(v.begin(), v.end());
 }
 
 THandle<CrystalMaker> crystal_of(std::vector<Molecule> molecules) {
   auto c = make_handle<CrystalMaker>();
-  for (auto &m : molecules)
+  for (auto& m : molecules)
     c->add_molecule(make_handle<Molecule>(m));
   return c;
 }
@@ -39,7 +39,7 @@ THandle<CrystalMaker> crystal_of(std::vector<Molecule> molecules) {
 // The pattern a query made of this molecule (or part of it) would require, built the way a
 // motif builds its pattern from a substructure: every atom's element, the bonds between the
 // atoms, and the exact numbers of N, O and halogen atoms.
-AserBitScreens query_pattern(const Molecule &m, const std::vector<int> &atoms) {
+AserBitScreens query_pattern(const Molecule& m, const std::vector<int>& atoms) {
   AserBitScreens s;
   int n = 0, o = 0, x = 0;
   std::set<int> in(atoms.begin(), atoms.end());
@@ -50,7 +50,7 @@ AserBitScreens query_pattern(const Molecule &m, const std::vector<int> &atoms) {
     o += sym == "O";
     x += s.is_member_of_group(sym, AserBitScreens::HALOGENS) ? 1 : 0;
   }
-  for (const auto &b : m.bonds())
+  for (const auto& b : m.bonds())
     if (in.count(b->atom1()) && in.count(b->atom2()))
       s.set_simple_connection(m.atom(b->atom1())->element().symbol(),
                               m.atom(b->atom2())->element().symbol());
@@ -60,7 +60,7 @@ AserBitScreens query_pattern(const Molecule &m, const std::vector<int> &atoms) {
   return s;
 }
 
-std::vector<int> all_atoms(const Molecule &m) {
+std::vector<int> all_atoms(const Molecule& m) {
   std::vector<int> v(static_cast<std::size_t>(m.natoms()));
   for (int i = 0; i < m.natoms(); ++i)
     v[static_cast<std::size_t>(i)] = i;
@@ -148,7 +148,7 @@ TEST(EntryScreens, ImpliedHydrogensCountAsPresentAndBonded) {
 }
 
 TEST(EntryScreens, CountsAreTheLargestInOneMoleculeWithEveryThreshold) {
-  auto chain = [](const char *sym, int n) {
+  auto chain = [](const char* sym, int n) {
     MoleculeBuilder b;
     for (int i = 0; i < n; ++i)
       b.atom(sym);
@@ -156,7 +156,7 @@ TEST(EntryScreens, CountsAreTheLargestInOneMoleculeWithEveryThreshold) {
       b.bond(i - 1, i);
     return b.molecule();
   };
-  auto count_bits = [](const Aser &a) {
+  auto count_bits = [](const Aser& a) {
     std::set<int> out;
     for (int bit = 257; bit <= 266; ++bit)
       if (a.bit(bit))
@@ -243,13 +243,13 @@ protected:
     delete summary_;
     delete dir_;
   }
-  static ScratchDir *dir_;
+  static ScratchDir* dir_;
   static std::string index_;
-  static ScreenIndexSummary *summary_;
+  static ScreenIndexSummary* summary_;
 };
-ScratchDir *CuratedIndex::dir_ = nullptr;
+ScratchDir* CuratedIndex::dir_ = nullptr;
 std::string CuratedIndex::index_;
-ScreenIndexSummary *CuratedIndex::summary_ = nullptr;
+ScreenIndexSummary* CuratedIndex::summary_ = nullptr;
 
 TEST_F(CuratedIndex, ReopenedIndexAgreesWithAFreshComputation) {
   CifDatabase db({require_data("curated").string()});
@@ -263,7 +263,7 @@ TEST_F(CuratedIndex, ReopenedIndexAgreesWithAFreshComputation) {
     THandle<CrystalMaker> c;
     try {
       c = e->crystal();
-    } catch (const CifError &) {
+    } catch (const CifError&) {
       EXPECT_FALSE(screened.contains(e->identifier())) << e->identifier();
       continue;
     }
@@ -317,7 +317,7 @@ TEST_F(CuratedIndex, NoMoleculeOfAnEntryIsScreenedOutOfIt) {
     THandle<CrystalMaker> c = e->crystal();
     Aser stored = *screened.aser(e->identifier());
     for (int m = 0; m < c->nmolecules(); ++m) {
-      const Molecule &mol = *c->molecule(m);
+      const Molecule& mol = *c->molecule(m);
       EXPECT_TRUE(stored.satisfies(query_pattern(mol, all_atoms(mol))))
           << e->identifier() << " molecule " << m;
       for (int a = 0; a < mol.natoms(); ++a) {
@@ -359,7 +359,7 @@ TEST(ScreenIndexHydrogens, StructureWithoutHydrogenSitesStillOffersItsDonors) {
   Aser stored = *screened.aser(id);
   int with_h = 0;
   for (int m = 0; m < c->nmolecules(); ++m) {
-    for (const auto &atom : c->molecule(m)->atoms()) {
+    for (const auto& atom : c->molecule(m)->atoms()) {
       EXPECT_FALSE(atom->element().is_hydrogen());
       if (atom->implicit_hydrogens() > 0) {
         AserBitScreens q;
@@ -382,7 +382,7 @@ TEST_F(CuratedIndex, OpeningWithTheSameSourcesWorksAndOtherSourcesAreRefused) {
   try {
     AserDatabase({require_data("curated/acid__2300214-r274507.cif").string()}, index_);
     ADD_FAILURE() << "no error";
-  } catch (const StaleScreenIndexError &e) {
+  } catch (const StaleScreenIndexError& e) {
     EXPECT_NE(std::string(e.what()).find(index_), std::string::npos) << e.what();
   }
 }
@@ -391,10 +391,10 @@ TEST_F(CuratedIndex, OpeningWithTheSameSourcesWorksAndOtherSourcesAreRefused) {
 // Building and opening index files
 
 // The message of the error opening the index gives, or "" when it opens.
-std::string error_opening(const std::string &path) {
+std::string error_opening(const std::string& path) {
   try {
     AserDatabase db(path);
-  } catch (const ScreenIndexError &e) {
+  } catch (const ScreenIndexError& e) {
     return e.what();
   }
   return "";
@@ -402,19 +402,19 @@ std::string error_opening(const std::string &path) {
 
 // Whether opening the index fails because it no longer fits its files (rather than being no
 // index or a damaged one).
-bool is_stale(const std::string &path) {
+bool is_stale(const std::string& path) {
   try {
     AserDatabase db(path);
-  } catch (const StaleScreenIndexError &) {
+  } catch (const StaleScreenIndexError&) {
     return true;
-  } catch (const ScreenIndexError &) {
+  } catch (const ScreenIndexError&) {
     return false;
   }
   return false;
 }
 
 // Two real structures and one block that cannot be built, in a folder of their own.
-void small_database(const ScratchDir &dir) {
+void small_database(const ScratchDir& dir) {
   fs::copy_file(require_data("curated/acid__2300214-r274507.cif"), dir / "cifs/a.cif");
   write_text(dir / "cifs/b.cif", testing::listable_block("broken"));
   fs::copy_file(require_data("curated/urea__2203315.cif"), dir / "cifs/c.cif");
@@ -429,7 +429,7 @@ TEST(ScreenIndexFiles, UnreadableEntryIsKeptAsARowAndReported) {
   const std::string index = (dir / "small.idx").string();
   std::vector<std::string> seen;
   ScreenIndexOptions options;
-  options.progress = [&seen](const ScreenIndexProgress &p) {
+  options.progress = [&seen](const ScreenIndexProgress& p) {
     seen.push_back(std::to_string(p.done) + "/" + std::to_string(p.total) + " " +
                    p.location->id.str() + (p.readable ? "" : " unreadable"));
   };
@@ -526,7 +526,7 @@ TEST(ScreenIndexFiles, MissingTextAndDamagedFilesGiveErrorsNamingThem) {
         ASSERT_TRUE(db.contains(id)) << pos;
         EXPECT_EQ(*db.aser(id), *reference.aser(id)) << pos;
       }
-    } catch (const ScreenIndexError &e) {
+    } catch (const ScreenIndexError& e) {
       EXPECT_NE(std::string(e.what()).find(flipped_path), std::string::npos) << e.what();
       ++refused;
     }
@@ -572,7 +572,7 @@ TEST(ScreenIndexFiles, IndexIsWrittenCompletelyOrNotAtAll) {
   fs::create_directories(dir / "out");
 
   ScreenIndexOptions stop_early;
-  stop_early.progress = [](const ScreenIndexProgress &p) {
+  stop_early.progress = [](const ScreenIndexProgress& p) {
     if (p.done == 2)
       throw std::runtime_error("interrupted");
   };
@@ -592,7 +592,7 @@ TEST(ScreenIndexFiles, IndexIsWrittenCompletelyOrNotAtAll) {
   try {
     build_screen_index(db, nowhere);
     ADD_FAILURE() << "no error";
-  } catch (const ScreenIndexError &e) {
+  } catch (const ScreenIndexError& e) {
     EXPECT_NE(std::string(e.what()).find(nowhere), std::string::npos) << e.what();
   }
 }

@@ -27,16 +27,16 @@ using testing::require_data;
 using testing::ScratchDir;
 using testing::write_text;
 
-std::vector<std::string> ids_of(const CifDatabase &db) {
+std::vector<std::string> ids_of(const CifDatabase& db) {
   std::vector<std::string> ids;
   for (int i = 0; i < db.nentries(); ++i)
     ids.push_back(db.entry(i)->identifier().str());
   return ids;
 }
 
-bool mentions(const std::vector<std::string> &problems, const std::string &text) {
+bool mentions(const std::vector<std::string>& problems, const std::string& text) {
   return std::any_of(problems.begin(), problems.end(),
-                     [&](const std::string &p) { return p.find(text) != std::string::npos; });
+                     [&](const std::string& p) { return p.find(text) != std::string::npos; });
 }
 
 // The curated collection's manifest: file name -> number of data blocks.
@@ -91,7 +91,7 @@ TEST(CifDatabaseListing, CuratedFolderGivesEveryBlockInPathOrder) {
 
   // Blocks per file: from the manifest, or by counting data_ lines for a file it does not list.
   std::map<std::string, int> expected = manifest_blocks();
-  for (const auto &f : fs::directory_iterator(require_data("curated"))) {
+  for (const auto& f : fs::directory_iterator(require_data("curated"))) {
     const std::string name = f.path().filename().string();
     if (f.path().extension() != ".cif" || expected.count(name))
       continue;
@@ -238,14 +238,14 @@ TEST(CifDatabaseEntries, LookupsOutsideTheDatabaseThrow) {
   try {
     db.entry(1);
     ADD_FAILURE() << "no error";
-  } catch (const std::out_of_range &e) {
+  } catch (const std::out_of_range& e) {
     EXPECT_EQ(std::string(e.what()), "IndexedTable::at Illegal index: 1");
   }
   EXPECT_THROW(db.entry(-1), std::out_of_range);
   try {
     db.entry(DatabaseEntryIdentifier("IBPRAC"));
     ADD_FAILURE() << "no error";
-  } catch (const std::out_of_range &e) {
+  } catch (const std::out_of_range& e) {
     EXPECT_NE(std::string(e.what()).find("IBPRAC"), std::string::npos);
   }
   EXPECT_TRUE(db.contains(DatabaseEntryIdentifier("2300214")));
@@ -268,7 +268,7 @@ TEST(CifDatabaseEntries, OneBadEntryIsReportedAndTheRestAreRead) {
       auto c = e->crystal();
       EXPECT_GT(c->nmolecules(), 0);
       read.push_back(e->identifier().str());
-    } catch (const CifError &err) {
+    } catch (const CifError& err) {
       failed.push_back(err.what());
     }
   }
@@ -303,7 +303,7 @@ TEST(CifDatabaseEntries, KnownLocationsNeedUniqueIdentifiers) {
 TEST(CifDatabaseEntries, SeveralThreadsReadOneDatabase) {
   CifDatabase db({require_data("curated").string()});
   const int n = std::min(db.nentries(), 12);
-  auto formulas = [&db, n](std::vector<std::string> &out) {
+  auto formulas = [&db, n](std::vector<std::string>& out) {
     for (int i = 0; i < n; ++i) {
       try {
         auto c = db.entry(i)->crystal();
@@ -311,7 +311,7 @@ TEST(CifDatabaseEntries, SeveralThreadsReadOneDatabase) {
         for (int m = 0; m < c->nmolecules(); ++m)
           f += c->molecule(m)->formula() + ";";
         out.push_back(f);
-      } catch (const CifError &e) {
+      } catch (const CifError& e) {
         out.push_back(std::string("error ") + e.what());
       }
     }
