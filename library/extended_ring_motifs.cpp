@@ -107,6 +107,7 @@ THandle<CombinedCriterion> ExtendedRingMotifs::long_crit() {
 // are written from the donor, except that r2_ribbon writes the second bond of each ring from the
 // acceptor; the search follows a contact either way.
 
+// clang-format off
 // Four molecules in a ribbon; each pair of neighbours is joined by two hydrogen bonds, donor to
 // acceptor both ways, closing one ring.
 // Molecules (group index, D donor, A acceptor): M1 0D 1A; M2 2D 3A 4D 5A; M3 6D 7A 8D 9A; M4 10D
@@ -116,7 +117,8 @@ THandle<CombinedCriterion> ExtendedRingMotifs::long_crit() {
 THandle<Motif> ExtendedRingMotifs::r2_ribbon() {
   return assemble("R2 ribbon", "DADADADADADA",
                   {{0, 1}, {2, 3}, {3, 4}, {4, 5}, {6, 7}, {7, 8}, {8, 9}, {10, 11}},
-                  {{0, 3}, {1, 2}, {4, 7}, {5, 6}, {8, 11}, {9, 10}}, {});
+                  {{0, 3}, {1, 2}, {4, 7}, {5, 6}, {8, 11}, {9, 10}},
+                  {});
 }
 
 // A ribbon of four molecules; each inner molecule has two donors and one acceptor, which accepts
@@ -127,7 +129,8 @@ THandle<Motif> ExtendedRingMotifs::r2_ribbon() {
 THandle<Motif> ExtendedRingMotifs::r2_ribbon_shared_acceptor() {
   return assemble("R2 ribbon with shared acceptor", "DADADDADDA",
                   {{0, 1}, {2, 3}, {3, 4}, {5, 6}, {6, 7}, {8, 9}},
-                  {{0, 3}, {2, 1}, {4, 6}, {5, 3}, {7, 9}, {8, 6}}, {});
+                  {{0, 3}, {2, 1}, {4, 6}, {5, 3}, {7, 9}, {8, 6}},
+                  {});
 }
 
 // A ribbon of four molecules; each inner molecule has one donor and two acceptors, and its donor
@@ -138,7 +141,8 @@ THandle<Motif> ExtendedRingMotifs::r2_ribbon_shared_acceptor() {
 THandle<Motif> ExtendedRingMotifs::r2_ribbon_shared_donor() {
   return assemble("R2 ribbon shared donor", "DADAADAADA",
                   {{0, 1}, {2, 3}, {3, 4}, {5, 6}, {6, 7}, {8, 9}},
-                  {{0, 3}, {2, 1}, {2, 6}, {5, 4}, {5, 9}, {8, 7}}, {});
+                  {{0, 3}, {2, 1}, {2, 6}, {5, 4}, {5, 9}, {8, 7}},
+                  {});
 }
 
 // A urea-like tape of five molecules: both donors of each molecule give a hydrogen bond to the one
@@ -152,7 +156,8 @@ THandle<Motif> ExtendedRingMotifs::r2_ribbon_shared_donor() {
 THandle<Motif> ExtendedRingMotifs::r2_ribbon_acapre() {
   return assemble("R2 ribbon ACAPRE", "DDDDDDDDDAAAA",
                   {{0, 9}, {1, 2}, {2, 10}, {3, 4}, {4, 11}, {5, 6}, {6, 12}, {7, 8}},
-                  {{1, 9}, {2, 9}, {3, 10}, {4, 10}, {5, 11}, {6, 11}, {7, 12}, {8, 12}}, {});
+                  {{1, 9}, {2, 9}, {3, 10}, {4, 10}, {5, 11}, {6, 11}, {7, 12}, {8, 12}},
+                  {});
 }
 
 // Six molecules in a strip of four fused three-molecule rings; every ring is cyclic (each molecule
@@ -163,19 +168,10 @@ THandle<Motif> ExtendedRingMotifs::r2_ribbon_acapre() {
 // M2-M3-M4 (1>12 3>14 4>11); M3-M4-M5 (3>14 5>16 6>13); M4-M5-M6 (5>16 7>17 8>15).
 THandle<Motif> ExtendedRingMotifs::r3_ribbon() {
   return assemble("R3 ribbon", "DDDDDDDDDAAAAAAAAA",
-                  {{0, 9},
-                   {1, 10},
-                   {10, 11},
-                   {2, 3},
-                   {3, 12},
-                   {12, 13},
-                   {4, 5},
-                   {5, 14},
-                   {14, 15},
-                   {6, 7},
-                   {7, 16},
-                   {8, 17}},
-                  {{0, 10}, {2, 9}, {1, 12}, {4, 11}, {3, 14}, {6, 13}, {5, 16}, {8, 15}, {7, 17}},
+                  {{0, 9}, {1, 10}, {10, 11}, {2, 3}, {3, 12}, {12, 13}, {4, 5}, {5, 14},
+                   {14, 15}, {6, 7}, {7, 16}, {8, 17}},
+                  {{0, 10}, {2, 9}, {1, 12}, {4, 11}, {3, 14}, {6, 13}, {5, 16}, {8, 15},
+                   {7, 17}},
                   {});
 }
 
@@ -191,50 +187,12 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_net_type1() {
   return assemble("R4 net type 1", "DDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 1},
-                   {2, 3},
-                   {3, 12},
-                   {4, 13},
-                   {5, 6},
-                   {6, 14},
-                   {7, 8},
-                   {8, 15},
-                   {15, 16},
-                   {9, 17},
-                   {17, 18},
-                   {10, 19},
-                   {11, 20},
-                   {20, 21},
-                   {22, 23}},
-                  {{0, 12},
-                   {2, 13},
-                   {1, 14},
-                   {3, 16},
-                   {5, 15},
-                   {4, 18},
-                   {7, 17},
-                   {6, 19},
-                   {8, 21},
-                   {10, 20},
-                   {9, 23},
-                   {11, 22}},
-                  {{0, 4},
-                   {0, 7},
-                   {0, 10},
-                   {2, 5},
-                   {2, 9},
-                   {2, 11},
-                   {4, 7},
-                   {4, 22},
-                   {5, 9},
-                   {5, 11},
-                   {7, 10},
-                   {7, 22},
-                   {9, 11},
-                   {10, 22},
-                   {0, 9},
-                   {0, 11},
-                   {2, 10}});
+                  {{0, 1}, {2, 3}, {3, 12}, {4, 13}, {5, 6}, {6, 14}, {7, 8}, {8, 15}, {15, 16},
+                   {9, 17}, {17, 18}, {10, 19}, {11, 20}, {20, 21}, {22, 23}},
+                  {{0, 12}, {2, 13}, {1, 14}, {3, 16}, {5, 15}, {4, 18}, {7, 17}, {6, 19},
+                   {8, 21}, {10, 20}, {9, 23}, {11, 22}},
+                  {{0, 4}, {0, 7}, {0, 10}, {2, 5}, {2, 9}, {2, 11}, {4, 7}, {4, 22}, {5, 9},
+                   {5, 11}, {7, 10}, {7, 22}, {9, 11}, {10, 22}, {0, 9}, {0, 11}, {2, 10}});
 }
 
 // The 3 x 3 block as a two-component net: the corner and central molecules donate to all their
@@ -248,49 +206,12 @@ THandle<Motif> ExtendedRingMotifs::r4_net_type1() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_net_type2() {
   return assemble("R4 net type 2", "DDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 1},
-                   {12, 13},
-                   {13, 14},
-                   {2, 3},
-                   {15, 16},
-                   {16, 17},
-                   {4, 5},
-                   {5, 6},
-                   {6, 7},
-                   {18, 19},
-                   {19, 20},
-                   {8, 9},
-                   {21, 22},
-                   {22, 23},
-                   {10, 11}},
-                  {{0, 12},
-                   {2, 13},
-                   {1, 16},
-                   {6, 14},
-                   {4, 15},
-                   {3, 19},
-                   {5, 18},
-                   {9, 17},
-                   {7, 23},
-                   {8, 21},
-                   {11, 20},
-                   {10, 22}},
-                  {{0, 2},
-                   {0, 4},
-                   {0, 8},
-                   {12, 15},
-                   {12, 18},
-                   {12, 21},
-                   {2, 4},
-                   {2, 10},
-                   {15, 18},
-                   {15, 21},
-                   {4, 8},
-                   {4, 10},
-                   {18, 21},
-                   {8, 10},
-                   {0, 18},
-                   {0, 21}});
+                  {{0, 1}, {12, 13}, {13, 14}, {2, 3}, {15, 16}, {16, 17}, {4, 5}, {5, 6},
+                   {6, 7}, {18, 19}, {19, 20}, {8, 9}, {21, 22}, {22, 23}, {10, 11}},
+                  {{0, 12}, {2, 13}, {1, 16}, {6, 14}, {4, 15}, {3, 19}, {5, 18}, {9, 17},
+                   {7, 23}, {8, 21}, {11, 20}, {10, 22}},
+                  {{0, 2}, {0, 4}, {0, 8}, {12, 15}, {12, 18}, {12, 21}, {2, 4}, {2, 10},
+                   {15, 18}, {15, 21}, {4, 8}, {4, 10}, {18, 21}, {8, 10}, {0, 18}, {0, 21}});
 }
 
 // The 3 x 3 block with donations to the right and downwards; each molecule has one donor, used for
@@ -304,40 +225,12 @@ THandle<Motif> ExtendedRingMotifs::r4_net_type2() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor() {
   return assemble("R4 sheet with shared donor", "AAAAAAAAAAAADDDDDDDD",
-                  {{13, 0},
-                   {14, 1},
-                   {15, 2},
-                   {16, 3},
-                   {3, 4},
-                   {17, 5},
-                   {5, 6},
-                   {18, 7},
-                   {19, 8},
-                   {8, 9},
-                   {10, 11}},
-                  {{12, 0},
-                   {13, 1},
-                   {12, 2},
-                   {13, 4},
-                   {15, 3},
-                   {14, 6},
-                   {16, 5},
-                   {15, 7},
-                   {16, 9},
-                   {18, 8},
-                   {17, 11},
-                   {19, 10}},
-                  {{12, 14},
-                   {12, 16},
-                   {12, 18},
-                   {13, 15},
-                   {13, 17},
-                   {13, 19},
-                   {14, 16},
-                   {14, 10},
-                   {15, 17},
-                   {15, 19},
-                   {16, 18}});
+                  {{13, 0}, {14, 1}, {15, 2}, {16, 3}, {3, 4}, {17, 5}, {5, 6}, {18, 7}, {19, 8},
+                   {8, 9}, {10, 11}},
+                  {{12, 0}, {13, 1}, {12, 2}, {13, 4}, {15, 3}, {14, 6}, {16, 5}, {15, 7},
+                   {16, 9}, {18, 8}, {17, 11}, {19, 10}},
+                  {{12, 14}, {12, 16}, {12, 18}, {13, 15}, {13, 17}, {13, 19}, {14, 16},
+                   {14, 10}, {15, 17}, {15, 19}, {16, 18}});
 }
 
 // The 3 x 3 block with the middle row running against the outer rows and every column downwards;
@@ -350,32 +243,13 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor() {
 // 10 long-range contacts keep groups of molecules that are not hydrogen-bonded to each other
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_type2() {
-  return assemble(
-      "R4 sheet with shared donor type2", "DDDDDDDDAAAAAAAAAAAA",
-      {{1, 8},
-       {2, 9},
-       {3, 10},
-       {10, 11},
-       {4, 12},
-       {12, 13},
-       {5, 14},
-       {6, 15},
-       {7, 16},
-       {16, 17},
-       {18, 19}},
-      {{0, 8},
-       {1, 9},
-       {0, 11},
-       {1, 13},
-       {4, 10},
-       {2, 14},
-       {5, 12},
-       {3, 15},
-       {4, 17},
-       {6, 16},
-       {5, 19},
-       {7, 18}},
-      {{0, 2}, {0, 4}, {0, 6}, {1, 3}, {1, 5}, {1, 7}, {2, 4}, {2, 18}, {3, 5}, {3, 7}});
+  return assemble("R4 sheet with shared donor type2", "DDDDDDDDAAAAAAAAAAAA",
+                  {{1, 8}, {2, 9}, {3, 10}, {10, 11}, {4, 12}, {12, 13}, {5, 14}, {6, 15},
+                   {7, 16}, {16, 17}, {18, 19}},
+                  {{0, 8}, {1, 9}, {0, 11}, {1, 13}, {4, 10}, {2, 14}, {5, 12}, {3, 15}, {4, 17},
+                   {6, 16}, {5, 19}, {7, 18}},
+                  {{0, 2}, {0, 4}, {0, 6}, {1, 3}, {1, 5}, {1, 7}, {2, 4}, {2, 18}, {3, 5},
+                   {3, 7}});
 }
 
 // The 3 x 3 block with donations to the right and downwards; each molecule has one acceptor, which
@@ -389,39 +263,12 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_type2() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor() {
   return assemble("R4 sheet with shared acceptor", "AAAAAAAADDDDDDDDDDDD",
-                  {{8, 9},
-                   {10, 11},
-                   {11, 0},
-                   {12, 1},
-                   {13, 14},
-                   {14, 2},
-                   {15, 16},
-                   {16, 3},
-                   {17, 4},
-                   {18, 5},
-                   {19, 6}},
-                  {{8, 0},
-                   {10, 1},
-                   {9, 2},
-                   {11, 3},
-                   {13, 3},
-                   {12, 4},
-                   {15, 4},
-                   {14, 5},
-                   {16, 6},
-                   {18, 6},
-                   {17, 7},
-                   {19, 7}},
-                  {{8, 12},
-                   {8, 15},
-                   {8, 18},
-                   {10, 13},
-                   {10, 17},
-                   {10, 19},
-                   {12, 15},
-                   {12, 7},
-                   {13, 17},
-                   {13, 19}});
+                  {{8, 9}, {10, 11}, {11, 0}, {12, 1}, {13, 14}, {14, 2}, {15, 16}, {16, 3},
+                   {17, 4}, {18, 5}, {19, 6}},
+                  {{8, 0}, {10, 1}, {9, 2}, {11, 3}, {13, 3}, {12, 4}, {15, 4}, {14, 5}, {16, 6},
+                   {18, 6}, {17, 7}, {19, 7}},
+                  {{8, 12}, {8, 15}, {8, 18}, {10, 13}, {10, 17}, {10, 19}, {12, 15}, {12, 7},
+                   {13, 17}, {13, 19}});
 }
 
 // The 3 x 3 block as a two-component sheet: each corner molecule donates through two donor groups
@@ -437,44 +284,12 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_duel_donor() {
   return assemble("R4 sheet motif duel donor", "DDDDDDDDDDDDDDAAAAAA",
-                  {{0, 1},
-                   {2, 14},
-                   {3, 4},
-                   {5, 15},
-                   {6, 7},
-                   {7, 16},
-                   {16, 17},
-                   {8, 18},
-                   {9, 10},
-                   {11, 19},
-                   {12, 13}},
-                  {{0, 14},
-                   {3, 14},
-                   {1, 15},
-                   {2, 16},
-                   {5, 16},
-                   {4, 18},
-                   {8, 17},
-                   {9, 15},
-                   {11, 17},
-                   {10, 19},
-                   {12, 18},
-                   {13, 19}},
-                  {{0, 3},
-                   {0, 6},
-                   {0, 9},
-                   {2, 5},
-                   {2, 8},
-                   {2, 11},
-                   {3, 6},
-                   {3, 12},
-                   {5, 8},
-                   {5, 11},
-                   {6, 9},
-                   {6, 12},
-                   {8, 11},
-                   {9, 12},
-                   {0, 8}});
+                  {{0, 1}, {2, 14}, {3, 4}, {5, 15}, {6, 7}, {7, 16}, {16, 17}, {8, 18}, {9, 10},
+                   {11, 19}, {12, 13}},
+                  {{0, 14}, {3, 14}, {1, 15}, {2, 16}, {5, 16}, {4, 18}, {8, 17}, {9, 15},
+                   {11, 17}, {10, 19}, {12, 18}, {13, 19}},
+                  {{0, 3}, {0, 6}, {0, 9}, {2, 5}, {2, 8}, {2, 11}, {3, 6}, {3, 12}, {5, 8},
+                   {5, 11}, {6, 9}, {6, 12}, {8, 11}, {9, 12}, {0, 8}});
 }
 
 // The 3 x 3 block with donations to the right and downwards; each molecule has one donor and one
@@ -489,18 +304,8 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_duel_donor() {
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_and_acceptor() {
   return assemble("R4 sheet with shared donor and acceptor", "DDDDDDDDAAAAAAAA",
                   {{1, 8}, {2, 9}, {3, 10}, {4, 11}, {5, 12}, {6, 13}, {7, 14}},
-                  {{0, 8},
-                   {1, 9},
-                   {0, 10},
-                   {1, 11},
-                   {3, 11},
-                   {2, 12},
-                   {4, 12},
-                   {3, 13},
-                   {4, 14},
-                   {6, 14},
-                   {5, 15},
-                   {7, 15}},
+                  {{0, 8}, {1, 9}, {0, 10}, {1, 11}, {3, 11}, {2, 12}, {4, 12}, {3, 13}, {4, 14},
+                   {6, 14}, {5, 15}, {7, 15}},
                   {{0, 2}, {0, 4}, {0, 6}, {1, 3}, {1, 5}, {1, 7}, {2, 4}, {2, 15}, {3, 5}});
 }
 
@@ -515,37 +320,14 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_and_acceptor() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_type3() {
   return assemble("R4 sheet type3", "DDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 1},
-                   {2, 3},
-                   {3, 12},
-                   {4, 13},
-                   {5, 14},
-                   {14, 15},
-                   {6, 7},
-                   {7, 16},
-                   {16, 17},
-                   {8, 9},
-                   {9, 18},
-                   {10, 19},
-                   {11, 20},
-                   {20, 21},
-                   {22, 23}},
-                  {{0, 12},
-                   {2, 13},
-                   {1, 15},
-                   {3, 17},
-                   {6, 14},
-                   {4, 18},
-                   {8, 16},
-                   {5, 19},
-                   {7, 21},
-                   {10, 20},
-                   {9, 23},
-                   {11, 22}},
-                  {{0, 4},  {0, 6},  {0, 10}, {2, 5},  {2, 8},  {2, 11}, {4, 6},
-                   {4, 22}, {5, 8},  {5, 11}, {6, 10}, {6, 22}, {8, 11}, {10, 22},
-                   {0, 8},  {0, 11}, {2, 10}, {2, 22}, {4, 5},  {4, 11}, {5, 22},
-                   {8, 10}, {0, 22}, {4, 10}, {1, 13}, {1, 17}, {1, 19}});
+                  {{0, 1}, {2, 3}, {3, 12}, {4, 13}, {5, 14}, {14, 15}, {6, 7}, {7, 16},
+                   {16, 17}, {8, 9}, {9, 18}, {10, 19}, {11, 20}, {20, 21}, {22, 23}},
+                  {{0, 12}, {2, 13}, {1, 15}, {3, 17}, {6, 14}, {4, 18}, {8, 16}, {5, 19},
+                   {7, 21}, {10, 20}, {9, 23}, {11, 22}},
+                  {{0, 4}, {0, 6}, {0, 10}, {2, 5}, {2, 8}, {2, 11}, {4, 6}, {4, 22}, {5, 8},
+                   {5, 11}, {6, 10}, {6, 22}, {8, 11}, {10, 22}, {0, 8}, {0, 11}, {2, 10},
+                   {2, 22}, {4, 5}, {4, 11}, {5, 22}, {8, 10}, {0, 22}, {4, 10}, {1, 13},
+                   {1, 17}, {1, 19}});
 }
 
 // The 3 x 3 block with the middle row running against the outer rows and every column downwards;
@@ -557,29 +339,10 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_type3() {
 // M22-M23-M33-M32 (8>15 9>19 11>19 7>18).
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type2() {
   return assemble("R4 sheet with shared acceptor type 2", "DDDDDDDDDDDDAAAAAAAA",
-                  {{0, 1},
-                   {2, 3},
-                   {3, 12},
-                   {4, 13},
-                   {5, 14},
-                   {6, 7},
-                   {7, 15},
-                   {8, 9},
-                   {9, 16},
-                   {10, 17},
-                   {11, 18}},
-                  {{0, 12},
-                   {2, 13},
-                   {1, 14},
-                   {3, 15},
-                   {6, 14},
-                   {4, 16},
-                   {8, 15},
-                   {5, 17},
-                   {7, 18},
-                   {10, 18},
-                   {9, 19},
-                   {11, 19}},
+                  {{0, 1}, {2, 3}, {3, 12}, {4, 13}, {5, 14}, {6, 7}, {7, 15}, {8, 9}, {9, 16},
+                   {10, 17}, {11, 18}},
+                  {{0, 12}, {2, 13}, {1, 14}, {3, 15}, {6, 14}, {4, 16}, {8, 15}, {5, 17},
+                   {7, 18}, {10, 18}, {9, 19}, {11, 19}},
                   {});
 }
 
@@ -593,32 +356,13 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type2() {
 // 11 long-range contacts keep groups of molecules that are not hydrogen-bonded to each other
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_type3() {
-  return assemble(
-      "R4 sheet with shared donor type 3", "DDDDDDDDAAAAAAAAAAAA",
-      {{0, 8},
-       {1, 9},
-       {2, 10},
-       {3, 11},
-       {12, 13},
-       {13, 14},
-       {14, 15},
-       {4, 16},
-       {5, 17},
-       {6, 18},
-       {7, 19}},
-      {{0, 9},
-       {1, 10},
-       {3, 8},
-       {1, 12},
-       {3, 13},
-       {2, 16},
-       {4, 14},
-       {5, 11},
-       {6, 15},
-       {6, 17},
-       {4, 19},
-       {7, 18}},
-      {{0, 2}, {0, 12}, {0, 5}, {1, 3}, {1, 4}, {1, 6}, {2, 12}, {2, 7}, {3, 4}, {3, 6}, {12, 5}});
+  return assemble("R4 sheet with shared donor type 3", "DDDDDDDDAAAAAAAAAAAA",
+                  {{0, 8}, {1, 9}, {2, 10}, {3, 11}, {12, 13}, {13, 14}, {14, 15}, {4, 16},
+                   {5, 17}, {6, 18}, {7, 19}},
+                  {{0, 9}, {1, 10}, {3, 8}, {1, 12}, {3, 13}, {2, 16}, {4, 14}, {5, 11}, {6, 15},
+                   {6, 17}, {4, 19}, {7, 18}},
+                  {{0, 2}, {0, 12}, {0, 5}, {1, 3}, {1, 4}, {1, 6}, {2, 12}, {2, 7}, {3, 4},
+                   {3, 6}, {12, 5}});
 }
 
 // The 3 x 3 block with the upper two rows running to the right, the lower row to the left and
@@ -632,43 +376,12 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_donor_type3() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type4() {
   return assemble("R4 sheet with shared acceptor type 4", "DDDDDDDDDDDDAAAAAAAA",
-                  {{0, 1},
-                   {2, 3},
-                   {3, 12},
-                   {4, 13},
-                   {5, 6},
-                   {6, 14},
-                   {7, 8},
-                   {8, 15},
-                   {9, 16},
-                   {10, 18},
-                   {11, 19}},
-                  {{0, 12},
-                   {2, 13},
-                   {1, 14},
-                   {3, 15},
-                   {5, 15},
-                   {4, 16},
-                   {7, 16},
-                   {6, 17},
-                   {8, 18},
-                   {10, 17},
-                   {9, 19},
-                   {11, 18}},
-                  {{0, 4},
-                   {0, 7},
-                   {0, 17},
-                   {2, 5},
-                   {2, 9},
-                   {2, 10},
-                   {4, 7},
-                   {4, 11},
-                   {5, 9},
-                   {5, 10},
-                   {7, 17},
-                   {7, 11},
-                   {9, 10},
-                   {17, 11}});
+                  {{0, 1}, {2, 3}, {3, 12}, {4, 13}, {5, 6}, {6, 14}, {7, 8}, {8, 15}, {9, 16},
+                   {10, 18}, {11, 19}},
+                  {{0, 12}, {2, 13}, {1, 14}, {3, 15}, {5, 15}, {4, 16}, {7, 16}, {6, 17},
+                   {8, 18}, {10, 17}, {9, 19}, {11, 18}},
+                  {{0, 4}, {0, 7}, {0, 17}, {2, 5}, {2, 9}, {2, 10}, {4, 7}, {4, 11}, {5, 9},
+                   {5, 10}, {7, 17}, {7, 11}, {9, 10}, {17, 11}});
 }
 
 // The 3 x 3 block with the central molecule donating through four donor groups to the edge
@@ -683,32 +396,13 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type4() {
 // 10 long-range contacts keep groups of molecules that are not hydrogen-bonded to each other
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r4_sheet_duel_donor_type2() {
-  return assemble(
-      "R4 sheet with duel donor type 2", "DDDDDDDDDDDDDDAAAAAA",
-      {{0, 1},
-       {2, 14},
-       {15, 3},
-       {4, 16},
-       {5, 6},
-       {6, 7},
-       {7, 8},
-       {9, 17},
-       {18, 10},
-       {11, 19},
-       {12, 13}},
-      {{0, 14},
-       {2, 15},
-       {1, 16},
-       {5, 14},
-       {6, 16},
-       {9, 15},
-       {7, 17},
-       {4, 18},
-       {8, 19},
-       {11, 18},
-       {12, 17},
-       {13, 19}},
-      {{0, 15}, {0, 5}, {0, 18}, {2, 4}, {2, 9}, {2, 11}, {15, 5}, {15, 12}, {4, 9}, {4, 11}});
+  return assemble("R4 sheet with duel donor type 2", "DDDDDDDDDDDDDDAAAAAA",
+                  {{0, 1}, {2, 14}, {15, 3}, {4, 16}, {5, 6}, {6, 7}, {7, 8}, {9, 17}, {18, 10},
+                   {11, 19}, {12, 13}},
+                  {{0, 14}, {2, 15}, {1, 16}, {5, 14}, {6, 16}, {9, 15}, {7, 17}, {4, 18},
+                   {8, 19}, {11, 18}, {12, 17}, {13, 19}},
+                  {{0, 15}, {0, 5}, {0, 18}, {2, 4}, {2, 9}, {2, 11}, {15, 5}, {15, 12}, {4, 9},
+                   {4, 11}});
 }
 
 // The 3 x 3 block with the hydrogen bonds running round the rim and the central molecule donating
@@ -720,29 +414,10 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_duel_donor_type2() {
 // M22-M23-M33-M32 (6>16 8>19 11>18 7>18).
 THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type3() {
   return assemble("R4 sheet with shared acceptor type 3", "DDDDDDDDDDDDAAAAAAAA",
-                  {{0, 12},
-                   {1, 13},
-                   {2, 14},
-                   {3, 15},
-                   {4, 5},
-                   {5, 6},
-                   {6, 7},
-                   {8, 16},
-                   {9, 17},
-                   {10, 18},
-                   {11, 19}},
-                  {{0, 13},
-                   {1, 14},
-                   {3, 12},
-                   {4, 13},
-                   {5, 15},
-                   {2, 16},
-                   {6, 16},
-                   {9, 15},
-                   {7, 18},
-                   {10, 17},
-                   {8, 19},
-                   {11, 18}},
+                  {{0, 12}, {1, 13}, {2, 14}, {3, 15}, {4, 5}, {5, 6}, {6, 7}, {8, 16}, {9, 17},
+                   {10, 18}, {11, 19}},
+                  {{0, 13}, {1, 14}, {3, 12}, {4, 13}, {5, 15}, {2, 16}, {6, 16}, {9, 15},
+                   {7, 18}, {10, 17}, {8, 19}, {11, 18}},
                   {});
 }
 
@@ -759,27 +434,14 @@ THandle<Motif> ExtendedRingMotifs::r4_sheet_shared_acceptor_type3() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r6_net() {
   return assemble("R2R6 net", "DDDDDDDDDDDDDDDAAAAAAAAAAAAAAA",
-                  {{0, 15},  {15, 16}, {1, 2},   {2, 17},  {3, 18},  {18, 19}, {4, 5},
-                   {5, 20},  {6, 7},   {7, 21},  {8, 22},  {22, 23}, {9, 24},  {24, 25},
-                   {10, 11}, {11, 26}, {12, 27}, {27, 28}, {13, 14}, {14, 29}},
-                  {{0, 17},
-                   {1, 15},
-                   {2, 19},
-                   {3, 20},
-                   {4, 18},
-                   {5, 21},
-                   {8, 16},
-                   {6, 22},
-                   {7, 25},
-                   {9, 26},
-                   {10, 24},
-                   {11, 28},
-                   {14, 23},
-                   {12, 29},
-                   {13, 27}},
-                  {{0, 3},  {0, 6},  {0, 13}, {1, 4},  {1, 8},  {3, 6},   {4, 8}, {4, 9},
-                   {6, 10}, {6, 13}, {8, 9},  {8, 12}, {9, 12}, {10, 13}, {0, 4}, {0, 9},
-                   {0, 12}, {1, 6},  {1, 13}, {3, 8},  {3, 9},  {4, 10}});
+                  {{0, 15}, {15, 16}, {1, 2}, {2, 17}, {3, 18}, {18, 19}, {4, 5}, {5, 20},
+                   {6, 7}, {7, 21}, {8, 22}, {22, 23}, {9, 24}, {24, 25}, {10, 11}, {11, 26},
+                   {12, 27}, {27, 28}, {13, 14}, {14, 29}},
+                  {{0, 17}, {1, 15}, {2, 19}, {3, 20}, {4, 18}, {5, 21}, {8, 16}, {6, 22},
+                   {7, 25}, {9, 26}, {10, 24}, {11, 28}, {14, 23}, {12, 29}, {13, 27}},
+                  {{0, 3}, {0, 6}, {0, 13}, {1, 4}, {1, 8}, {3, 6}, {4, 8}, {4, 9}, {6, 10},
+                   {6, 13}, {8, 9}, {8, 12}, {9, 12}, {10, 13}, {0, 4}, {0, 9}, {0, 12}, {1, 6},
+                   {1, 13}, {3, 8}, {3, 9}, {4, 10}});
 }
 
 // Two fused six-molecule rings in which the dimers are M1-M2, M3-M4, M5-M6 (the pair shared by
@@ -794,30 +456,17 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r6_net_type2() {
   return assemble("R2R6 net type 2", "DDDDDDDDDDDDDDDAAAAAAAAAAAAAAA",
-                  {{0, 15},  {15, 16}, {1, 2},   {2, 17},  {3, 18},  {18, 19}, {4, 5},
-                   {5, 20},  {6, 7},   {7, 21},  {21, 22}, {8, 9},   {9, 23},  {23, 24},
-                   {10, 25}, {11, 26}, {26, 27}, {12, 13}, {13, 28}, {14, 29}},
-                  {{0, 17},
-                   {1, 15},
-                   {2, 19},
-                   {3, 20},
-                   {4, 18},
-                   {5, 22},
-                   {9, 16},
-                   {6, 23},
-                   {8, 21},
-                   {7, 25},
-                   {10, 27},
-                   {11, 28},
-                   {12, 26},
-                   {14, 24},
-                   {13, 29}},
-                  {{0, 3},   {0, 6},   {0, 14},  {1, 4},   {1, 8},   {3, 6},   {4, 8},   {4, 10},
-                   {6, 11},  {6, 14},  {8, 10},  {8, 12},  {10, 12}, {11, 14}, {0, 4},   {0, 10},
-                   {0, 12},  {1, 6},   {1, 14},  {3, 8},   {3, 10},  {4, 11},  {4, 14},  {6, 12},
-                   {8, 11},  {10, 14}, {0, 11},  {1, 10},  {1, 12},  {3, 11},  {3, 14},  {4, 12},
-                   {1, 11},  {3, 12},  {16, 19}, {16, 22}, {16, 29}, {17, 20}, {17, 24}, {19, 22},
-                   {20, 24}, {20, 25}, {22, 27}, {22, 29}, {24, 25}, {24, 28}, {25, 28}, {27, 29},
+                  {{0, 15}, {15, 16}, {1, 2}, {2, 17}, {3, 18}, {18, 19}, {4, 5}, {5, 20},
+                   {6, 7}, {7, 21}, {21, 22}, {8, 9}, {9, 23}, {23, 24}, {10, 25}, {11, 26},
+                   {26, 27}, {12, 13}, {13, 28}, {14, 29}},
+                  {{0, 17}, {1, 15}, {2, 19}, {3, 20}, {4, 18}, {5, 22}, {9, 16}, {6, 23},
+                   {8, 21}, {7, 25}, {10, 27}, {11, 28}, {12, 26}, {14, 24}, {13, 29}},
+                  {{0, 3}, {0, 6}, {0, 14}, {1, 4}, {1, 8}, {3, 6}, {4, 8}, {4, 10}, {6, 11},
+                   {6, 14}, {8, 10}, {8, 12}, {10, 12}, {11, 14}, {0, 4}, {0, 10}, {0, 12},
+                   {1, 6}, {1, 14}, {3, 8}, {3, 10}, {4, 11}, {4, 14}, {6, 12}, {8, 11},
+                   {10, 14}, {0, 11}, {1, 10}, {1, 12}, {3, 11}, {3, 14}, {4, 12}, {1, 11},
+                   {3, 12}, {16, 19}, {16, 22}, {16, 29}, {17, 20}, {17, 24}, {19, 22}, {20, 24},
+                   {20, 25}, {22, 27}, {22, 29}, {24, 25}, {24, 28}, {25, 28}, {27, 29},
                    {16, 20}, {16, 25}, {16, 28}, {17, 22}});
 }
 
@@ -834,40 +483,13 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_type2() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r6_net_duel_donor() {
   return assemble("R2R6 net with duel donor", "DDDDDDDDDDDDDDDDDDAAAAAAAA",
-                  {{0, 1},
-                   {1, 18},
-                   {2, 3},
-                   {3, 19},
-                   {4, 5},
-                   {5, 6},
-                   {7, 8},
-                   {8, 20},
-                   {9, 10},
-                   {10, 21},
-                   {22, 23},
-                   {11, 12},
-                   {12, 24},
-                   {13, 14},
-                   {14, 15},
-                   {16, 17}},
-                  {{2, 18},
-                   {3, 18},
-                   {6, 19},
-                   {4, 20},
-                   {5, 20},
-                   {7, 21},
-                   {0, 23},
-                   {9, 22},
-                   {10, 22},
-                   {11, 21},
-                   {13, 24},
-                   {14, 24},
-                   {15, 25},
-                   {16, 23},
-                   {17, 25}},
-                  {{0, 4},  {0, 9},  {0, 16},  {2, 7},   {2, 22},  {4, 9},   {7, 22}, {7, 11},
-                   {9, 13}, {9, 16}, {22, 11}, {22, 25}, {11, 25}, {13, 16}, {0, 7},  {0, 11},
-                   {0, 25}, {2, 9},  {2, 16},  {4, 22},  {4, 11},  {7, 13},  {7, 16}, {9, 25}});
+                  {{0, 1}, {1, 18}, {2, 3}, {3, 19}, {4, 5}, {5, 6}, {7, 8}, {8, 20}, {9, 10},
+                   {10, 21}, {22, 23}, {11, 12}, {12, 24}, {13, 14}, {14, 15}, {16, 17}},
+                  {{2, 18}, {3, 18}, {6, 19}, {4, 20}, {5, 20}, {7, 21}, {0, 23}, {9, 22},
+                   {10, 22}, {11, 21}, {13, 24}, {14, 24}, {15, 25}, {16, 23}, {17, 25}},
+                  {{0, 4}, {0, 9}, {0, 16}, {2, 7}, {2, 22}, {4, 9}, {7, 22}, {7, 11}, {9, 13},
+                   {9, 16}, {22, 11}, {22, 25}, {11, 25}, {13, 16}, {0, 7}, {0, 11}, {0, 25},
+                   {2, 9}, {2, 16}, {4, 22}, {4, 11}, {7, 13}, {7, 16}, {9, 25}});
 }
 
 // The two fused rings of r2r6_net; each molecule has one donor, used for up to two hydrogen bonds,
@@ -879,36 +501,10 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_duel_donor() {
 // 18>3 18>6 19>7 20>1); M5-M6-M10-M9-M8-M7 (19>7 24>8 23>14 24>12 22>13 21>11 22>9 19>10).
 THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor() {
   return assemble("R2R6 net with shared donor", "AAAAAAAAAAAAAAADDDDDDDDDD",
-                  {{15, 0},
-                   {0, 1},
-                   {16, 2},
-                   {17, 3},
-                   {3, 4},
-                   {18, 5},
-                   {19, 6},
-                   {20, 7},
-                   {7, 8},
-                   {21, 9},
-                   {9, 10},
-                   {22, 11},
-                   {23, 12},
-                   {12, 13},
-                   {24, 14}},
-                  {{15, 2},
-                   {16, 0},
-                   {16, 4},
-                   {17, 5},
-                   {18, 3},
-                   {18, 6},
-                   {20, 1},
-                   {19, 7},
-                   {19, 10},
-                   {21, 11},
-                   {22, 9},
-                   {22, 13},
-                   {24, 8},
-                   {23, 14},
-                   {24, 12}},
+                  {{15, 0}, {0, 1}, {16, 2}, {17, 3}, {3, 4}, {18, 5}, {19, 6}, {20, 7}, {7, 8},
+                   {21, 9}, {9, 10}, {22, 11}, {23, 12}, {12, 13}, {24, 14}},
+                  {{15, 2}, {16, 0}, {16, 4}, {17, 5}, {18, 3}, {18, 6}, {20, 1}, {19, 7},
+                   {19, 10}, {21, 11}, {22, 9}, {22, 13}, {24, 8}, {23, 14}, {24, 12}},
                   {});
 }
 
@@ -921,36 +517,10 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor() {
 // 15>4 16>5 18>0); M5-M6-M10-M9-M8-M7 (16>5 24>5 22>9 23>8 21>8 19>7 20>6 17>6).
 THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_acceptor() {
   return assemble("R2R6 net with shared acceptor", "AAAAAAAAAADDDDDDDDDDDDDDD",
-                  {{10, 0},
-                   {11, 12},
-                   {12, 1},
-                   {13, 2},
-                   {14, 15},
-                   {15, 3},
-                   {16, 17},
-                   {17, 4},
-                   {18, 5},
-                   {19, 6},
-                   {20, 21},
-                   {21, 7},
-                   {22, 8},
-                   {23, 24},
-                   {24, 9}},
-                  {{10, 1},
-                   {11, 0},
-                   {12, 2},
-                   {13, 3},
-                   {14, 2},
-                   {15, 4},
-                   {18, 0},
-                   {16, 5},
-                   {17, 6},
-                   {19, 7},
-                   {20, 6},
-                   {21, 8},
-                   {24, 5},
-                   {22, 9},
-                   {23, 8}},
+                  {{10, 0}, {11, 12}, {12, 1}, {13, 2}, {14, 15}, {15, 3}, {16, 17}, {17, 4},
+                   {18, 5}, {19, 6}, {20, 21}, {21, 7}, {22, 8}, {23, 24}, {24, 9}},
+                  {{10, 1}, {11, 0}, {12, 2}, {13, 3}, {14, 2}, {15, 4}, {18, 0}, {16, 5},
+                   {17, 6}, {19, 7}, {20, 6}, {21, 8}, {24, 5}, {22, 9}, {23, 8}},
                   {});
 }
 
@@ -961,25 +531,12 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_acceptor() {
 // (2>13 3>12); M7-M8 (6>17 7>16); M9-M10 (8>19 9>18); M1-M2-M3-M4-M5-M6 (0>11 1>10 1>12 2>13 3>12
 // 3>14 4>15 5>10); M5-M6-M10-M9-M8-M7 (4>15 9>15 8>19 9>18 7>18 6>17 7>16 4>16).
 THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor_and_acceptor() {
-  return assemble(
-      "R2R6 net with shared donor and acceptor", "DDDDDDDDDDAAAAAAAAAA",
-      {{0, 10}, {1, 11}, {2, 12}, {3, 13}, {4, 14}, {5, 15}, {6, 16}, {7, 17}, {8, 18}, {9, 19}},
-      {{0, 11},
-       {1, 10},
-       {1, 12},
-       {2, 13},
-       {3, 12},
-       {3, 14},
-       {5, 10},
-       {4, 15},
-       {4, 16},
-       {6, 17},
-       {7, 16},
-       {7, 18},
-       {9, 15},
-       {8, 19},
-       {9, 18}},
-      {});
+  return assemble("R2R6 net with shared donor and acceptor", "DDDDDDDDDDAAAAAAAAAA",
+                  {{0, 10}, {1, 11}, {2, 12}, {3, 13}, {4, 14}, {5, 15}, {6, 16}, {7, 17},
+                   {8, 18}, {9, 19}},
+                  {{0, 11}, {1, 10}, {1, 12}, {2, 13}, {3, 12}, {3, 14}, {5, 10}, {4, 15},
+                   {4, 16}, {6, 17}, {7, 16}, {7, 18}, {9, 15}, {8, 19}, {9, 18}},
+                  {});
 }
 
 // The two fused rings of r2r6_net_type2; the shared dimer M5-M6 and M2 use one donor for two
@@ -993,53 +550,12 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor_and_acceptor() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor_and_acceptor_type2() {
   return assemble("R2R6 net with shared donor and acceptor type 2", "DDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 12},
-                   {12, 13},
-                   {1, 14},
-                   {2, 15},
-                   {15, 16},
-                   {3, 4},
-                   {4, 17},
-                   {5, 18},
-                   {6, 19},
-                   {7, 20},
-                   {8, 21},
-                   {9, 10},
-                   {10, 22},
-                   {11, 23}},
-                  {{0, 14},
-                   {1, 12},
-                   {1, 16},
-                   {2, 17},
-                   {3, 15},
-                   {4, 18},
-                   {6, 13},
-                   {5, 19},
-                   {6, 18},
-                   {5, 20},
-                   {7, 21},
-                   {8, 22},
-                   {9, 21},
-                   {11, 19},
-                   {10, 23}},
-                  {{0, 2},
-                   {0, 5},
-                   {0, 11},
-                   {1, 3},
-                   {1, 6},
-                   {2, 5},
-                   {3, 6},
-                   {3, 7},
-                   {5, 8},
-                   {5, 11},
-                   {6, 7},
-                   {6, 9},
-                   {7, 9},
-                   {8, 11},
-                   {0, 3},
-                   {0, 7},
-                   {0, 9},
-                   {1, 5}});
+                  {{0, 12}, {12, 13}, {1, 14}, {2, 15}, {15, 16}, {3, 4}, {4, 17}, {5, 18},
+                   {6, 19}, {7, 20}, {8, 21}, {9, 10}, {10, 22}, {11, 23}},
+                  {{0, 14}, {1, 12}, {1, 16}, {2, 17}, {3, 15}, {4, 18}, {6, 13}, {5, 19},
+                   {6, 18}, {5, 20}, {7, 21}, {8, 22}, {9, 21}, {11, 19}, {10, 23}},
+                  {{0, 2}, {0, 5}, {0, 11}, {1, 3}, {1, 6}, {2, 5}, {3, 6}, {3, 7}, {5, 8},
+                   {5, 11}, {6, 7}, {6, 9}, {7, 9}, {8, 11}, {0, 3}, {0, 7}, {0, 9}, {1, 5}});
 }
 
 // The two fused rings of r2r6_net in which the molecules of ring A share groups (M2, M4 and M5 one
@@ -1053,38 +569,13 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_shared_donor_and_acceptor_type2() {
 // 11 long-range contacts keep groups of molecules that are not hydrogen-bonded to each other
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r6_net_likcen() {
-  return assemble(
-      "R2R6 net LICKEN", "DDDDDDDDDDDDAAAAAAAAAAAA",
-      {{0, 12},
-       {1, 13},
-       {2, 14},
-       {3, 15},
-       {4, 16},
-       {5, 17},
-       {6, 18},
-       {18, 19},
-       {7, 8},
-       {8, 20},
-       {9, 21},
-       {21, 22},
-       {10, 11},
-       {11, 23}},
-      {{0, 13},
-       {1, 12},
-       {1, 14},
-       {2, 15},
-       {3, 14},
-       {3, 16},
-       {5, 12},
-       {4, 17},
-       {4, 19},
-       {6, 20},
-       {7, 18},
-       {8, 22},
-       {11, 17},
-       {9, 23},
-       {10, 21}},
-      {{0, 2}, {0, 4}, {0, 10}, {1, 3}, {1, 5}, {2, 4}, {3, 5}, {3, 6}, {4, 7}, {4, 10}, {5, 6}});
+  return assemble("R2R6 net LICKEN", "DDDDDDDDDDDDAAAAAAAAAAAA",
+                  {{0, 12}, {1, 13}, {2, 14}, {3, 15}, {4, 16}, {5, 17}, {6, 18}, {18, 19},
+                   {7, 8}, {8, 20}, {9, 21}, {21, 22}, {10, 11}, {11, 23}},
+                  {{0, 13}, {1, 12}, {1, 14}, {2, 15}, {3, 14}, {3, 16}, {5, 12}, {4, 17},
+                   {4, 19}, {6, 20}, {7, 18}, {8, 22}, {11, 17}, {9, 23}, {10, 21}},
+                  {{0, 2}, {0, 4}, {0, 10}, {1, 3}, {1, 5}, {2, 4}, {3, 5}, {3, 6}, {4, 7},
+                   {4, 10}, {5, 6}});
 }
 
 // The ladder with rails in opposite directions, as primary amides form it: each molecule has one
@@ -1097,20 +588,8 @@ THandle<Motif> ExtendedRingMotifs::r2r6_net_likcen() {
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor_and_acceptor() {
   return assemble("R2R4 ladder with shared donor and acceptor", "DDDDDDDDAAAAAAAA",
                   {{0, 8}, {1, 9}, {2, 10}, {3, 11}, {4, 12}, {5, 13}, {6, 14}, {7, 15}},
-                  {{0, 9},
-                   {1, 8},
-                   {0, 10},
-                   {3, 9},
-                   {2, 11},
-                   {3, 10},
-                   {2, 12},
-                   {5, 11},
-                   {4, 13},
-                   {5, 12},
-                   {4, 14},
-                   {7, 13},
-                   {6, 15},
-                   {7, 14}},
+                  {{0, 9}, {1, 8}, {0, 10}, {3, 9}, {2, 11}, {3, 10}, {2, 12}, {5, 11}, {4, 13},
+                   {5, 12}, {4, 14}, {7, 13}, {6, 15}, {7, 14}},
                   {});
 }
 
@@ -1124,34 +603,10 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor_and_acceptor() {
 // 8>20).
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_acceptor() {
   return assemble("R2R4 ladder shared acceptor", "DDDDDDDDDDDDDDAAAAAAAA",
-                  {{0, 1},
-                   {1, 14},
-                   {2, 15},
-                   {3, 4},
-                   {4, 16},
-                   {5, 6},
-                   {6, 17},
-                   {7, 8},
-                   {8, 18},
-                   {9, 10},
-                   {10, 19},
-                   {11, 20},
-                   {12, 13},
-                   {13, 21}},
-                  {{0, 15},
-                   {2, 14},
-                   {1, 16},
-                   {6, 15},
-                   {3, 17},
-                   {5, 16},
-                   {4, 18},
-                   {10, 17},
-                   {7, 19},
-                   {9, 18},
-                   {8, 20},
-                   {13, 19},
-                   {11, 21},
-                   {12, 20}},
+                  {{0, 1}, {1, 14}, {2, 15}, {3, 4}, {4, 16}, {5, 6}, {6, 17}, {7, 8}, {8, 18},
+                   {9, 10}, {10, 19}, {11, 20}, {12, 13}, {13, 21}},
+                  {{0, 15}, {2, 14}, {1, 16}, {6, 15}, {3, 17}, {5, 16}, {4, 18}, {10, 17},
+                   {7, 19}, {9, 18}, {8, 20}, {13, 19}, {11, 21}, {12, 20}},
                   {});
 }
 
@@ -1166,34 +621,10 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_acceptor() {
 // the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor() {
   return assemble("R2R4 ladder with shared donor", "DDDDDDDDAAAAAAAAAAAAAA",
-                  {{0, 8},
-                   {1, 9},
-                   {9, 10},
-                   {2, 11},
-                   {11, 12},
-                   {3, 13},
-                   {13, 14},
-                   {4, 15},
-                   {15, 16},
-                   {5, 17},
-                   {17, 18},
-                   {6, 19},
-                   {19, 20},
-                   {7, 21}},
-                  {{0, 9},
-                   {1, 8},
-                   {0, 12},
-                   {3, 10},
-                   {2, 13},
-                   {3, 11},
-                   {2, 16},
-                   {5, 14},
-                   {4, 17},
-                   {5, 15},
-                   {4, 20},
-                   {7, 18},
-                   {6, 21},
-                   {7, 19}},
+                  {{0, 8}, {1, 9}, {9, 10}, {2, 11}, {11, 12}, {3, 13}, {13, 14}, {4, 15},
+                   {15, 16}, {5, 17}, {17, 18}, {6, 19}, {19, 20}, {7, 21}},
+                  {{0, 9}, {1, 8}, {0, 12}, {3, 10}, {2, 13}, {3, 11}, {2, 16}, {5, 14}, {4, 17},
+                   {5, 15}, {4, 20}, {7, 18}, {6, 21}, {7, 19}},
                   {{0, 3}, {0, 4}, {1, 2}, {1, 5}, {2, 5}, {2, 6}, {3, 4}, {3, 7}});
 }
 
@@ -1210,39 +641,13 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder() {
   return assemble("R2R4 ladder", "DDDDDDDDDDDDDDAAAAAAAAAAAAAA",
-                  {{0, 1},   {1, 14},  {2, 15},  {15, 16}, {3, 4},   {4, 17},  {17, 18},
-                   {5, 6},   {6, 19},  {19, 20}, {7, 8},   {8, 21},  {21, 22}, {9, 10},
-                   {10, 23}, {23, 24}, {11, 25}, {25, 26}, {12, 13}, {13, 27}},
-                  {{0, 15},
-                   {2, 14},
-                   {1, 18},
-                   {6, 16},
-                   {3, 19},
-                   {5, 17},
-                   {4, 22},
-                   {10, 20},
-                   {7, 23},
-                   {9, 21},
-                   {8, 26},
-                   {13, 24},
-                   {11, 27},
-                   {12, 25}},
-                  {{0, 5},
-                   {0, 7},
-                   {2, 3},
-                   {2, 9},
-                   {3, 9},
-                   {3, 11},
-                   {5, 7},
-                   {5, 12},
-                   {7, 12},
-                   {9, 11},
-                   {0, 9},
-                   {0, 11},
-                   {2, 7},
-                   {2, 12},
-                   {3, 12},
-                   {5, 11}});
+                  {{0, 1}, {1, 14}, {2, 15}, {15, 16}, {3, 4}, {4, 17}, {17, 18}, {5, 6},
+                   {6, 19}, {19, 20}, {7, 8}, {8, 21}, {21, 22}, {9, 10}, {10, 23}, {23, 24},
+                   {11, 25}, {25, 26}, {12, 13}, {13, 27}},
+                  {{0, 15}, {2, 14}, {1, 18}, {6, 16}, {3, 19}, {5, 17}, {4, 22}, {10, 20},
+                   {7, 23}, {9, 21}, {8, 26}, {13, 24}, {11, 27}, {12, 25}},
+                  {{0, 5}, {0, 7}, {2, 3}, {2, 9}, {3, 9}, {3, 11}, {5, 7}, {5, 12}, {7, 12},
+                   {9, 11}, {0, 9}, {0, 11}, {2, 7}, {2, 12}, {3, 12}, {5, 11}});
 }
 
 // The ladder of four dimers with both rails running the same way (a_i to a_i+1, b_i to b_i+1). One
@@ -1257,40 +662,13 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder() {
 // apart, the nearest such pairs of molecules first.
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_type2() {
   return assemble("R2R4 ladder type2", "DDDDDDDDDDDDDDAAAAAAAAAAAAAA",
-                  {{0, 1},   {1, 14},  {2, 3},   {3, 15},  {4, 5},   {5, 16},  {16, 17},
-                   {6, 7},   {7, 18},  {18, 19}, {8, 9},   {9, 20},  {20, 21}, {10, 11},
-                   {11, 22}, {22, 23}, {12, 24}, {24, 25}, {13, 26}, {26, 27}},
-                  {{0, 15},
-                   {2, 14},
-                   {1, 17},
-                   {3, 19},
-                   {4, 18},
-                   {6, 16},
-                   {5, 21},
-                   {7, 23},
-                   {8, 22},
-                   {10, 20},
-                   {9, 25},
-                   {11, 27},
-                   {12, 26},
-                   {13, 24}},
-                  {{0, 6},
-                   {0, 8},
-                   {2, 4},
-                   {2, 10},
-                   {4, 10},
-                   {4, 12},
-                   {6, 8},
-                   {6, 13},
-                   {8, 13},
-                   {10, 12},
-                   {0, 10},
-                   {0, 12},
-                   {2, 8},
-                   {2, 13},
-                   {4, 13},
-                   {6, 12},
-                   {0, 13}});
+                  {{0, 1}, {1, 14}, {2, 3}, {3, 15}, {4, 5}, {5, 16}, {16, 17}, {6, 7}, {7, 18},
+                   {18, 19}, {8, 9}, {9, 20}, {20, 21}, {10, 11}, {11, 22}, {22, 23}, {12, 24},
+                   {24, 25}, {13, 26}, {26, 27}},
+                  {{0, 15}, {2, 14}, {1, 17}, {3, 19}, {4, 18}, {6, 16}, {5, 21}, {7, 23},
+                   {8, 22}, {10, 20}, {9, 25}, {11, 27}, {12, 26}, {13, 24}},
+                  {{0, 6}, {0, 8}, {2, 4}, {2, 10}, {4, 10}, {4, 12}, {6, 8}, {6, 13}, {8, 13},
+                   {10, 12}, {0, 10}, {0, 12}, {2, 8}, {2, 13}, {4, 13}, {6, 12}, {0, 13}});
 }
 
 // The ladder with both rails running the same way; each molecule has one donor and one acceptor,
@@ -1303,20 +681,8 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_type2() {
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor_and_acceptor_type2() {
   return assemble("R2R4 ladder with shared donor and acceptor type 2", "DDDDDDDDAAAAAAAA",
                   {{0, 8}, {1, 9}, {2, 10}, {3, 11}, {4, 12}, {5, 13}, {6, 14}, {7, 15}},
-                  {{0, 9},
-                   {1, 8},
-                   {0, 10},
-                   {1, 11},
-                   {2, 11},
-                   {3, 10},
-                   {2, 12},
-                   {3, 13},
-                   {4, 13},
-                   {5, 12},
-                   {4, 14},
-                   {5, 15},
-                   {6, 15},
-                   {7, 14}},
+                  {{0, 9}, {1, 8}, {0, 10}, {1, 11}, {2, 11}, {3, 10}, {2, 12}, {3, 13}, {4, 13},
+                   {5, 12}, {4, 14}, {5, 15}, {6, 15}, {7, 14}},
                   {});
 }
 
@@ -1332,31 +698,10 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_shared_donor_and_acceptor_type2()
 // 10>18).
 THandle<Motif> ExtendedRingMotifs::r2r4_ladder_wuhnui() {
   return assemble("R2R4 ladder WUHNUI", "DDDDDDDDDDDDDDDAAAA",
-                  {{0, 1},
-                   {1, 2},
-                   {3, 4},
-                   {4, 5},
-                   {5, 6},
-                   {7, 8},
-                   {8, 9},
-                   {9, 10},
-                   {11, 12},
-                   {12, 13},
-                   {13, 14}},
-                  {{0, 15},
-                   {1, 15},
-                   {5, 15},
-                   {2, 16},
-                   {3, 16},
-                   {4, 16},
-                   {9, 16},
-                   {6, 17},
-                   {7, 17},
-                   {8, 17},
-                   {13, 17},
-                   {10, 18},
-                   {11, 18},
-                   {12, 18}},
+                  {{0, 1}, {1, 2}, {3, 4}, {4, 5}, {5, 6}, {7, 8}, {8, 9}, {9, 10}, {11, 12},
+                   {12, 13}, {13, 14}},
+                  {{0, 15}, {1, 15}, {5, 15}, {2, 16}, {3, 16}, {4, 16}, {9, 16}, {6, 17},
+                   {7, 17}, {8, 17}, {13, 17}, {10, 18}, {11, 18}, {12, 18}},
                   {});
 }
 
@@ -1370,33 +715,10 @@ THandle<Motif> ExtendedRingMotifs::r2r4_ladder_wuhnui() {
 // M22-M23-M33-M32 (6>19 8>23 11>22 10>18).
 THandle<Motif> ExtendedRingMotifs::r4r4_net() {
   return assemble("R4R4 net", "DDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 12},
-                   {1, 13},
-                   {13, 14},
-                   {2, 15},
-                   {3, 4},
-                   {4, 16},
-                   {5, 6},
-                   {6, 17},
-                   {17, 18},
-                   {7, 8},
-                   {8, 19},
-                   {9, 20},
-                   {10, 21},
-                   {21, 22},
-                   {11, 23}},
-                  {{0, 13},
-                   {2, 14},
-                   {3, 12},
-                   {1, 17},
-                   {5, 16},
-                   {7, 15},
-                   {6, 19},
-                   {4, 20},
-                   {10, 18},
-                   {9, 21},
-                   {8, 23},
-                   {11, 22}},
+                  {{0, 12}, {1, 13}, {13, 14}, {2, 15}, {3, 4}, {4, 16}, {5, 6}, {6, 17},
+                   {17, 18}, {7, 8}, {8, 19}, {9, 20}, {10, 21}, {21, 22}, {11, 23}},
+                  {{0, 13}, {2, 14}, {3, 12}, {1, 17}, {5, 16}, {7, 15}, {6, 19}, {4, 20},
+                   {10, 18}, {9, 21}, {8, 23}, {11, 22}},
                   {});
 }
 
@@ -1412,37 +734,10 @@ THandle<Motif> ExtendedRingMotifs::r4r4_net() {
 // C-S2-Y1-Y2-Y3-S3 (1>17 7>22 12>23 13>23 9>24 2>18).
 THandle<Motif> ExtendedRingMotifs::r4r6_net_shared_acceptor() {
   return assemble("R4R6 motif with shared acceptor", "DDDDDDDDDDDDDDDDAAAAAAAAAAAA",
-                  {{0, 1},
-                   {1, 2},
-                   {2, 3},
-                   {4, 5},
-                   {5, 16},
-                   {6, 7},
-                   {7, 17},
-                   {8, 9},
-                   {9, 18},
-                   {10, 11},
-                   {11, 19},
-                   {12, 22},
-                   {13, 24},
-                   {14, 25},
-                   {15, 27}},
-                  {{0, 16},
-                   {1, 17},
-                   {4, 20},
-                   {6, 20},
-                   {2, 18},
-                   {3, 19},
-                   {8, 21},
-                   {10, 21},
-                   {7, 22},
-                   {12, 23},
-                   {9, 24},
-                   {13, 23},
-                   {11, 25},
-                   {14, 26},
-                   {5, 27},
-                   {15, 26}},
+                  {{0, 1}, {1, 2}, {2, 3}, {4, 5}, {5, 16}, {6, 7}, {7, 17}, {8, 9}, {9, 18},
+                   {10, 11}, {11, 19}, {12, 22}, {13, 24}, {14, 25}, {15, 27}},
+                  {{0, 16}, {1, 17}, {4, 20}, {6, 20}, {2, 18}, {3, 19}, {8, 21}, {10, 21},
+                   {7, 22}, {12, 23}, {9, 24}, {13, 23}, {11, 25}, {14, 26}, {5, 27}, {15, 26}},
                   {});
 }
 
@@ -1456,7 +751,8 @@ THandle<Motif> ExtendedRingMotifs::r4r6_net_shared_acceptor() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_duel_donor() {
   return assemble("R3 ribbon with duel donor", "DDDDDDDDDDAAAA",
                   {{0, 1}, {2, 10}, {10, 3}, {4, 11}, {5, 6}, {6, 12}, {7, 13}, {8, 9}},
-                  {{0, 10}, {1, 11}, {2, 11}, {5, 10}, {4, 12}, {7, 11}, {6, 13}, {8, 12}, {9, 13}},
+                  {{0, 10}, {1, 11}, {2, 11}, {5, 10}, {4, 12}, {7, 11}, {6, 13}, {8, 12},
+                   {9, 13}},
                   {});
 }
 
@@ -1469,7 +765,8 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_duel_donor() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_acceptor() {
   return assemble("R3 ribbon with shared acceptor", "AAAAADDDDDDDDD",
                   {{5, 6}, {7, 8}, {8, 0}, {9, 10}, {10, 1}, {11, 12}, {12, 2}, {13, 3}},
-                  {{5, 0}, {7, 1}, {6, 1}, {8, 2}, {9, 2}, {10, 3}, {11, 3}, {12, 4}, {13, 4}}, {});
+                  {{5, 0}, {7, 1}, {6, 1}, {8, 2}, {9, 2}, {10, 3}, {11, 3}, {12, 4}, {13, 4}},
+                  {});
 }
 
 // The strip with every hydrogen bond pointing back along it; each molecule after the first has one
@@ -1481,7 +778,8 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_acceptor() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_donor() {
   return assemble("R3 ribbon with shared donor", "DDDDDAAAAAAAAA",
                   {{5, 6}, {0, 7}, {7, 8}, {1, 9}, {9, 10}, {2, 11}, {11, 12}, {3, 13}},
-                  {{0, 5}, {1, 7}, {1, 6}, {2, 8}, {2, 9}, {3, 10}, {3, 11}, {4, 12}, {4, 13}}, {});
+                  {{0, 5}, {1, 7}, {1, 6}, {2, 8}, {2, 9}, {3, 10}, {3, 11}, {4, 12}, {4, 13}},
+                  {});
 }
 
 // A strip of four three-molecule rings around a central molecule (M3) with four acceptors, one for
@@ -1494,7 +792,8 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_donor() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_amfurz() {
   return assemble("R3 ribbon AMFURZ", "DDDDDAAAAAAAAA",
                   {{1, 5}, {6, 7}, {7, 8}, {8, 9}, {2, 10}, {10, 11}, {3, 12}, {4, 13}},
-                  {{0, 5}, {0, 6}, {1, 7}, {1, 10}, {2, 8}, {3, 9}, {2, 12}, {4, 11}, {3, 13}}, {});
+                  {{0, 5}, {0, 6}, {1, 7}, {1, 10}, {2, 8}, {3, 9}, {2, 12}, {4, 11}, {3, 13}},
+                  {});
 }
 
 // Six molecules whose groups are all donors, as hydroxyl groups that both give and take hydrogen
@@ -1504,8 +803,10 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_amfurz() {
 // Rings (molecules in ring order, then the hydrogen bonds joining them): M1-M2-M3 (0>1 1>3 3>0);
 // M2-M3-M4 (1>3 4>5 5>2); M3-M4-M5 (4>5 6>7 7>4); M4-M5-M6 (6>7 8>9 9>6).
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_just_donors() {
-  return assemble("R3 ribbon just donors", "DDDDDDDDDD", {{1, 2}, {3, 4}, {5, 6}, {7, 8}},
-                  {{0, 1}, {3, 0}, {1, 3}, {5, 2}, {4, 5}, {7, 4}, {6, 7}, {9, 6}, {8, 9}}, {});
+  return assemble("R3 ribbon just donors", "DDDDDDDDDD",
+                  {{1, 2}, {3, 4}, {5, 6}, {7, 8}},
+                  {{0, 1}, {3, 0}, {1, 3}, {5, 2}, {4, 5}, {7, 4}, {6, 7}, {9, 6}, {8, 9}},
+                  {});
 }
 
 // The strip with every hydrogen bond pointing along it; each molecule has at most one donor and
@@ -1517,7 +818,8 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_just_donors() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_donor_and_acceptor() {
   return assemble("R3 ribbon with shared donor and acceptor", "DDDDDAAAAA",
                   {{1, 5}, {2, 6}, {3, 7}, {4, 8}},
-                  {{0, 5}, {0, 6}, {1, 6}, {1, 7}, {2, 7}, {2, 8}, {3, 8}, {3, 9}, {4, 9}}, {});
+                  {{0, 5}, {0, 6}, {1, 6}, {1, 7}, {2, 7}, {2, 8}, {3, 8}, {3, 9}, {4, 9}},
+                  {});
 }
 
 // The same strip of four three-molecule rings, every hydrogen bond pointing along the strip (from
@@ -1528,19 +830,10 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_donor_and_acceptor() {
 // M2-M3-M4 (2>11 4>13 3>12); M3-M4-M5 (4>13 6>15 5>14); M4-M5-M6 (6>15 8>17 7>16).
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_type2() {
   return assemble("R3 ribbon type 2", "DDDDDDDDDAAAAAAAAA",
-                  {{0, 1},
-                   {2, 3},
-                   {3, 9},
-                   {4, 5},
-                   {5, 10},
-                   {10, 11},
-                   {6, 7},
-                   {7, 12},
-                   {12, 13},
-                   {8, 14},
-                   {14, 15},
-                   {16, 17}},
-                  {{0, 9}, {1, 10}, {2, 11}, {3, 12}, {4, 13}, {5, 14}, {6, 15}, {7, 16}, {8, 17}},
+                  {{0, 1}, {2, 3}, {3, 9}, {4, 5}, {5, 10}, {10, 11}, {6, 7}, {7, 12}, {12, 13},
+                   {8, 14}, {14, 15}, {16, 17}},
+                  {{0, 9}, {1, 10}, {2, 11}, {3, 12}, {4, 13}, {5, 14}, {6, 15}, {7, 16},
+                   {8, 17}},
                   {});
 }
 
@@ -1554,7 +847,8 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_type2() {
 THandle<Motif> ExtendedRingMotifs::r3_ribbon_duel_donor_type2() {
   return assemble("R3 ribbon with duel donor type 2", "DDDDDDDDDDAAAA",
                   {{0, 1}, {2, 3}, {3, 11}, {4, 5}, {5, 12}, {6, 13}, {13, 7}, {8, 9}},
-                  {{0, 10}, {1, 11}, {2, 10}, {4, 10}, {3, 12}, {6, 11}, {5, 13}, {8, 12}, {9, 13}},
+                  {{0, 10}, {1, 11}, {2, 10}, {4, 10}, {3, 12}, {6, 11}, {5, 13}, {8, 12},
+                   {9, 13}},
                   {});
 }
 
@@ -1570,6 +864,7 @@ THandle<Motif> ExtendedRingMotifs::r3_ribbon_shared_donor_and_acceptor_type2() {
                   {{0, 8}, {2, 7}, {1, 10}, {3, 9}, {2, 11}, {4, 10}, {3, 12}, {6, 11}, {5, 13}},
                   {});
 }
+// clang-format on
 
 // ---------------------------------------------------------------------------------------------
 // Catalogue and census

@@ -142,8 +142,9 @@ public:
   static std::vector<std::pair<std::string, Builder>> catalog();
 
   /// The file count_acceptors_donors writes: "xtalmotif_acceptors_donors.txt" in the system's
-  /// temporary folder (std::filesystem::temp_directory_path(), or the current folder when there
-  /// is none). The location is fixed; a caller cannot choose it.
+  /// temporary folder as std::filesystem::temp_directory_path() reports it (TMPDIR on POSIX
+  /// systems), or in the current folder when there is none. The name is fixed in the library;
+  /// no argument or setting of the census changes it.
   static std::string acceptors_donors_path();
   /// A diagnostic census of hydrogen-bonding groups: for each entry of the database, the number
   /// of OH1, OH2, NH1, NH2, NH3, O (no hydrogen) and N (no hydrogen) groups in the first molecule
