@@ -834,8 +834,10 @@ void Perceiver::assign_types() {
 // ring. An exocyclic double bond to anything else (a quinone C=O) breaks the ring.
 void Perceiver::mark_aromatic_rings() {
   std::vector<char> excluded(mol_.natoms(), 0);
+  // An aromatic ring atom is trigonal at most: three sigma bonds to non-metals. Leaving out
+  // the rest also keeps the ring walk small in dense frameworks and cages.
   for (int a = 0; a < mol_.natoms(); ++a)
-    excluded[a] = st_[a].metal || st_[a].hydrogen;
+    excluded[a] = st_[a].metal || st_[a].hydrogen || st_[a].partners.size() > 3;
   std::vector<std::vector<int>> rings;
   for (auto& r : find_small_rings(mol_, 6, excluded))
     if (r.size() >= 5)

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <set>
@@ -139,30 +140,36 @@ public:
   explicit BlockValues(const gemmi::cif::Block& block) {
     for (const gemmi::cif::Item& item : block.items) {
       if (item.type == gemmi::cif::ItemType::Pair) {
-        columns_.emplace(normal_tag(item.pair[0]), std::vector<std::string>{item.pair[1]});
+        index_.emplace(normal_tag(item.pair[0]), Source{nullptr, 0, &item.pair[1]});
       } else if (item.type == gemmi::cif::ItemType::Loop) {
         const gemmi::cif::Loop& loop = item.loop;
-        const std::size_t w = loop.width();
-        if (w == 0)
-          continue;
-        const std::size_t len = loop.length();
-        for (std::size_t c = 0; c < w; ++c) {
-          std::string tag = normal_tag(loop.tags[c]);
-          if (columns_.count(tag))
-            continue;
-          std::vector<std::string> col;
-          col.reserve(len);
-          for (std::size_t r = 0; r < len; ++r)
-            col.push_back(loop.values[r * w + c]);
-          columns_.emplace(tag, std::move(col));
-        }
+        for (std::size_t c = 0; c < loop.width(); ++c)
+          index_.emplace(normal_tag(loop.tags[c]), Source{&loop, c, nullptr});
       }
     }
   }
-  /// The raw values under a tag; null when the block does not have it.
+  /// The raw values under a tag; null when the block does not have it. A column is copied
+  /// out of its loop on first use only: the reflection and other large loops of a file are
+  /// never touched.
   const std::vector<std::string>* column(const std::string& tag) const {
-    auto it = columns_.find(normal_tag(tag));
-    return it == columns_.end() ? nullptr : &it->second;
+    const std::string key = normal_tag(tag);
+    auto cached = columns_.find(key);
+    if (cached != columns_.end())
+      return &cached->second;
+    auto it = index_.find(key);
+    if (it == index_.end())
+      return nullptr;
+    std::vector<std::string> col;
+    const Source& src = it->second;
+    if (src.pair_value) {
+      col.push_back(*src.pair_value);
+    } else {
+      const std::size_t w = src.loop->width(), len = src.loop->length();
+      col.reserve(len);
+      for (std::size_t r = 0; r < len; ++r)
+        col.push_back(src.loop->values[r * w + src.column]);
+    }
+    return &columns_.emplace(key, std::move(col)).first->second;
   }
   /// The first value of the first of the tags present that is not '?' or '.'.
   std::string value(std::initializer_list<const char*> tags) const {
@@ -175,7 +182,14 @@ public:
   }
 
 private:
-  std::map<std::string, std::vector<std::string>> columns_;
+  struct Source {
+    const gemmi::cif::Loop* loop; // the loop holding the column, or null for a single value
+    std::size_t column;
+    const std::string* pair_value;
+  };
+  // A tag met twice keeps its first occurrence.
+  std::map<std::string, Source> index_;
+  mutable std::map<std::string, std::vector<std::string>> columns_;
 };
 
 double number(const std::string& raw) { return gemmi::cif::as_number(raw); }
@@ -233,27 +247,70 @@ bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
           return false;
         }
   }
-  auto key = [](const Matrix<int, 3, 3>& r, const Point& t) {
-    std::array<long, 12> k{};
-    for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j)
-        k[i * 3 + j] = r(i, j);
-    for (int i = 0; i < 3; ++i) {
-      double w = t[i] - std::floor(t[i]);
-      long v = std::lround(w * 24.0) % 24;
-      k[9 + i] = v;
-    }
+  // Closure, in whole numbers: each operator as its rotation and its translation in 24ths
+  // (every crystallographic translation is a multiple of 1/24), packed into one number.
+  struct IntOp {
+    std::array<int, 9> r;
+    std::array<int, 3> t;
+  };
+  auto twenty_fourths = [](double x) {
+    long v = std::lround(x * 24.0) % 24;
+    return static_cast<int>(v < 0 ? v + 24 : v);
+  };
+  auto pack = [](const IntOp& op) {
+    std::uint64_t k = 0;
+    for (int e : op.r) // -1, 0 or 1 in any crystallographic setting; 3 marks anything else
+      k = (k << 2) | static_cast<std::uint64_t>(e < -1 || e > 1 ? 3 : e + 1);
+    for (int v : op.t)
+      k = (k << 5) | static_cast<std::uint64_t>(v);
     return k;
   };
-  std::set<std::array<long, 12>> present;
-  for (const auto& op : ops)
-    present.insert(key(op.rotation(), op.translation()));
-  for (const auto& a : ops)
-    for (const auto& b : ops) {
-      Matrix<int, 3, 3> r = a.rotation() * b.rotation();
-      Point t = a.apply(b.translation());
-      if (!present.count(key(r, t))) {
-        *why = "operators " + a.to_xyz() + " and " + b.to_xyz() + " do not form a group";
+  std::vector<IntOp> int_ops;
+  int_ops.reserve(ops.size());
+  for (const auto& op : ops) {
+    IntOp o;
+    for (int i = 0; i < 3; ++i) {
+      for (int j = 0; j < 3; ++j)
+        o.r[i * 3 + j] = op.rotation()(i, j);
+      o.t[i] = twenty_fourths(op.translation()[i]);
+    }
+    int_ops.push_back(o);
+  }
+  // An open-addressed table a quarter full: a product's test is one or two probes.
+  std::size_t table_size = 16;
+  while (table_size < 4 * ops.size())
+    table_size *= 2;
+  const std::uint64_t empty = ~std::uint64_t{0};
+  std::vector<std::uint64_t> table(table_size, empty);
+  auto slot_of = [&](std::uint64_t k) {
+    std::size_t at = static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ULL) >> 40) & (table_size - 1);
+    while (table[at] != empty && table[at] != k)
+      at = (at + 1) & (table_size - 1);
+    return at;
+  };
+  for (const IntOp& o : int_ops) {
+    std::uint64_t k = pack(o);
+    table[slot_of(k)] = k;
+  }
+  for (std::size_t ia = 0; ia < ops.size(); ++ia)
+    for (std::size_t ib = 0; ib < ops.size(); ++ib) {
+      const IntOp& a = int_ops[ia];
+      const IntOp& b = int_ops[ib];
+      IntOp p;
+      for (int i = 0; i < 3; ++i) {
+        int t = a.t[i];
+        for (int j = 0; j < 3; ++j) {
+          p.r[i * 3 + j] = a.r[i * 3] * b.r[j] + a.r[i * 3 + 1] * b.r[3 + j] +
+                           a.r[i * 3 + 2] * b.r[6 + j];
+          t += a.r[i * 3 + j] * b.t[j];
+        }
+        t %= 24;
+        p.t[i] = t < 0 ? t + 24 : t;
+      }
+      const std::uint64_t k = pack(p);
+      if (table[slot_of(k)] != k) {
+        *why = "operators " + ops[ia].to_xyz() + " and " + ops[ib].to_xyz() +
+               " do not form a group";
         return false;
       }
     }

@@ -119,34 +119,57 @@ std::vector<std::vector<Neighbour>> periodic_neighbours(const std::vector<CellAt
       }
     }
   }
-  auto cube = [&](const Point& p) {
-    return std::array<long, 3>{static_cast<long>(std::floor(p[0] / cutoff)),
-                               static_cast<long>(std::floor(p[1] / cutoff)),
-                               static_cast<long>(std::floor(p[2] / cutoff))};
-  };
-  struct KeyHash {
-    std::size_t operator()(const std::array<long, 3>& k) const {
-      return std::hash<long>()(k[0] * 73856093L ^ k[1] * 19349663L ^ k[2] * 83492791L);
+  // A cell list over the box holding every image: cubes at least `cutoff` wide, so that the
+  // partners of an atom lie in its own cube or the 26 around it. Counting sort keeps each
+  // cube's images contiguous.
+  Point lo = images.empty() ? Point(0, 0, 0) : images[0].orth;
+  Point hi = lo;
+  for (const Image& im : images)
+    for (int k = 0; k < 3; ++k) {
+      lo[k] = std::min(lo[k], im.orth[k]);
+      hi[k] = std::max(hi[k], im.orth[k]);
     }
+  double side = cutoff;
+  std::array<long, 3> dims{};
+  auto size_grid = [&] {
+    for (int k = 0; k < 3; ++k)
+      dims[k] = static_cast<long>((hi[k] - lo[k]) / side) + 1;
+    return static_cast<double>(dims[0]) * dims[1] * dims[2];
   };
-  std::unordered_map<std::array<long, 3>, std::vector<int>, KeyHash> grid;
-  grid.reserve(images.size());
+  // A flat, wide box (a needle-shaped cell) could ask for far more cubes than images.
+  while (size_grid() > 4.0 * static_cast<double>(images.size()) + 64.0)
+    side *= 1.25;
+  auto cube_of = [&](const Point& p, int k) {
+    return std::min(dims[k] - 1, std::max(0L, static_cast<long>((p[k] - lo[k]) / side)));
+  };
+  auto cube_index = [&](long x, long y, long z) { return (x * dims[1] + y) * dims[2] + z; };
+  const std::size_t ncubes = static_cast<std::size_t>(dims[0] * dims[1] * dims[2]);
+  std::vector<int> first(ncubes + 1, 0);
+  std::vector<int> home(images.size());
+  for (std::size_t k = 0; k < images.size(); ++k) {
+    const Point& p = images[k].orth;
+    home[k] = static_cast<int>(cube_index(cube_of(p, 0), cube_of(p, 1), cube_of(p, 2)));
+    ++first[home[k] + 1];
+  }
+  for (std::size_t c = 0; c < ncubes; ++c)
+    first[c + 1] += first[c];
+  std::vector<int> slot(first.begin(), first.end() - 1);
+  std::vector<int> sorted(images.size());
   for (std::size_t k = 0; k < images.size(); ++k)
-    grid[cube(images[k].orth)].push_back(static_cast<int>(k));
+    sorted[slot[home[k]]++] = static_cast<int>(k);
+
   const double cut2 = cutoff * cutoff;
   for (int i = 0; i < n; ++i) {
     if (!atoms[i].alive)
       continue;
     const Point& p = atoms[i].orth;
-    auto c = cube(p);
-    for (long dx = -1; dx <= 1; ++dx)
-      for (long dy = -1; dy <= 1; ++dy)
-        for (long dz = -1; dz <= 1; ++dz) {
-          auto it = grid.find({c[0] + dx, c[1] + dy, c[2] + dz});
-          if (it == grid.end())
-            continue;
-          for (int k : it->second) {
-            const Image& im = images[k];
+    const long cx = cube_of(p, 0), cy = cube_of(p, 1), cz = cube_of(p, 2);
+    for (long x = std::max(0L, cx - 1); x <= std::min(dims[0] - 1, cx + 1); ++x)
+      for (long y = std::max(0L, cy - 1); y <= std::min(dims[1] - 1, cy + 1); ++y)
+        for (long z = std::max(0L, cz - 1); z <= std::min(dims[2] - 1, cz + 1); ++z) {
+          const long c = cube_index(x, y, z);
+          for (int at = first[c]; at < first[c + 1]; ++at) {
+            const Image& im = images[sorted[at]];
             if (im.atom == i && im.t[0] == 0 && im.t[1] == 0 && im.t[2] == 0)
               continue;
             double d2 = sqrdistance(p, im.orth);
@@ -527,6 +550,31 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       c.orth = cm->to_orthogonal(c.frac);
       cell.push_back(c);
     }
+
+  // An atom on a special position is met again by every operator of its site symmetry (48
+  // times over in a cubic group); later images of a site that fall on an earlier one are the
+  // same atom, dropped here so that the neighbour search does not meet them all.
+  {
+    const double merge2 = settings_.merge_distance * settings_.merge_distance;
+    std::vector<int> kept;
+    for (std::size_t s = 0; s < sites.size(); ++s) {
+      kept.assign(1, static_cast<int>(s));
+      for (std::size_t k = 1; k < ops.size(); ++k) {
+        CellAtom& c = cell[k * sites.size() + s];
+        for (int j : kept) {
+          Point d = c.frac - cell[j].frac;
+          for (int x = 0; x < 3; ++x)
+            d[x] -= std::round(d[x]);
+          if (cm->to_orthogonal(d).length_sq() < merge2) {
+            c.alive = false;
+            break;
+          }
+        }
+        if (c.alive)
+          kept.push_back(static_cast<int>(k * sites.size() + s));
+      }
+    }
+  }
 
   BondPerceptionSettings bps;
   double max_radius = 0;

@@ -28,8 +28,6 @@ Matrix<double, 3, 3> inverse(const Matrix<double, 3, 3>& m) {
   return r;
 }
 
-double sqrdistance(const Point& a, const Point& b) { return (a - b).length_sq(); }
-
 double distance(const Point& a, const Point& b) { return std::sqrt(sqrdistance(a, b)); }
 
 double angle(const Point& p1, const Point& p2, const Point& p3, double tol) {

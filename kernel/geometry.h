@@ -115,7 +115,11 @@ double determinant(const Matrix<double, 3, 3>& m);
 /// Inverse of a 3x3 matrix; throws std::domain_error for a singular one.
 Matrix<double, 3, 3> inverse(const Matrix<double, 3, 3>& m);
 
-double sqrdistance(const Point& a, const Point& b);
+/// Squared distance; inline because neighbour searches call it for every pair they look at.
+inline double sqrdistance(const Point& a, const Point& b) {
+  const double dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
+  return dx * dx + dy * dy + dz * dz;
+}
 double distance(const Point& a, const Point& b);
 
 /// The angle p1-p2-p3 at the vertex p2, in radians (0 to pi). When either arm is shorter than
