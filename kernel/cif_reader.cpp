@@ -27,6 +27,9 @@ namespace {
 // Files larger than this (after decompression) are not small-molecule CIFs.
 constexpr std::size_t kMaxFileBytes = 64u << 20;
 
+// CIF tags and block names are ASCII; the locale-free lowering keeps tag lookups cheap.
+char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 std::string read_whole_file(const std::string& path) {
   gzFile f = gzopen(path.c_str(), "rb");
   if (!f)
@@ -63,7 +66,7 @@ struct BlockText {
 
 bool starts_with_ci(const char* p, const char* end, const char* word) {
   for (; *word; ++word, ++p)
-    if (p >= end || std::tolower(static_cast<unsigned char>(*p)) != *word)
+    if (p >= end || ascii_lower(*p) != *word)
       return false;
   return true;
 }
@@ -122,7 +125,7 @@ bool has_atom_site_coordinates(const std::string& text, const BlockText& b) {
 
 std::string lower(std::string s) {
   for (char& c : s)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    c = ascii_lower(c);
   return s;
 }
 
