@@ -63,13 +63,36 @@ std::array<int, 3> add(const std::array<int, 3>& a, const std::array<int, 3>& b)
   return {a[0] + b[0], a[1] + b[1], a[2] + b[2]};
 }
 
+/// The neighbours of every cell atom in one flat list: atom i's are entries first[i] to
+/// first[i + 1], so that a structure's thousands of short lists cost one allocation.
+class NeighbourTable {
+public:
+  struct Range {
+    const Neighbour* b;
+    const Neighbour* e;
+    const Neighbour* begin() const { return b; }
+    const Neighbour* end() const { return e; }
+  };
+  explicit NeighbourTable(std::size_t natoms = 0) : first_(natoms + 1, 0) {}
+  Range operator[](std::size_t i) const {
+    return {all_.data() + first_[i], all_.data() + first_[i + 1]};
+  }
+  void add(const Neighbour& nb) { all_.push_back(nb); }
+  /// Closes the list of atom i; every atom is closed, in order, after its neighbours are added.
+  void close(std::size_t i) { first_[i + 1] = all_.size(); }
+
+private:
+  std::vector<Neighbour> all_;
+  std::vector<std::size_t> first_;
+};
+
 /// All pairs of cell atoms (with their lattice images) closer than `cutoff`, found through a
 /// grid of cubes `cutoff` wide over the cell and the margin of images around it.
-std::vector<std::vector<Neighbour>> periodic_neighbours(const std::vector<CellAtom>& atoms,
+NeighbourTable periodic_neighbours(const std::vector<CellAtom>& atoms,
                                                         const CrystalMaker& cm, double cutoff,
                                                         std::size_t max_points) {
   const int n = static_cast<int>(atoms.size());
-  std::vector<std::vector<Neighbour>> out(n);
+  NeighbourTable out(atoms.size());
   if (n == 0 || cutoff <= 0)
     return out;
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
@@ -160,8 +183,10 @@ std::vector<std::vector<Neighbour>> periodic_neighbours(const std::vector<CellAt
 
   const double cut2 = cutoff * cutoff;
   for (int i = 0; i < n; ++i) {
-    if (!atoms[i].alive)
+    if (!atoms[i].alive) {
+      out.close(i);
       continue;
+    }
     const Point& p = atoms[i].orth;
     const long cx = cube_of(p, 0), cy = cube_of(p, 1), cz = cube_of(p, 2);
     for (long x = std::max(0L, cx - 1); x <= std::min(dims[0] - 1, cx + 1); ++x)
@@ -174,9 +199,10 @@ std::vector<std::vector<Neighbour>> periodic_neighbours(const std::vector<CellAt
               continue;
             double d2 = sqrdistance(p, im.orth);
             if (d2 < cut2)
-              out[i].push_back({im.atom, im.t, std::sqrt(d2)});
+              out.add({im.atom, im.t, std::sqrt(d2)});
           }
         }
+    out.close(i);
   }
   return out;
 }
@@ -581,7 +607,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   for (const SiteAtom& s : sites)
     max_radius = std::max(max_radius, s.element.covalent_radius());
   const double cutoff = std::max(2 * max_radius + bps.tolerance, settings_.merge_distance + 0.01);
-  std::vector<std::vector<Neighbour>> near;
+  NeighbourTable near;
   try {
     near = periodic_neighbours(cell, *cm, cutoff,
                                static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
