@@ -40,6 +40,11 @@ endif()
 if(LIBRARY_SOURCES)
   xtalmotif_layer(xtalmotif_library SOURCES ${LIBRARY_SOURCES} DEPS xtalmotif_motif)
   list(APPEND XTALMOTIF_LAYERS xtalmotif_library)
+  # Where the census of hydrogen-bonding groups is written: fixed when the library is built.
+  set(XTALMOTIF_ACCEPTORS_DONORS_FILE "${CMAKE_BINARY_DIR}/xtalmotif_acceptors_donors.txt"
+      CACHE FILEPATH "File written by ExtendedRingMotifs::count_acceptors_donors")
+  target_compile_definitions(xtalmotif_library PRIVATE
+      XTALMOTIF_ACCEPTORS_DONORS_FILE="${XTALMOTIF_ACCEPTORS_DONORS_FILE}")
 endif()
 
 # Everything, for the program, the tests and library users.

@@ -6,7 +6,6 @@
 #include "kernel/substructure.h"
 #include "library/pre_defined_substructures.h"
 
-#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <system_error>
@@ -922,13 +921,11 @@ std::vector<std::pair<std::string, ExtendedRingMotifs::Builder>> ExtendedRingMot
   return all;
 }
 
-std::string ExtendedRingMotifs::acceptors_donors_path() {
-  std::error_code ec;
-  std::filesystem::path dir = std::filesystem::temp_directory_path(ec);
-  if (ec)
-    dir.clear();
-  return (dir / "xtalmotif_acceptors_donors.txt").string();
-}
+#ifndef XTALMOTIF_ACCEPTORS_DONORS_FILE
+#define XTALMOTIF_ACCEPTORS_DONORS_FILE "xtalmotif_acceptors_donors.txt"
+#endif
+
+std::string ExtendedRingMotifs::acceptors_donors_path() { return XTALMOTIF_ACCEPTORS_DONORS_FILE; }
 
 void ExtendedRingMotifs::count_acceptors_donors(
     const Database<CrystalStructureDatabaseEntry> &database) {

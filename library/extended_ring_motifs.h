@@ -141,10 +141,10 @@ public:
   /// list the motifs and build one by name.
   static std::vector<std::pair<std::string, Builder>> catalog();
 
-  /// The file count_acceptors_donors writes: "xtalmotif_acceptors_donors.txt" in the system's
-  /// temporary folder as std::filesystem::temp_directory_path() reports it (TMPDIR on POSIX
-  /// systems), or in the current folder when there is none. The name is fixed in the library;
-  /// no argument or setting of the census changes it.
+  /// The file count_acceptors_donors writes, fixed when the library is built: the CMake cache
+  /// variable XTALMOTIF_ACCEPTORS_DONORS_FILE, by default xtalmotif_acceptors_donors.txt in the
+  /// build folder (a build without that setting writes the name into the current folder). No
+  /// argument or setting of the census changes it at run time.
   static std::string acceptors_donors_path();
   /// A diagnostic census of hydrogen-bonding groups: for each entry of the database, the number
   /// of OH1, OH2, NH1, NH2, NH3, O (no hydrogen) and N (no hydrogen) groups in the first molecule
