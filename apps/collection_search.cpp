@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <climits>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 
@@ -133,17 +134,28 @@ std::vector<EntryOutcome> search_collection(const Database<CrystalStructureDatab
   };
 
   int jobs = std::max(1, std::min(options.jobs, std::max(1, n)));
-  std::atomic<int> running{jobs};
+  // The calling thread only draws progress: it wakes every 100 ms, and at once when the last
+  // worker ends, so that a short search does not wait out a whole tick.
+  std::mutex finish_mutex;
+  std::condition_variable finished;
+  int running = jobs;
   std::vector<std::thread> threads;
   for (int j = 0; j < jobs; ++j)
     threads.emplace_back([&] {
       work();
-      --running;
+      std::lock_guard<std::mutex> lock(finish_mutex);
+      if (--running == 0)
+        finished.notify_one();
     });
-  while (running > 0) {
-    if (tick)
-      tick();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  {
+    std::unique_lock<std::mutex> lock(finish_mutex);
+    while (running > 0) {
+      lock.unlock();
+      if (tick)
+        tick();
+      lock.lock();
+      finished.wait_for(lock, std::chrono::milliseconds(100), [&] { return running == 0; });
+    }
   }
   for (auto& t : threads)
     t.join();

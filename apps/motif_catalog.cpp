@@ -200,6 +200,33 @@ std::size_t edit_distance(const std::string& a, const std::string& b) {
   return prev[b.size()];
 }
 
+std::vector<std::string> words(const std::string& text) {
+  std::vector<std::string> out;
+  std::string w;
+  for (char c : text + ' ') {
+    if (std::isspace(static_cast<unsigned char>(c))) {
+      if (!w.empty())
+        out.push_back(w);
+      w.clear();
+    } else {
+      w += c;
+    }
+  }
+  return out;
+}
+
+// Whether every word typed begins a word of the name, in any order ("ring six" and "water ring
+// of six", "acid carboxylic" and "carboxylic acid pair").
+bool words_all_found(const std::vector<std::string>& typed, const std::vector<std::string>& name) {
+  if (typed.empty())
+    return false;
+  for (const auto& t : typed)
+    if (std::none_of(name.begin(), name.end(),
+                     [&](const std::string& n) { return n.compare(0, t.size(), t) == 0; }))
+      return false;
+  return true;
+}
+
 } // namespace
 
 const std::vector<CatalogEntry>& motif_catalog() {
@@ -209,6 +236,7 @@ const std::vector<CatalogEntry>& motif_catalog() {
 
 std::vector<std::string> nearest_names(const std::string& text, std::size_t how_many) {
   std::string t = lower(text);
+  std::vector<std::string> typed = words(t);
   std::vector<std::pair<std::size_t, std::string>> scored;
   for (const auto& e : motif_catalog()) {
     std::string n = lower(e.name);
@@ -216,6 +244,8 @@ std::vector<std::string> nearest_names(const std::string& text, std::size_t how_
     // A name that contains what was typed is a good suggestion whatever its length.
     if (!t.empty() && n.find(t) != std::string::npos)
       d = std::min<std::size_t>(d, 1);
+    else if (words_all_found(typed, words(n)))
+      d = std::min<std::size_t>(d, 2);
     scored.emplace_back(d, e.name);
   }
   std::stable_sort(scored.begin(), scored.end(),
@@ -232,6 +262,15 @@ MotifChoice choose_motif(const std::string& text) {
       return {e.name, e.build, e.remove_silver_bonds};
 
   std::error_code ec;
+  // Structures named where the motif belongs: the two were most likely given in the wrong order.
+  std::string l = lower(text);
+  auto ends_with = [&](const std::string& tail) {
+    return l.size() >= tail.size() && l.compare(l.size() - tail.size(), tail.size(), tail) == 0;
+  };
+  if (std::filesystem::is_directory(text, ec) || ends_with(".cif") || ends_with(".cif.gz"))
+    throw UsageError("\"" + text +
+                     "\" names crystal structures, not a motif (a ready-made motif name or a .con "
+                     "query file); with search, the motif comes before the structures");
   if (std::filesystem::is_regular_file(text, ec)) {
     // Read once now so that a broken file is reported before any search starts; each search
     // thread then reads its own copy.

@@ -41,7 +41,8 @@ struct MotifChoice {
 };
 
 /// Resolves a catalog name (case-insensitive) or the path of a query file. Throws UsageError for
-/// an unknown name, suggesting the nearest names, and for a query file that cannot be read.
+/// an unknown name, suggesting the nearest names, for a query file that cannot be read, and for
+/// a CIF file or folder given where the motif belongs.
 MotifChoice choose_motif(const std::string& text);
 
 /// The catalog names nearest to `text` by edit distance, closest first.

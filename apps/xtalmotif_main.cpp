@@ -13,13 +13,16 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iomanip>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <unistd.h>
@@ -97,6 +100,8 @@ std::string format_seconds(double s) {
   return buf;
 }
 
+// One line on standard error, redrawn in place: entries done, entries with hits, entries per
+// second and the time left at that rate.
 class ProgressBar {
 public:
   ProgressBar(int total, bool enabled) : total_(total), enabled_(enabled) {}
@@ -104,15 +109,17 @@ public:
     if (!enabled_)
       return;
     int done = p.done;
+    int hits = p.hits;
     double elapsed = seconds();
     double rate = elapsed > 0 ? done / elapsed : 0.0;
-    double left = rate > 0 ? (total_ - done) / rate : 0.0;
     const int width = 30;
     int filled = total_ > 0 ? width * done / total_ : width;
     std::ostringstream os;
     os << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
-       << '/' << total_ << " entries, " << p.hits << " hits, " << std::fixed
-       << std::setprecision(1) << rate << "/s, " << format_seconds(left) << " left ";
+       << '/' << total_ << " entries, " << hits << (hits == 1 ? " hit, " : " hits, ")
+       << std::fixed << std::setprecision(1) << rate << "/s, "
+       // Until an entry is done there is no rate to estimate from.
+       << (done > 0 ? format_seconds((total_ - done) / rate) : std::string("--:--")) << " left ";
     std::cerr << os.str() << std::flush;
   }
   void finish() {
@@ -153,12 +160,67 @@ struct SearchCommand {
   bool quiet = false;
 };
 
-int run_search(const SearchCommand& cmd) {
-  MotifChoice choice = choose_motif(cmd.motif);
-  Sources sources = open_sources(cmd.sources);
-  if (!cmd.export_dir.empty() && std::filesystem::exists(cmd.export_dir) &&
-      !std::filesystem::is_directory(cmd.export_dir))
+// An output file must be writable where it is named before a long search starts, not found
+// unwritable after it.
+void check_output_file(const std::string& path, const std::string& option) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  if (fs::is_directory(path, ec))
+    throw UsageError(path + ": " + option + " needs a file name, and this is a folder");
+  fs::path folder = fs::path(path).parent_path();
+  if (!folder.empty() && !fs::is_directory(folder, ec))
+    throw UsageError(path + ": " + option + ": the folder " + folder.string() +
+                     " does not exist");
+}
+
+// The outputs of one search: each file named once, at most one stream on standard output.
+void check_outputs(const SearchCommand& cmd) {
+  namespace fs = std::filesystem;
+  std::vector<std::pair<std::string, std::string>> files; // option, path
+  for (const auto& [option, path] : {std::pair<std::string, std::string>{"--save", cmd.save},
+                                     {"--save-ids", cmd.save_ids},
+                                     {"--json", cmd.json},
+                                     {"--tsv", cmd.tsv}})
+    if (!path.empty() && path != "-") {
+      check_output_file(path, option);
+      files.emplace_back(option, path);
+    }
+  for (std::size_t i = 0; i < files.size(); ++i)
+    for (std::size_t j = i + 1; j < files.size(); ++j) {
+      std::error_code ec;
+      if (fs::weakly_canonical(files[i].second, ec) == fs::weakly_canonical(files[j].second, ec))
+        throw UsageError(files[i].first + " and " + files[j].first + " both name " +
+                         files[j].second + "; give each output its own file");
+    }
+  if (cmd.json == "-" && cmd.tsv == "-")
+    throw UsageError("--json - and --tsv - cannot both write to standard output");
+  std::error_code ec;
+  if (!cmd.export_dir.empty() && fs::exists(cmd.export_dir, ec) &&
+      !fs::is_directory(cmd.export_dir, ec))
     throw UsageError(cmd.export_dir + ": --export needs a folder, and this is a file");
+}
+
+int run_search(const SearchCommand& cmd) {
+  check_outputs(cmd);
+  // Building the motif catalog and listing the data blocks of every source are both done once,
+  // before any entry is searched; with threads to spare they overlap. A bad motif is still
+  // reported before a bad source, and before standard input is waited for.
+  MotifChoice choice;
+  Sources sources;
+  bool reads_stdin = std::find(cmd.sources.begin(), cmd.sources.end(), "-") != cmd.sources.end();
+  if (cmd.jobs > 1 && !reads_stdin) {
+    auto chosen = std::async(std::launch::async, [&] { return choose_motif(cmd.motif); });
+    try {
+      sources = open_sources(cmd.sources);
+    } catch (...) {
+      chosen.get();
+      throw;
+    }
+    choice = chosen.get();
+  } else {
+    choice = choose_motif(cmd.motif);
+    sources = open_sources(cmd.sources);
+  }
 
   SearchOptions options;
   options.limit = cmd.all ? 0 : cmd.limit;
@@ -192,8 +254,10 @@ int run_search(const SearchCommand& cmd) {
     }
   }
 
+  // JSON Lines or TSV sent to standard output stay a clean stream of their own.
+  bool stdout_taken = cmd.json == "-" || cmd.tsv == "-";
   for (const auto& o : outcomes)
-    if (!o.matches.empty())
+    if (!o.matches.empty() && !stdout_taken)
       std::cout << o.id.str() << ": " << o.matches.size()
                 << (o.matches.size() == 1 ? " match" : " matches") << '\n';
 
@@ -233,6 +297,7 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   for (const auto& p : sources)
     if (!std::filesystem::exists(p))
       throw UsageError(p + ": no such file or folder");
+  check_output_file(out, "--output");
   CifDatabase db(sources);
   if (db.nentries() == 0)
     throw UsageError("no CIF data blocks found in the given sources");
@@ -257,6 +322,9 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
 }
 
 void run_motifs() {
+  std::size_t width = 0;
+  for (const auto& e : motif_catalog())
+    width = std::max(width, e.name.size());
   std::string family;
   for (const auto& e : motif_catalog()) {
     if (e.family != family) {
@@ -267,7 +335,8 @@ void run_motifs() {
                                          : "Silver carboxylate patterns")
                 << ":\n";
     }
-    std::cout << "  " << std::left << std::setw(40) << e.name << ' ' << e.description << '\n';
+    std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << e.name << ' '
+              << e.description << '\n';
   }
 }
 
@@ -313,66 +382,154 @@ void run_show(const std::string& name) {
   }
 }
 
+// A count on the command line: a whole number from 1 to `most`.
+CLI::Validator count_up_to(unsigned long most) {
+  return CLI::Validator(
+      [most](std::string& text) -> std::string {
+        std::size_t used = 0;
+        unsigned long value = 0;
+        try {
+          value = std::stoul(text, &used);
+        } catch (const std::exception&) {
+          used = 0;
+        }
+        if (used == 0 || used != text.size() || text[0] == '-' || value == 0 || value > most)
+          return "must be a whole number from 1 to " + std::to_string(most) + ", not " + text;
+        return {};
+      },
+      "");
+}
+
+const char* const commands[] = {"search", "index", "motifs", "show"};
+
 } // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"xtalmotif: find intermolecular motifs (hydrogen bonds, short contacts between\n"
-               "chemical groups) in crystal structures read from CIF files.",
+  CLI::App app{"xtalmotif finds intermolecular motifs (hydrogen-bonded pairs of chemical groups, "
+               "water clusters, extended hydrogen-bonded rings, silver carboxylate patterns) in "
+               "crystal structures read from CIF files.",
                "xtalmotif"};
   app.set_version_flag("--version", std::string("xtalmotif ") + XTALMOTIF_VERSION);
   app.require_subcommand(1);
+  // Wide enough for "--limit N=1 Excludes: --all" to keep a gap before its description.
+  app.get_formatter()->column_width(34);
 
   SearchCommand cmd;
   CLI::App* search = app.add_subcommand(
-      "search", "Search structures for a motif. MOTIF is a ready-made motif name (see `xtalmotif "
-                "motifs`) or a connectivity query file (.con). SOURCES are CIF files (.cif, "
-                ".cif.gz, multi-block), folders of them, or one screen index; '-' reads a CIF "
-                "from standard input; with none, the structures shipped with xtalmotif.");
-  search->add_option("MOTIF", cmd.motif, "motif name or query file")->required();
-  search->add_option("SOURCES", cmd.sources, "CIF files, folders, a screen index, or -");
-  auto* limit = search->add_option("--limit", cmd.limit, "matches kept per structure")
+      "search", "Search crystal structures for a motif and list the entries that hold it.");
+  search->add_option("MOTIF", cmd.motif,
+                     "a ready-made motif name (`xtalmotif motifs` lists them; quote names with "
+                     "spaces) or a connectivity query file (.con)")
+      ->required();
+  search->add_option("SOURCES", cmd.sources,
+                     "CIF files (.cif, .cif.gz, any number of data blocks), folders searched "
+                     "recursively for them, one screen index made by `xtalmotif index`, or - to "
+                     "read one CIF from standard input; with none, the example structures "
+                     "shipped with xtalmotif");
+  auto* limit = search->add_option("--limit", cmd.limit, "keep at most N matches of each structure")
+                    ->type_name("N")
                     ->default_val(1)
-                    ->check(CLI::PositiveNumber);
-  search->add_flag("--all", cmd.all, "keep every match of every structure")->excludes(limit);
+                    ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
+  search->add_flag("--all", cmd.all, "keep every match of every structure (slower)")
+      ->excludes(limit);
   search->add_flag("--no-prescreen", cmd.no_prescreen,
                    "with a screen index: read every entry instead of rejecting those whose "
                    "screens rule the motif out");
-  search->add_flag("--require-3d", cmd.filters[0], "filter: entries with 3D coordinates only");
-  search->add_flag("--max-r-factor-5", cmd.filters[1], "filter: R factor at most 0.05");
-  search->add_flag("--no-disorder", cmd.filters[2], "filter: entries without disorder");
-  search->add_flag("--no-polymers", cmd.filters[3], "filter: leave out polymeric entries");
+  search->add_flag("--require-3d", cmd.filters[0], "only entries with 3D coordinates");
+  search->add_flag("--max-r-factor-5", cmd.filters[1],
+                   "only entries refined to an R factor of at most 0.05");
+  search->add_flag("--no-disorder", cmd.filters[2], "leave out entries with disordered atoms");
+  search->add_flag("--no-polymers", cmd.filters[3],
+                   "leave out polymeric entries (coordination networks)");
   search->add_flag("--no-errors", cmd.filters[4],
-                   "filter: leave out entries with problems found while building them");
-  search->add_flag("--metal", cmd.filters[5], "filter: entries containing a metal only");
+                   "leave out entries with problems found while reading them");
+  search->add_flag("--metal", cmd.filters[5], "only entries that contain a metal");
   search->add_flag("--transition-metal", cmd.filters[6],
-                   "filter: entries containing a transition metal only");
-  search->add_option("-j,--jobs", cmd.jobs, "threads (one search per thread)")
+                   "only entries that contain a transition metal");
+  search->add_option("-j,--jobs", cmd.jobs,
+                     "search N structures at a time, one thread each; the output is the same "
+                     "as with one")
+      ->type_name("N")
       ->default_val(1)
-      ->check(CLI::Range(1, 256));
-  search->add_option("--save", cmd.save, "write the result list (count line and identifiers)");
-  search->add_option("--save-ids", cmd.save_ids, "write the identifiers of the hit entries");
-  search->add_option("--json", cmd.json, "write every match as JSON Lines ('-' for standard output)");
-  search->add_option("--tsv", cmd.tsv, "write every contact as a tab-separated row ('-' for standard output)");
+      ->check(count_up_to(256));
+  search->add_option("--save", cmd.save,
+                     "write the hit list to FILE: a line \"No of results: N\", then one entry "
+                     "identifier per line")
+      ->type_name("FILE");
+  search->add_option("--save-ids", cmd.save_ids,
+                     "write the identifiers of the hit entries to FILE, one per line")
+      ->type_name("FILE");
+  search->add_option("--json", cmd.json,
+                     "write every match as one JSON object per line (entry, molecules, atoms, "
+                     "symmetry codes, contact distances); - writes them to standard output in "
+                     "place of the hit lines")
+      ->type_name("FILE");
+  search->add_option("--tsv", cmd.tsv,
+                     "write one tab-separated row per contact of every match, after a header "
+                     "row; - writes them to standard output in place of the hit lines")
+      ->type_name("FILE");
   search->add_option("--export", cmd.export_dir,
-                     "write one P1 CIF per match with the matched molecules into this folder");
-  search->add_flag("-q,--quiet", cmd.quiet, "no progress bar, no summary");
+                     "write one P1 CIF per match into FOLDER, holding the matched molecules "
+                     "where they were found")
+      ->type_name("FOLDER");
+  search->add_flag("-q,--quiet", cmd.quiet,
+                   "no progress bar and no summary on standard error (entries that cannot be "
+                   "read are still reported)");
+  search->footer("Standard output lists each entry that holds the motif (\"ENTRY: N matches\"); "
+                 "standard error shows a progress bar when it is a terminal, every entry that "
+                 "could not be read with the reason, and a summary.\n"
+                 "Exit status: 0 some entry holds the motif, 1 none does, 2 bad command line, "
+                 "motif or source, 3 nothing could be searched or an output could not be "
+                 "written.");
 
   std::vector<std::string> index_sources;
   std::string index_out;
   int index_jobs = 1;
   bool index_quiet = false;
   CLI::App* index = app.add_subcommand(
-      "index", "Build a screen index of CIF files, so that later searches skip structures "
-               "that cannot hold the motif without reading them.");
-  index->add_option("SOURCES", index_sources, "CIF files and folders")->required();
-  index->add_option("-o,--output", index_out, "index file to write")->required();
-  index->add_option("-j,--jobs", index_jobs, "threads")->default_val(1)->check(CLI::Range(1, 256));
-  index->add_flag("-q,--quiet", index_quiet, "no progress, no summary");
+      "index", "Build a screen index of CIF files: a later search of the index skips, without "
+               "reading them, the structures that cannot hold the motif.");
+  index->add_option("SOURCES", index_sources,
+                    "CIF files (.cif, .cif.gz) and folders searched recursively for them")
+      ->required();
+  index->add_option("-o,--output", index_out, "the screen index file to write")
+      ->type_name("FILE")
+      ->required();
+  index->add_option("-j,--jobs", index_jobs, "read N structures at a time, one thread each")
+      ->type_name("N")
+      ->default_val(1)
+      ->check(count_up_to(256));
+  index->add_flag("-q,--quiet", index_quiet,
+                  "no progress and no summary on standard error (files that cannot be read are "
+                  "still reported)");
+  index->footer("Exit status: 0 index written, 2 bad command line or source, 3 the index could "
+                "not be written.");
 
-  CLI::App* motifs = app.add_subcommand("motifs", "List the ready-made motifs.");
+  CLI::App* motifs = app.add_subcommand(
+      "motifs", "List the ready-made motifs by family, each with a one-line description.");
   std::string show_name;
-  CLI::App* show = app.add_subcommand("show", "Print a motif: its groups, contacts and angles.");
-  show->add_option("MOTIF", show_name, "motif name or query file")->required();
+  CLI::App* show = app.add_subcommand(
+      "show", "Print what a motif asks for: its groups (atoms and bonds), contacts and angle "
+              "constraints.");
+  show->add_option("MOTIF", show_name,
+                   "a ready-made motif name (`xtalmotif motifs` lists them) or a connectivity "
+                   "query file (.con)")
+      ->required();
+  app.footer("Run `xtalmotif COMMAND --help` for the options of one command.\n"
+             "Examples:\n"
+             "  xtalmotif motifs\n"
+             "  xtalmotif show \"carboxylic acid dimer\"\n"
+             "  xtalmotif search \"carboxylic acid dimer\" structures/ -j 2 --json hits.jsonl\n"
+             "  xtalmotif index structures/ -o structures.idx");
+
+  // Without this, CLI11 answers a mistyped command with "A subcommand is required".
+  if (argc > 1 && argv[1][0] != '-' &&
+      std::find(std::begin(commands), std::end(commands), std::string(argv[1])) ==
+          std::end(commands)) {
+    std::cerr << "xtalmotif: unknown command \"" << argv[1]
+              << "\"; the commands are search, index, motifs and show (xtalmotif --help)\n";
+    return exit_usage;
+  }
 
   try {
     app.parse(argc, argv);

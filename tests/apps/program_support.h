@@ -3,12 +3,17 @@
 
 #include "test_data.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
 
 namespace xtalmotif::testing {
 
@@ -56,6 +61,59 @@ inline ProgramRun run_program(const std::string& args, const std::string& stdin_
   r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   r.out = slurp(dir / "out");
   r.err = slurp(dir / "err");
+  std::filesystem::remove_all(dir);
+  return r;
+}
+
+/// Runs the built program with standard error on a pseudo-terminal, as when a person runs it in a
+/// terminal, and standard output and input on files. `args` are passed as they are, unquoted.
+inline ProgramRun run_program_on_terminal(const std::vector<std::string>& args) {
+  ProgramRun r;
+  auto dir = scratch_dir("pty");
+  int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0)
+    return r;
+  // Opened here, before the fork, so that the terminal has a reader and a writer from the start;
+  // the parent closes its copy and then reads until the program's copy is gone.
+  int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+  if (slave < 0) {
+    ::close(master);
+    return r;
+  }
+  std::string out_path = (dir / "out").string();
+  std::vector<std::string> argv_text{XTALMOTIF_PROGRAM};
+  argv_text.insert(argv_text.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (auto& a : argv_text)
+    argv.push_back(a.data());
+  argv.push_back(nullptr);
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    int in = ::open("/dev/null", O_RDONLY);
+    int out = ::open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ::dup2(in, 0);
+    ::dup2(out, 1);
+    ::dup2(slave, 2);
+    ::close(master);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
+  }
+  ::close(slave);
+  char buf[4096];
+  for (;;) {
+    ssize_t n = ::read(master, buf, sizeof buf);
+    if (n > 0)
+      r.err.append(buf, static_cast<std::size_t>(n));
+    else if (n < 0 && errno == EINTR)
+      continue;
+    else
+      break; // EIO: the program has closed the terminal
+  }
+  ::close(master);
+  int raw = 0;
+  ::waitpid(pid, &raw, 0);
+  r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  r.out = slurp(dir / "out");
   std::filesystem::remove_all(dir);
   return r;
 }

@@ -8,7 +8,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <map>
+#include <string>
+#include <vector>
 
 using namespace xtalmotif;
 using namespace xtalmotif::testing;
@@ -188,4 +191,325 @@ TEST(Program, ListsAndShowsTheReadyMadeMotifs) {
   ProgramRun version = run_program("--version");
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("xtalmotif ", 0), 0u);
+}
+
+namespace {
+
+// The entries of a help screen's "Positionals:" and "Options:" sections: each option's names and
+// what is said about it. An entry starts on a line indented by two spaces; its description follows
+// the first gap of two or more spaces, or sits on the more deeply indented lines after it.
+std::map<std::string, std::string> help_entries(const std::string& help) {
+  std::map<std::string, std::string> entries;
+  std::istringstream in(help);
+  std::string line, current;
+  bool in_section = false;
+  while (std::getline(in, line)) {
+    if (line == "Positionals:" || line == "Options:") {
+      in_section = true;
+      continue;
+    }
+    if (line.empty() || line[0] != ' ') {
+      in_section = false;
+      continue;
+    }
+    if (!in_section)
+      continue;
+    std::size_t text = line.find_first_not_of(' ');
+    if (text == 2) {
+      std::size_t gap = line.find("  ", text);
+      current = line.substr(text, gap == std::string::npos ? std::string::npos : gap - text);
+      std::size_t desc = gap == std::string::npos ? std::string::npos
+                                                  : line.find_first_not_of(' ', gap);
+      entries[current] = desc == std::string::npos ? "" : line.substr(desc);
+    } else if (!current.empty()) {
+      entries[current] += " " + line.substr(text);
+    }
+  }
+  return entries;
+}
+
+std::size_t word_count(const std::string& text) {
+  std::istringstream in(text);
+  std::string w;
+  std::size_t n = 0;
+  while (in >> w)
+    ++n;
+  return n;
+}
+
+// The refusal lines of a run's standard error, in the order printed.
+std::vector<std::string> refusals(const std::string& err) {
+  std::vector<std::string> out;
+  std::istringstream in(err);
+  std::string line;
+  while (std::getline(in, line))
+    if (line.rfind("refused: ", 0) == 0)
+      out.push_back(line);
+  return out;
+}
+
+} // namespace
+
+TEST(ProgramHelp, EveryCommandAndOptionIsDescribed) {
+  ProgramRun top = run_program("--help");
+  ASSERT_EQ(top.status, 0) << top.err;
+  for (const char* command : {"search", "index", "motifs", "show"}) {
+    // Each command is listed with a sentence of its own.
+    std::size_t at = top.out.find(std::string("\n  ") + command + " ");
+    ASSERT_NE(at, std::string::npos) << command << "\n" << top.out;
+    std::string line = top.out.substr(at + 1, top.out.find('\n', at + 1) - at - 1);
+    EXPECT_GE(word_count(line), 6u) << line;
+  }
+  EXPECT_NE(top.out.find("COMMAND --help"), std::string::npos) << top.out;
+
+  // The options a user of each command needs, named as the README documents them.
+  const std::map<std::string, std::vector<std::string>> expected = {
+      {"search",
+       {"MOTIF", "SOURCES", "--limit", "--all", "--no-prescreen", "--require-3d",
+        "--max-r-factor-5", "--no-disorder", "--no-polymers", "--no-errors", "--metal",
+        "--transition-metal", "--jobs", "--save", "--save-ids", "--json", "--tsv", "--export",
+        "--quiet"}},
+      {"index", {"SOURCES", "--output", "--jobs", "--quiet"}},
+      {"show", {"MOTIF"}},
+      {"motifs", {}}};
+  for (const auto& [command, options] : expected) {
+    ProgramRun help = run_program(command + " --help");
+    ASSERT_EQ(help.status, 0) << command << ": " << help.err;
+    auto entries = help_entries(help.out);
+    for (const auto& [names, description] : entries)
+      // "Print this help message and exit" is the shortest description there is.
+      EXPECT_GE(word_count(description), 3u) << command << " " << names << ": \"" << description
+                                             << "\"";
+    for (const auto& option : options) {
+      bool listed = false;
+      for (const auto& entry : entries)
+        listed = listed || (" " + entry.first + " ").find(option) != std::string::npos;
+      EXPECT_TRUE(listed) << command << " --help does not list " << option << "\n" << help.out;
+    }
+    // Options of the other commands stay out of this one's help.
+    if (command != "search") {
+      EXPECT_EQ(help.out.find("--save"), std::string::npos) << command;
+    }
+  }
+  ProgramRun search = run_program("search --help");
+  EXPECT_NE(search.out.find("Exit status: 0"), std::string::npos) << search.out;
+}
+
+TEST(ProgramHelp, AnUnknownCommandIsNamedWithTheRealOnes) {
+  ProgramRun r = run_program("serch 'H2O pair'");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_TRUE(r.out.empty()) << r.out;
+  EXPECT_NE(r.err.find("unknown command \"serch\""), std::string::npos) << r.err;
+  for (const char* command : {"search", "index", "motifs", "show"})
+    EXPECT_NE(r.err.find(command), std::string::npos) << r.err;
+}
+
+TEST(ProgramMotifNames, MisspeltOrReorderedNamesGetTheNearestNamesFirst) {
+  // One letter dropped: the intended name is the closest by one edit.
+  for (const char* command : {"search", "show"}) {
+    ProgramRun r = run_program(std::string(command) + " 'carboxylic acd dimer'");
+    EXPECT_EQ(r.status, 2) << command;
+    EXPECT_NE(r.err.find("unknown motif \"carboxylic acd dimer\"; nearest names: "
+                         "\"carboxylic acid dimer\""),
+              std::string::npos)
+        << command << ": " << r.err;
+  }
+  // The right words in another order, or some words left out.
+  ProgramRun reordered = run_program("search 'acid carboxylic dimer'");
+  EXPECT_EQ(reordered.status, 2);
+  EXPECT_NE(reordered.err.find("nearest names: \"carboxylic acid dimer\""), std::string::npos)
+      << reordered.err;
+  ProgramRun partial = run_program("search 'ring six'");
+  EXPECT_EQ(partial.status, 2);
+  EXPECT_NE(partial.err.find("nearest names: \"water ring of six\""), std::string::npos)
+      << partial.err;
+
+  // Structures where the motif belongs: said so, rather than offered motif names.
+  ProgramRun swapped =
+      run_program("search " + quote(require_data("curated").string()) + " 'H2O pair'");
+  EXPECT_EQ(swapped.status, 2);
+  EXPECT_NE(swapped.err.find("names crystal structures, not a motif"), std::string::npos)
+      << swapped.err;
+  ProgramRun cif_as_motif = run_program("show " + quote(curated("acid__2300214-r274507.cif")));
+  EXPECT_EQ(cif_as_motif.status, 2);
+  EXPECT_NE(cif_as_motif.err.find("acid__2300214-r274507.cif\" names crystal structures"),
+            std::string::npos)
+      << cif_as_motif.err;
+
+  ProgramRun missing_query = run_program("search no_such_query.con");
+  EXPECT_EQ(missing_query.status, 2);
+  EXPECT_NE(missing_query.err.find("no_such_query.con: query file not found"), std::string::npos)
+      << missing_query.err;
+}
+
+TEST(ProgramOptions, ConflictingOrUnusableOutputsAreRefusedBeforeSearching) {
+  auto dir = scratch_dir("outputs");
+  std::string a = (dir / "a").string();
+  struct Case {
+    std::string args;
+    std::string message; // what the one-line complaint must say
+  };
+  const std::vector<Case> cases = {
+      {"--json - --tsv -", "--json - and --tsv - cannot both write to standard output"},
+      {"--save " + quote(a) + " --json " + quote((dir / "." / "a").string()),
+       "--save and --json both name"},
+      {"--save-ids " + quote((dir / "no-such-folder" / "ids").string()),
+       "no-such-folder does not exist"},
+      {"--tsv " + quote(dir.string()), ": --tsv needs a file name, and this is a folder"},
+      {"--limit 0", "--limit: must be a whole number from 1"},
+      {"--limit -3", "--limit"},
+      {"--jobs 0", "--jobs: must be a whole number from 1 to 256"},
+      {"--jobs 257", "--jobs: must be a whole number from 1 to 256"},
+      {"--all --limit 3", "--limit"},
+  };
+  for (const auto& c : cases) {
+    ProgramRun r = run_program("search 'carboxylic acid dimer' " + c.args);
+    EXPECT_EQ(r.status, 2) << c.args;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+    // Refused before any structure was searched: no hit line, no summary.
+    EXPECT_TRUE(r.out.empty()) << c.args << ": " << r.out;
+    EXPECT_EQ(r.err.find("entries,"), std::string::npos) << c.args << ": " << r.err;
+  }
+  EXPECT_FALSE(std::filesystem::exists(a));
+
+  std::ofstream(dir / "plain-file") << "not a folder\n";
+  std::string plain_file = quote((dir / "plain-file").string());
+  ProgramRun export_to_file = run_program("search 'carboxylic acid dimer' --export " + plain_file);
+  EXPECT_EQ(export_to_file.status, 2);
+  EXPECT_NE(export_to_file.err.find("plain-file: --export needs a folder"), std::string::npos)
+      << export_to_file.err;
+
+  ProgramRun index_nowhere = run_program("index " + quote(curated("acid__2300214-r274507.cif")) +
+                                         " -o " + quote((dir / "missing" / "x.idx").string()));
+  EXPECT_EQ(index_nowhere.status, 2);
+  EXPECT_NE(index_nowhere.err.find("missing does not exist"), std::string::npos)
+      << index_nowhere.err;
+  std::filesystem::remove_all(dir);
+}
+
+TEST(ProgramOptions, JsonOnStandardOutputIsJsonLinesOnly) {
+  // The shipped acid-dimer model holds one dimer; the water chain model holds no acid at all.
+  ProgramRun r = run_program("search 'carboxylic acid dimer' --json - -q");
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto lines = json_lines(r.out); // throws on any line that is not JSON
+  ASSERT_EQ(lines.size(), 1u) << r.out;
+  EXPECT_EQ(lines[0]["entry"], "model-acid-dimer");
+  EXPECT_EQ(r.out.find("1 match"), std::string::npos) << r.out;
+
+  ProgramRun tsv = run_program("search 'carboxylic acid dimer' --tsv - -q");
+  ASSERT_EQ(tsv.status, 0) << tsv.err;
+  // A header row and the dimer's two hydrogen bonds.
+  EXPECT_EQ(std::count(tsv.out.begin(), tsv.out.end(), '\n'), 3) << tsv.out;
+  EXPECT_EQ(tsv.out.rfind("entry\t", 0), 0u) << tsv.out;
+}
+
+TEST(ProgramSources, BrokenFilesAmongBulkOnesAreEachReportedOnceWhateverTheThreads) {
+  // Ibuprofen (a carboxylic acid dimer on an inversion centre) and rock salt (no hydrogen at
+  // all) read well; the three broken files are an empty file, a loop whose rows have the wrong
+  // number of values, and an atom-site loop with coordinates but neither labels nor elements.
+  const std::vector<std::string> broken = {"robustness/tests/inputs/empty.cif",
+                                           "robustness/tests/inputs/9003354.cif",
+                                           "robustness/tests/inputs/1011060-graphite-err.cif"};
+  std::string args = "search 'carboxylic acid dimer'";
+  for (const char* good : {"bulk/cod-tools/tests/inputs/2300214-r274507.cif",
+                           "bulk/Jmol-SwingJS/assets/data/nacl.cif"})
+    args += " " + quote(require_data(good).string());
+  for (const auto& b : broken)
+    args += " " + quote(require_data(b).string());
+
+  std::vector<std::string> first;
+  for (const char* jobs : {"1", "2"}) {
+    ProgramRun r = run_program(args + " -j " + jobs);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "2300214: 1 match\n");
+    auto refused = refusals(r.err);
+    ASSERT_EQ(refused.size(), broken.size()) << r.err;
+    for (std::size_t i = 0; i < broken.size(); ++i)
+      EXPECT_NE(refused[i].find(broken[i] + ": "), std::string::npos) << refused[i];
+    EXPECT_NE(r.err.find(" 2 searched, "), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find(" 3 refused, "), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("1 with hits (1 match)"), std::string::npos) << r.err;
+    if (first.empty())
+      first = refused;
+    else
+      EXPECT_EQ(refused, first);
+  }
+}
+
+TEST(ProgramSources, NothingReadableMeansFailureNotNoHits) {
+  std::string empty = require_data("robustness/tests/inputs/empty.cif").string();
+  std::string bad_loop = require_data("robustness/tests/inputs/9003354.cif").string();
+  ProgramRun r = run_program("search 'H2O pair' " + quote(empty) + " " + quote(bad_loop));
+  EXPECT_EQ(r.status, 3) << r.err;
+  EXPECT_TRUE(r.out.empty()) << r.out;
+  auto refused = refusals(r.err);
+  ASSERT_EQ(refused.size(), 2u) << r.err;
+  EXPECT_NE(refused[0].find("empty.cif"), std::string::npos);
+  EXPECT_NE(refused[1].find("9003354.cif"), std::string::npos);
+  EXPECT_NE(r.err.find(" 0 searched, "), std::string::npos) << r.err;
+}
+
+TEST(ProgramSources, AnUnreadableFileIsReportedByNameAndTheOthersAreSearched) {
+  auto dir = scratch_dir("unreadable");
+  auto locked = dir / "benzene.cif";
+  std::filesystem::copy_file(curated("negative__2100348-benzene.cif"), locked);
+  std::filesystem::permissions(locked, std::filesystem::perms::none);
+  // A privileged user reads any file; the refusal cannot be provoked for them.
+  bool readable = ::access(locked.c_str(), R_OK) == 0;
+  if (readable) {
+    std::filesystem::remove_all(dir);
+    GTEST_SKIP() << "running with privileges that ignore file permissions";
+  }
+  ProgramRun r = run_program("search 'carboxylic acid dimer' " + quote(locked.string()) + " " +
+                             quote(curated("acid__2300214-r274507.cif")));
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "2300214: 1 match\n");
+  auto refused = refusals(r.err);
+  ASSERT_EQ(refused.size(), 1u) << r.err;
+  EXPECT_NE(refused[0].find(locked.string() + ": "), std::string::npos) << refused[0];
+
+  ProgramRun alone = run_program("search 'carboxylic acid dimer' " + quote(locked.string()));
+  EXPECT_EQ(alone.status, 3) << alone.err;
+  EXPECT_NE(alone.err.find(locked.string()), std::string::npos) << alone.err;
+  std::filesystem::permissions(locked, std::filesystem::perms::owner_all);
+  std::filesystem::remove_all(dir);
+}
+
+TEST(ProgramProgress, ABarOnATerminalNoneWhenQuietOrRedirected) {
+  // Ibuprofen forms the acid dimer; benzene and the negative control have no acid group.
+  std::vector<std::string> sources = {curated("acid__2300214-r274507.cif"),
+                                      curated("negative__2100348-benzene.cif"),
+                                      curated("negative__4122001.cif")};
+  std::vector<std::string> args = {"search", "carboxylic acid dimer"};
+  args.insert(args.end(), sources.begin(), sources.end());
+
+  ProgramRun shown = run_program_on_terminal(args);
+  EXPECT_EQ(shown.status, 0) << shown.err;
+  EXPECT_EQ(shown.out, "2300214: 1 match\n");
+  // The bar is redrawn in place and ends with every entry done, the one hit, a rate and no time
+  // left; the summary follows on a line of its own.
+  EXPECT_NE(shown.err.find("\r["), std::string::npos) << shown.err;
+  std::size_t last = shown.err.rfind("\r[");
+  ASSERT_NE(last, std::string::npos);
+  std::string bar = shown.err.substr(last, shown.err.find('\n', last) - last);
+  EXPECT_NE(bar.find("[##############################] 3/3 entries, 1 hit, "), std::string::npos)
+      << bar;
+  EXPECT_NE(bar.find("/s, 00:00 left"), std::string::npos) << bar;
+  EXPECT_NE(shown.err.find("\"carboxylic acid dimer\": 3 entries, 3 searched"),
+            std::string::npos)
+      << shown.err;
+
+  args.push_back("--quiet");
+  ProgramRun quiet = run_program_on_terminal(args);
+  EXPECT_EQ(quiet.status, 0) << quiet.err;
+  EXPECT_EQ(quiet.out, "2300214: 1 match\n");
+  EXPECT_EQ(quiet.err, "") << quiet.err;
+
+  std::string quoted;
+  for (const auto& s : sources)
+    quoted += " " + quote(s);
+  ProgramRun redirected = run_program("search 'carboxylic acid dimer'" + quoted);
+  EXPECT_EQ(redirected.status, 0) << redirected.err;
+  EXPECT_EQ(redirected.err.find('\r'), std::string::npos) << redirected.err;
+  EXPECT_NE(redirected.err.find("3 entries, 3 searched"), std::string::npos) << redirected.err;
 }
