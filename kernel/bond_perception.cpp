@@ -150,6 +150,8 @@ struct AtomState {
   // Metal bonds of a carbon that are sigma bonds (an aryl or alkyl on a metal); they use up a
   // valence, unlike the bonds of a pi ligand or of a lone-pair donor.
   int metal_sigma = 0;
+  // Bonds to atoms outside the molecule where a polymer was cut: valences used, like bonds.
+  int cut = 0;
   int explicit_h = 0;
   int implicit_h = 0;
   int charge = 0;
@@ -157,13 +159,16 @@ struct AtomState {
   bool flexible = false; // hydrogen count may drop by one when a pi bond is found
   bool consumed = false; // bonds settled before the matching
   Phase phase = kDefinite;
-  int sigma() const { return static_cast<int>(partners.size()) + implicit_h + metal_sigma; }
+  int sigma() const {
+    return static_cast<int>(partners.size()) + implicit_h + metal_sigma + cut;
+  }
   int heavy_degree() const { return static_cast<int>(partners.size()) - explicit_h; }
 };
 
 class Perceiver {
 public:
-  Perceiver(Molecule& m, const BondPerceptionSettings& s) : mol_(m), settings_(s) {}
+  Perceiver(Molecule& m, const BondPerceptionSettings& s, const BondPerception::PolymerCuts& cuts)
+      : mol_(m), settings_(s), cuts_(cuts) {}
 
   std::vector<std::string> run();
 
@@ -223,6 +228,7 @@ private:
 
   Molecule& mol_;
   const BondPerceptionSettings& settings_;
+  const BondPerception::PolymerCuts& cuts_;
   std::vector<AtomState> st_;
   std::vector<std::string> problems_;
   BlossomMatcher matcher_;
@@ -245,6 +251,10 @@ void Perceiver::setup_atoms() {
     // -1 of a formal charge; "O2-" on an oxide or silicate is an oxidation state.
     if (!s.metal && std::abs(s.charge) != 1)
       s.charge = 0;
+    if (a < static_cast<int>(cuts_.covalent.size()))
+      s.cut = cuts_.covalent[a];
+    if (a < static_cast<int>(cuts_.metal.size()))
+      s.metal_neighbours += cuts_.metal[a];
   }
   for (int a = 0; a < n; ++a) {
     const auto& nb = mol_.neighbours(a);
@@ -425,7 +435,8 @@ void Perceiver::derive_hydrogens(int a) {
   } else if (is_element(e, "P")) {
     h = deg >= 3 ? 0 : 3 - deg;
   }
-  s.implicit_h = h;
+  // A bond cut where the polymer was split takes the place a hydrogen would have.
+  s.implicit_h = std::max(0, h - s.cut);
 }
 
 void Perceiver::derive_hydrogens_from_geometry() {
@@ -1036,8 +1047,9 @@ void BondPerception::add_bonds(Molecule& m) const {
   }
 }
 
-std::vector<std::string> BondPerception::assign_bond_types(Molecule& m) const {
-  Perceiver p(m, settings_);
+std::vector<std::string> BondPerception::assign_bond_types(Molecule& m,
+                                                          const PolymerCuts& cuts) const {
+  Perceiver p(m, settings_, cuts);
   return p.run();
 }
 

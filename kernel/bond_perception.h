@@ -47,10 +47,20 @@ public:
   /// hydrogen keeps only its shortest bond. Existing bonds are kept.
   void add_bonds(Molecule& molecule) const;
 
+  /// Bonds an atom has in the crystal to atoms left out of its molecule, where an endless
+  /// (polymeric) structure was cut into a finite piece; indexed by atom, empty for none. A cut
+  /// bond still uses up a valence, so the atoms at a cut are not read as hydroxyls, amines or
+  /// terminal aqua ligands.
+  struct PolymerCuts {
+    std::vector<int> covalent; ///< cut bonds between non-metal atoms
+    std::vector<int> metal;    ///< cut bonds between a ligand atom and a metal
+  };
+
   /// Sets the type of every bond, the formal charges of the non-metal atoms and the implicit
   /// hydrogen count of every atom. Returns the problems found (atoms whose valence could not be
   /// satisfied, hydrogen atoms that had to be assumed), each naming the atom by its label.
-  std::vector<std::string> assign_bond_types(Molecule& molecule) const;
+  std::vector<std::string> assign_bond_types(Molecule& molecule,
+                                             const PolymerCuts& cuts = PolymerCuts()) const;
 
   /// The usual valence of an element in organic chemistry (C 4, N 3, O 2, S 2, halogens 1, H 1,
   /// B 3, Si 4, P 3); 0 for metals and for elements without one.

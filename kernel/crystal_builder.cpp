@@ -969,6 +969,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       origins.push_back(origin);
     }
     std::vector<std::pair<int, int>> bonds;
+    BondPerception::PolymerCuts cuts;
     for (int c : members)
       for (const Arc& arc : arcs[c]) {
         if (arc.to < c || (arc.to == c && arc.t < std::array<int, 3>{0, 0, 0}))
@@ -978,6 +979,13 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
           continue;
         if (add(offset[c], arc.t) != offset[arc.to] || arc.to == c) {
           polymeric = true; // the bond leads to a lattice repeat of an atom already present
+          // Both ends keep the bond's valence: a silicate O cut from its second Si is not an
+          // OH, a bridging O cut from its second metal is not an aqua ligand.
+          std::vector<int>& count = arc.metal ? cuts.metal : cuts.covalent;
+          if (count.empty())
+            count.assign(members.size(), 0);
+          ++count[index_of[c]];
+          ++count[jt->second];
           continue;
         }
         bonds.emplace_back(index_of[c], jt->second);
@@ -988,7 +996,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
                      " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
                      " handled");
     mol->add_bonds(bonds);
-    for (const std::string& p : typer.assign_bond_types(*mol))
+    for (const std::string& p : typer.assign_bond_types(*mol, cuts))
       if (std::find(cm->errors().begin(), cm->errors().end(), p) == cm->errors().end())
         cm->add_error(p);
     cm->add_molecule(THandle<Molecule>(mol), std::move(origins));

@@ -109,9 +109,10 @@ TEST(CifCollections, PublishedStructuresReadAndLookLikeChemistry) {
           } else if (e.is_hydrogen()) {
             ++n.hydrogens;
             n.h_with_two_bonds += mol->degree(a) > 1;
-          } else if (e == Element(Element::Oxygen) && metal <= 1 &&
+          } else if (e == Element(Element::Oxygen) && metal <= 1 && !cm->is_polymeric() &&
                      nonmetal == mol->hydrogen_count(a, false)) {
-            // Water, free or on one metal.
+            // Water, free or on one metal. In a polymer an O alone on one metal may be an oxide
+            // bridging to metals beyond the cut, so only molecular crystals count.
             ++n.waters;
             n.waters_with_two_h += mol->hydrogen_count(a, true) == 2;
           }
@@ -133,7 +134,7 @@ TEST(CifCollections, PublishedStructuresReadAndLookLikeChemistry) {
   // occupancies (a rotating cage of C144), which no reading can sort out.
   EXPECT_LT(n.structures_with_overbonded_carbon, 0.03 * n.read);
   // Waters come out as H2O, whether their hydrogens were located or not.
-  EXPECT_GT(n.waters, 1000);
+  EXPECT_GT(n.waters, 500);
   EXPECT_GT(n.waters_with_two_h, 0.99 * n.waters);
 }
 

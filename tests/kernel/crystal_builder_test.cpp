@@ -260,6 +260,44 @@ TEST(CrystalPolymers, EndlessChainIsCutAtTheLatticeRepeat) {
   EXPECT_EQ(cm->molecule(0)->nbonds(), 1);
 }
 
+// Without hydrogen sites, the atoms where an endless structure is cut must not take hydrogens
+// for the bonds they lost: the bonds are still there in the crystal.
+TEST(CrystalPolymers, AtomsAtTheCutKeepTheirValence) {
+  // ...Si-O-Si-O... along a, Si-O 1.6 A: a polysiloxane (H2SiO)n. The O is bonded to the Si of
+  // its cell and to the next cell's Si, which the cut leaves out of the molecule.
+  auto siloxane = read_crystal_from_string(
+      cif_block("siloxane", cell_text(3.2, 10, 10), "", label_type_xyz(),
+                "Si1 Si 0 0 0\nO1 O 0.5 0 0\n"),
+      "siloxane.cif");
+  ASSERT_TRUE(siloxane->is_polymeric());
+  auto chain = siloxane->molecule(0);
+  ASSERT_EQ(chain->natoms(), 2);
+  for (int a = 0; a < chain->natoms(); ++a) {
+    const bool oxygen = chain->atom(a)->element() == Element(Element::Oxygen);
+    EXPECT_EQ(chain->hydrogen_count(a), oxygen ? 0 : 2) << chain->atom(a)->label();
+  }
+
+  // ...Ag-O-Ag-O...: an oxide bridging two silver atoms, not an aqua ligand on one.
+  auto oxide = read_crystal_from_string(
+      cif_block("oxide", cell_text(4.2, 10, 10), "", label_type_xyz(),
+                "Ag1 Ag 0 0 0\nO1 O 0.5 0 0\n"),
+      "oxide.cif");
+  ASSERT_TRUE(oxide->is_polymeric());
+  auto link = oxide->molecule(0);
+  for (int a = 0; a < link->natoms(); ++a)
+    EXPECT_EQ(link->hydrogen_count(a), 0) << link->atom(a)->label();
+
+  // Diamond: every carbon has four carbon neighbours in the crystal, none a hydrogen.
+  auto diamond = read_crystal(
+      testing::require_data("bulk/CrystalNets.jl/test/cif/Diamond.cif").string(), "");
+  ASSERT_TRUE(diamond->is_polymeric());
+  for (int m = 0; m < diamond->nmolecules(); ++m) {
+    auto mol = diamond->molecule(m);
+    for (int a = 0; a < mol->natoms(); ++a)
+      EXPECT_EQ(mol->hydrogen_count(a), 0) << mol->atom(a)->label();
+  }
+}
+
 TEST(CrystalPolymers, SilverCarboxylateChain) {
   auto cm = curated("silver__7051216.cif");
   EXPECT_TRUE(cm->is_polymeric());
