@@ -4,8 +4,8 @@
 #include "library/silver_carboxylate_motifs.h"
 #include "search/motif_search.h"
 
+#include <algorithm>
 #include <chrono>
-#include <climits>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -51,12 +51,13 @@ public:
         SilverCarboxylateMotifs::remove_silver_bonds(crystal);
       // A fresh search per entry: the match counter and the breadcrumb memories start empty.
       MotifSearch search;
-      search.set_limit(options_.limit == 0 ? UINT_MAX : options_.limit);
+      search.set_limit(options_.limit == 0 ? std::max(1u, options_.ceiling) : options_.limit);
       search.set_search_structure(crystal, out.id);
       search.search(motif_, 0);
       out.aborted = search.aborted();
       THandle<MotifMatchList> found = search.results()->motif_matches(out.id);
       out.matches.assign(found->begin(), found->end());
+      out.capped = options_.limit == 0 && out.matches.size() >= std::max(1u, options_.ceiling);
       if (!out.matches.empty()) {
         out.crystal = crystal;
         out.resource = search.resource();

@@ -16,8 +16,12 @@
 namespace xtalmotif::app {
 
 struct SearchOptions {
-  /// Matches kept per structure; 0 keeps every match.
+  /// Matches kept per structure; 0 keeps every match, up to `ceiling`.
   unsigned int limit = 1;
+  /// With every match kept, a structure stops at this many: in layer minerals and frameworks an
+  /// extended motif matches in a combinatorial number of equivalent ways (over 100,000 for a
+  /// ribbon in dickite), which would fill the memory of a collection search.
+  unsigned int ceiling = 10000;
   /// Compare the motif's screens with the index before reading an entry (index sources only).
   bool prescreen = true;
   /// The seven structure-quality filters, in the library's order.
@@ -35,6 +39,7 @@ struct EntryOutcome {
   EntryStatus status = EntryStatus::Searched;
   std::string reason; ///< why a refused entry could not be searched
   bool aborted = false;
+  bool capped = false; ///< stopped at the match ceiling (every match asked for)
   std::vector<THandle<MotifMatch>> matches;
   THandle<CrystalMaker> crystal;           ///< kept for entries with matches
   THandle<MotifSearchResource> resource;   ///< kept for entries with matches

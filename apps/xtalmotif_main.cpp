@@ -152,6 +152,7 @@ struct SearchCommand {
   std::string motif;
   std::vector<std::string> sources;
   unsigned int limit = 1;
+  unsigned int ceiling = 10000;
   bool all = false;
   bool no_prescreen = false;
   std::array<bool, 7> filters{};
@@ -224,6 +225,7 @@ int run_search(const SearchCommand& cmd) {
 
   SearchOptions options;
   options.limit = cmd.all ? 0 : cmd.limit;
+  options.ceiling = cmd.ceiling;
   options.prescreen = !cmd.no_prescreen;
   options.filters = cmd.filters;
   options.jobs = cmd.jobs;
@@ -238,7 +240,8 @@ int run_search(const SearchCommand& cmd) {
   bar.update(progress);
   bar.finish();
 
-  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, hit_entries = 0, matches = 0;
+  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
+      matches = 0;
   std::vector<std::string> refused = sources.problems;
   for (const auto& o : outcomes) {
     switch (o.status) {
@@ -248,6 +251,7 @@ int run_search(const SearchCommand& cmd) {
     case EntryStatus::Refused: refused.push_back(o.reason); break;
     }
     aborted += o.aborted ? 1 : 0;
+    capped += o.capped ? 1 : 0;
     if (!o.matches.empty()) {
       ++hit_entries;
       matches += static_cast<int>(o.matches.size());
@@ -282,7 +286,11 @@ int run_search(const SearchCommand& cmd) {
   if (!cmd.quiet) {
     std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << searched
               << " searched, " << prescreened << " prescreened out, " << filtered
-              << " filtered out, " << refused.size() << " refused, " << aborted << " aborted; "
+              << " filtered out, " << refused.size() << " refused, " << aborted << " aborted"
+              << (capped > 0 ? ", " + std::to_string(capped) + " stopped at the " +
+                                   std::to_string(options.ceiling) + "-match ceiling"
+                             : std::string())
+              << "; "
               << hit_entries << " with hits (" << matches << (matches == 1 ? " match" : " matches")
               << ") in " << std::fixed
               << std::setprecision(2) << bar.seconds() << " s\n";
@@ -430,8 +438,16 @@ int main(int argc, char** argv) {
                     ->type_name("N")
                     ->default_val(1)
                     ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
-  search->add_flag("--all", cmd.all, "keep every match of every structure (slower)")
-      ->excludes(limit);
+  auto* all = search->add_flag("--all", cmd.all,
+                               "keep every match of every structure (slower), up to the ceiling")
+                  ->excludes(limit);
+  search->add_option("--ceiling", cmd.ceiling,
+                     "with --all: stop a structure at N matches, so that a motif matching in "
+                     "countless equivalent ways in a framework cannot fill the memory")
+      ->type_name("N")
+      ->default_val(10000)
+      ->needs(all)
+      ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
   search->add_flag("--no-prescreen", cmd.no_prescreen,
                    "with a screen index: read every entry instead of rejecting those whose "
                    "screens rule the motif out");

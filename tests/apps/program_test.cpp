@@ -104,6 +104,33 @@ TEST(Program, ParallelRunsWriteTheSameFilesAsOneThread) {
   std::filesystem::remove_all(dir);
 }
 
+TEST(Program, EveryMatchStopsAtTheCeiling) {
+  // 5-fluorocytosine hemipentahydrate: five waters in the asymmetric unit, each hydrogen-bonded
+  // to others, so a four-water chain is found in many ways and orders.
+  const std::string hydrate = quote(curated("hydrate__4504659.cif"));
+  ProgramRun all = run_program("search 'water chain' " + hydrate + " --all -q");
+  ASSERT_EQ(all.status, 0) << all.err;
+  const std::string count_text = all.out.substr(all.out.find(": ") + 2);
+  const int every = std::stoi(count_text);
+  ASSERT_GT(every, 3);
+
+  ProgramRun capped = run_program("search 'water chain' " + hydrate + " --all --ceiling 3");
+  ASSERT_EQ(capped.status, 0) << capped.err;
+  EXPECT_EQ(capped.out, "4504659: 3 matches\n");
+  EXPECT_NE(capped.err.find("1 stopped at the 3-match ceiling"), std::string::npos) << capped.err;
+
+  // A ceiling at or above the number of matches changes nothing and is not reported.
+  ProgramRun roomy = run_program("search 'water chain' " + hydrate + " --all --ceiling " +
+                                 std::to_string(every + 1));
+  EXPECT_EQ(roomy.out, all.out);
+  EXPECT_EQ(roomy.err.find("ceiling"), std::string::npos) << roomy.err;
+
+  // The ceiling belongs to --all.
+  ProgramRun alone = run_program("search 'water chain' " + hydrate + " --ceiling 3");
+  EXPECT_EQ(alone.status, 2);
+  EXPECT_NE(alone.err.find("--all"), std::string::npos) << alone.err;
+}
+
 TEST(Program, SaveFilesHaveTheLibraryLayouts) {
   auto dir = scratch_dir("save");
   ProgramRun r = run_program("search 'carboxylic acid dimer' -q --save " +
