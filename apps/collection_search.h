@@ -20,8 +20,9 @@ struct SearchOptions {
   unsigned int limit = 1;
   /// With every match kept, a structure stops at this many: in layer minerals and frameworks an
   /// extended motif matches in a combinatorial number of equivalent ways (over 100,000 for a
-  /// ribbon in dickite), which would fill the memory of a collection search.
-  unsigned int ceiling = 10000;
+  /// ribbon in dickite, about 8 KB each), and a collection search keeps every entry's matches
+  /// until it writes its outputs.
+  unsigned int ceiling = 1000;
   /// Compare the motif's screens with the index before reading an entry (index sources only).
   bool prescreen = true;
   /// The seven structure-quality filters, in the library's order.

@@ -152,7 +152,7 @@ struct SearchCommand {
   std::string motif;
   std::vector<std::string> sources;
   unsigned int limit = 1;
-  unsigned int ceiling = 10000;
+  unsigned int ceiling = 1000;
   bool all = false;
   bool no_prescreen = false;
   std::array<bool, 7> filters{};
@@ -445,7 +445,7 @@ int main(int argc, char** argv) {
                      "with --all: stop a structure at N matches, so that a motif matching in "
                      "countless equivalent ways in a framework cannot fill the memory")
       ->type_name("N")
-      ->default_val(10000)
+      ->default_val(1000)
       ->needs(all)
       ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
   search->add_flag("--no-prescreen", cmd.no_prescreen,
