@@ -45,10 +45,10 @@ echo
 
 status=0
 summary=()
-for spec in "${motifs[@]}"; do
-  motif="${spec%%:*}"
+for entry in "${motifs[@]}"; do
+  motif="${entry%%:*}"
   extra=""
-  [[ "$spec" == *:* ]] && extra="${spec#*:}"
+  [[ "$entry" == *:* ]] && extra="${entry#*:}"
   declare -A best=()
   for ((r = 1; r <= repeats; ++r)); do
     for jobs in 1 2; do
