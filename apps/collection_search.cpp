@@ -51,13 +51,14 @@ public:
         SilverCarboxylateMotifs::remove_silver_bonds(crystal);
       // A fresh search per entry: the match counter and the breadcrumb memories start empty.
       MotifSearch search;
-      search.set_limit(options_.limit == 0 ? std::max(1u, options_.ceiling) : options_.limit);
+      const unsigned int ceiling = std::max(1u, options_.ceiling);
+      search.set_limit(options_.limit == 0 ? ceiling : options_.limit);
       search.set_search_structure(crystal, out.id);
       search.search(motif_, 0);
       out.aborted = search.aborted();
       THandle<MotifMatchList> found = search.results()->motif_matches(out.id);
       out.matches.assign(found->begin(), found->end());
-      out.capped = options_.limit == 0 && out.matches.size() >= std::max(1u, options_.ceiling);
+      out.capped = options_.limit == 0 && out.matches.size() >= ceiling;
       if (!out.matches.empty()) {
         out.crystal = crystal;
         out.resource = search.resource();

@@ -2,6 +2,7 @@
 
 #include "files/con_file.h"
 #include "kernel/condition.h"
+#include "kernel/database.h"
 #include "library/pre_defined_substructures.h"
 #include "library/silver_carboxylate_motifs.h"
 #include "library/water_motifs.h"
@@ -263,11 +264,7 @@ MotifChoice choose_motif(const std::string& text) {
 
   std::error_code ec;
   // Structures named where the motif belongs: the two were most likely given in the wrong order.
-  std::string l = lower(text);
-  auto ends_with = [&](const std::string& tail) {
-    return l.size() >= tail.size() && l.compare(l.size() - tail.size(), tail.size(), tail) == 0;
-  };
-  if (std::filesystem::is_directory(text, ec) || ends_with(".cif") || ends_with(".cif.gz"))
+  if (std::filesystem::is_directory(text, ec) || CifDatabase::is_cif_file_name(text))
     throw UsageError("\"" + text +
                      "\" names crystal structures, not a motif (a ready-made motif name or a .con "
                      "query file); with search, the motif comes before the structures");

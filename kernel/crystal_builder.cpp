@@ -88,9 +88,8 @@ private:
 
 /// All pairs of cell atoms (with their lattice images) closer than `cutoff`, found through a
 /// grid of cubes `cutoff` wide over the cell and the margin of images around it.
-NeighbourTable periodic_neighbours(const std::vector<CellAtom>& atoms,
-                                                        const CrystalMaker& cm, double cutoff,
-                                                        std::size_t max_points) {
+NeighbourTable periodic_neighbours(const std::vector<CellAtom>& atoms, const CrystalMaker& cm,
+                                   double cutoff, std::size_t max_points) {
   const int n = static_cast<int>(atoms.size());
   NeighbourTable out(atoms.size());
   if (n == 0 || cutoff <= 0)
@@ -581,21 +580,16 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // times over in a cubic group); later images of a site that fall on an earlier one are the
   // same atom, dropped here so that the neighbour search does not meet them all.
   {
-    const double merge2 = settings_.merge_distance * settings_.merge_distance;
     std::vector<int> kept;
     for (std::size_t s = 0; s < sites.size(); ++s) {
       kept.assign(1, static_cast<int>(s));
       for (std::size_t k = 1; k < ops.size(); ++k) {
         CellAtom& c = cell[k * sites.size() + s];
-        for (int j : kept) {
-          Point d = c.frac - cell[j].frac;
-          for (int x = 0; x < 3; ++x)
-            d[x] -= std::round(d[x]);
-          if (cm->to_orthogonal(d).length_sq() < merge2) {
+        for (int j : kept)
+          if (lattice_distance(*cm, c.frac, cell[j].frac) < settings_.merge_distance) {
             c.alive = false;
             break;
           }
-        }
         if (c.alive)
           kept.push_back(static_cast<int>(k * sites.size() + s));
       }

@@ -159,6 +159,8 @@ void assign_identifiers(std::vector<CifEntryLocation>& locations) {
 
 } // namespace
 
+bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name(path); }
+
 std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
                                                         std::vector<std::string>& problems) {
   std::vector<std::string> files;

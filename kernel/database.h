@@ -156,6 +156,8 @@ public:
   /// Sources that do not exist or cannot be searched are described in `problems`.
   static std::vector<std::string> list_source_files(const std::vector<std::string>& sources,
                                                     std::vector<std::string>& problems);
+  /// Whether a file name is one the database reads as CIF: `*.cif` or `*.cif.gz`, any case.
+  static bool is_cif_file_name(const std::string& path);
 
 private:
   void index_identifiers();
