@@ -64,47 +64,23 @@ AserBitScreens::AserBitScreens() {
   add_to_lookup("Po", GROUP_16, HEAVY_MAIN_GROUP_METALS, MAIN_GROUP_METALS, METALS,
                 OTHER_MAIN_GROUP);
 
-  add_to_lookup("Sc", GROUP_3, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Ti", GROUP_4, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("V", GROUP_5, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Cr", GROUP_6, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Mn", GROUP_7, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Fe", GROUP_8, GROUPS_8_TO_10, TRANSITION_ROW_1, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Co", GROUP_9, GROUPS_8_TO_10, TRANSITION_ROW_1, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Ni", GROUP_10, GROUPS_8_TO_10, TRANSITION_ROW_1, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Cu", GROUP_11, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Zn", GROUP_12, TRANSITION_ROW_1, TRANSITION_METALS, METALS, D_F_BLOCK);
-
-  add_to_lookup("Y", GROUP_3, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Zr", GROUP_4, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Nb", GROUP_5, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Mo", GROUP_6, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Tc", GROUP_7, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Ru", GROUP_8, GROUPS_8_TO_10, TRANSITION_ROW_2, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Rh", GROUP_9, GROUPS_8_TO_10, TRANSITION_ROW_2, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Pd", GROUP_10, GROUPS_8_TO_10, TRANSITION_ROW_2, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Ag", GROUP_11, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Cd", GROUP_12, TRANSITION_ROW_2, TRANSITION_METALS, METALS, D_F_BLOCK);
-
-  add_to_lookup("La", GROUP_3, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Hf", GROUP_4, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Ta", GROUP_5, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("W", GROUP_6, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Re", GROUP_7, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Os", GROUP_8, GROUPS_8_TO_10, TRANSITION_ROW_3, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Ir", GROUP_9, GROUPS_8_TO_10, TRANSITION_ROW_3, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Pt", GROUP_10, GROUPS_8_TO_10, TRANSITION_ROW_3, TRANSITION_METALS, METALS,
-                D_F_BLOCK);
-  add_to_lookup("Au", GROUP_11, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
-  add_to_lookup("Hg", GROUP_12, TRANSITION_ROW_3, TRANSITION_METALS, METALS, D_F_BLOCK);
+  // The three d rows, groups 3 to 12 (lanthanum heading the third); the iron, cobalt and nickel
+  // triads are also in GROUPS_8_TO_10.
+  const std::array<std::pair<EL_GROUP, std::array<const char*, 10>>, 3> d_rows = {{
+      {TRANSITION_ROW_1, {"Sc", "Ti", "V", "Cr", "Mn", "Fe", "Co", "Ni", "Cu", "Zn"}},
+      {TRANSITION_ROW_2, {"Y", "Zr", "Nb", "Mo", "Tc", "Ru", "Rh", "Pd", "Ag", "Cd"}},
+      {TRANSITION_ROW_3, {"La", "Hf", "Ta", "W", "Re", "Os", "Ir", "Pt", "Au", "Hg"}},
+  }};
+  for (const auto& row : d_rows)
+    for (int g = 3; g <= 12; ++g) {
+      const EL_GROUP group = static_cast<EL_GROUP>(g);
+      const char* symbol = row.second[g - 3];
+      if (g >= 8 && g <= 10)
+        add_to_lookup(symbol, group, GROUPS_8_TO_10, row.first, TRANSITION_METALS, METALS,
+                      D_F_BLOCK);
+      else
+        add_to_lookup(symbol, group, row.first, TRANSITION_METALS, METALS, D_F_BLOCK);
+    }
 
   add_to_lookup("Ac", GROUP_3, TRANSITION_METALS, METALS, D_F_BLOCK);
   for (const char* s :
