@@ -126,15 +126,6 @@ template <class F> auto column(F f) {
     out[i] = f(Element::table_[i]);
   return out;
 }
-
-bool equal_nocase(const char* a, const std::string& b) {
-  size_t n = 0;
-  for (; a[n] != '\0'; ++n)
-    if (n >= b.size() ||
-        std::tolower(static_cast<unsigned char>(a[n])) != std::tolower(static_cast<unsigned char>(b[n])))
-      return false;
-  return n == b.size();
-}
 } // namespace
 
 const std::array<int, Element::ncodes> Element::atomic_numbers_ =
@@ -151,13 +142,36 @@ Element::Element(const std::string& symbol) {
   code_ = c < 0 ? Unknown : c;
 }
 
+namespace {
+// Symbols have one or two letters: a letter pair indexes a table of codes (the second letter 0
+// for none), filled once from the element table. Reading a CIF asks this for every atom site.
+int letter_index(char c) {
+  unsigned char u = static_cast<unsigned char>(std::tolower(static_cast<unsigned char>(c)));
+  return u >= 'a' && u <= 'z' ? u - 'a' + 1 : -1;
+}
+} // namespace
+
 Element::VelkCode Element::code_of(const std::string& symbol) {
-  if (symbol.empty())
+  using Table = std::array<std::array<signed char, 27>, 27>;
+  static const Table codes = [] {
+    Table t;
+    for (auto& row : t)
+      row.fill(-1);
+    for (int i = 0; i < ncodes; ++i) {
+      const char* sym = table_[i].symbol;
+      if (sym[0] == '\0')
+        continue;
+      t[letter_index(sym[0])][sym[1] == '\0' ? 0 : letter_index(sym[1])] = static_cast<signed char>(i);
+    }
+    return t;
+  }();
+  if (symbol.empty() || symbol.size() > 2)
     return -1;
-  for (int i = 0; i < ncodes; ++i)
-    if (table_[i].symbol[0] != '\0' && equal_nocase(table_[i].symbol, symbol))
-      return i;
-  return -1;
+  int first = letter_index(symbol[0]);
+  int second = symbol.size() == 2 ? letter_index(symbol[1]) : 0;
+  if (first < 0 || second < 0)
+    return -1;
+  return codes[first][second];
 }
 
 Element::VelkCode Element::code_of_atomic_number(int z) {
