@@ -4,6 +4,7 @@
 #include "kernel/cif_reader.h"
 
 #include "kernel/crystal_builder.h"
+#include "kernel/operator_table.h"
 
 #include <gemmi/cif.hpp>
 #include <gemmi/numb.hpp>
@@ -16,9 +17,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <map>
-#include <set>
-#include <sstream>
 
 namespace xtalmotif {
 
@@ -131,68 +129,90 @@ std::string lower(std::string s) {
 
 // Tags compared without regard to case, and with the dotted (DDLm) and underscored (DDL1)
 // spellings equal: `_space_group_symop.operation_xyz` is `_space_group_symop_operation_xyz`.
-std::string normal_tag(const std::string& tag) {
-  std::string t = lower(tag);
-  std::replace(t.begin(), t.end(), '.', '_');
-  return t;
+char tag_char(char c) { return c == '.' ? '_' : ascii_lower(c); }
+
+std::uint64_t tag_hash(const std::string& tag) {
+  std::uint64_t h = 1469598103934665603ULL; // FNV-1a
+  for (char c : tag)
+    h = (h ^ static_cast<unsigned char>(tag_char(c))) * 1099511628211ULL;
+  return h;
 }
 
-/// The values of a parsed block, looked up by normalised tag.
+bool same_tag(const std::string& a, const char* b) {
+  std::size_t i = 0;
+  for (; i < a.size(); ++i)
+    if (b[i] == '\0' || tag_char(a[i]) != tag_char(b[i]))
+      return false;
+  return b[i] == '\0';
+}
+
+/// The values under one tag, read in place from the parsed block: a single value, or a column
+/// of a loop (every `stride`-th value from `first`). Empty when the block does not have the tag.
+class Column {
+public:
+  Column() = default;
+  Column(const std::string* first, std::size_t stride, std::size_t n)
+      : first_(first), stride_(stride), n_(n) {}
+  bool present() const { return first_ != nullptr; }
+  std::size_t size() const { return n_; }
+  const std::string& operator[](std::size_t i) const { return first_[i * stride_]; }
+
+private:
+  const std::string* first_ = nullptr;
+  std::size_t stride_ = 1;
+  std::size_t n_ = 0;
+};
+
+/// The values of a parsed block, looked up by tag. The index holds a hash of each tag's normal
+/// form and where its values are; nothing is copied, so the reflection and other large loops of
+/// a file cost nothing beyond their parse.
 class BlockValues {
 public:
   explicit BlockValues(const gemmi::cif::Block& block) {
     for (const gemmi::cif::Item& item : block.items) {
       if (item.type == gemmi::cif::ItemType::Pair) {
-        index_.emplace(normal_tag(item.pair[0]), Source{nullptr, 0, &item.pair[1]});
+        index_.push_back({tag_hash(item.pair[0]), &item.pair[0], Column(&item.pair[1], 1, 1)});
       } else if (item.type == gemmi::cif::ItemType::Loop) {
         const gemmi::cif::Loop& loop = item.loop;
-        for (std::size_t c = 0; c < loop.width(); ++c)
-          index_.emplace(normal_tag(loop.tags[c]), Source{&loop, c, nullptr});
+        const std::size_t w = loop.width(), len = loop.length();
+        for (std::size_t c = 0; c < w; ++c)
+          index_.push_back({tag_hash(loop.tags[c]), &loop.tags[c],
+                            Column(len ? &loop.values[c] : nullptr, w, len)});
       }
     }
+    // Stable, so that of a tag met twice the first occurrence is found first and kept.
+    std::stable_sort(index_.begin(), index_.end(),
+                     [](const Entry& a, const Entry& b) { return a.hash < b.hash; });
   }
-  /// The raw values under a tag; null when the block does not have it. A column is copied
-  /// out of its loop on first use only: the reflection and other large loops of a file are
-  /// never touched.
-  const std::vector<std::string>* column(const std::string& tag) const {
-    const std::string key = normal_tag(tag);
-    auto cached = columns_.find(key);
-    if (cached != columns_.end())
-      return &cached->second;
-    auto it = index_.find(key);
-    if (it == index_.end())
-      return nullptr;
-    std::vector<std::string> col;
-    const Source& src = it->second;
-    if (src.pair_value) {
-      col.push_back(*src.pair_value);
-    } else {
-      const std::size_t w = src.loop->width(), len = src.loop->length();
-      col.reserve(len);
-      for (std::size_t r = 0; r < len; ++r)
-        col.push_back(src.loop->values[r * w + src.column]);
-    }
-    return &columns_.emplace(key, std::move(col)).first->second;
+  /// The values under a tag; not present when the block does not have it (or has it in a loop
+  /// with no rows).
+  Column column(const char* tag) const {
+    const std::uint64_t h = tag_hash(tag);
+    auto it = std::lower_bound(index_.begin(), index_.end(), h,
+                               [](const Entry& e, std::uint64_t x) { return e.hash < x; });
+    for (; it != index_.end() && it->hash == h; ++it)
+      if (same_tag(*it->tag, tag))
+        return it->values;
+    return Column();
   }
   /// The first value of the first of the tags present that is not '?' or '.'.
   std::string value(std::initializer_list<const char*> tags) const {
-    for (const char* t : tags)
-      if (const auto* c = column(t))
-        for (const std::string& v : *c)
-          if (!gemmi::cif::is_null(v))
-            return gemmi::cif::as_string(v);
+    for (const char* t : tags) {
+      const Column c = column(t);
+      for (std::size_t i = 0; i < c.size(); ++i)
+        if (!gemmi::cif::is_null(c[i]))
+          return gemmi::cif::as_string(c[i]);
+    }
     return "";
   }
 
 private:
-  struct Source {
-    const gemmi::cif::Loop* loop; // the loop holding the column, or null for a single value
-    std::size_t column;
-    const std::string* pair_value;
+  struct Entry {
+    std::uint64_t hash;
+    const std::string* tag;
+    Column values;
   };
-  // A tag met twice keeps its first occurrence.
-  std::map<std::string, Source> index_;
-  mutable std::map<std::string, std::vector<std::string>> columns_;
+  std::vector<Entry> index_;
 };
 
 double number(const std::string& raw) { return gemmi::cif::as_number(raw); }
@@ -250,73 +270,11 @@ bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
           return false;
         }
   }
-  // Closure, in whole numbers: each operator as its rotation and its translation in 24ths
-  // (every crystallographic translation is a multiple of 1/24), packed into one number.
-  struct IntOp {
-    std::array<int, 9> r;
-    std::array<int, 3> t;
-  };
-  auto twenty_fourths = [](double x) {
-    long v = std::lround(x * 24.0) % 24;
-    return static_cast<int>(v < 0 ? v + 24 : v);
-  };
-  auto pack = [](const IntOp& op) {
-    std::uint64_t k = 0;
-    for (int e : op.r) // -1, 0 or 1 in any crystallographic setting; 3 marks anything else
-      k = (k << 2) | static_cast<std::uint64_t>(e < -1 || e > 1 ? 3 : e + 1);
-    for (int v : op.t)
-      k = (k << 5) | static_cast<std::uint64_t>(v);
-    return k;
-  };
-  std::vector<IntOp> int_ops;
-  int_ops.reserve(ops.size());
-  for (const auto& op : ops) {
-    IntOp o;
-    for (int i = 0; i < 3; ++i) {
-      for (int j = 0; j < 3; ++j)
-        o.r[i * 3 + j] = op.rotation()(i, j);
-      o.t[i] = twenty_fourths(op.translation()[i]);
-    }
-    int_ops.push_back(o);
+  int a = 0, b = 0;
+  if (!OperatorTable(ops).closed(&a, &b)) {
+    *why = "operators " + ops[a].to_xyz() + " and " + ops[b].to_xyz() + " do not form a group";
+    return false;
   }
-  // An open-addressed table a quarter full: a product's test is one or two probes.
-  std::size_t table_size = 16;
-  while (table_size < 4 * ops.size())
-    table_size *= 2;
-  const std::uint64_t empty = ~std::uint64_t{0};
-  std::vector<std::uint64_t> table(table_size, empty);
-  auto slot_of = [&](std::uint64_t k) {
-    std::size_t at = static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ULL) >> 40) & (table_size - 1);
-    while (table[at] != empty && table[at] != k)
-      at = (at + 1) & (table_size - 1);
-    return at;
-  };
-  for (const IntOp& o : int_ops) {
-    std::uint64_t k = pack(o);
-    table[slot_of(k)] = k;
-  }
-  for (std::size_t ia = 0; ia < ops.size(); ++ia)
-    for (std::size_t ib = 0; ib < ops.size(); ++ib) {
-      const IntOp& a = int_ops[ia];
-      const IntOp& b = int_ops[ib];
-      IntOp p;
-      for (int i = 0; i < 3; ++i) {
-        int t = a.t[i];
-        for (int j = 0; j < 3; ++j) {
-          p.r[i * 3 + j] = a.r[i * 3] * b.r[j] + a.r[i * 3 + 1] * b.r[3 + j] +
-                           a.r[i * 3 + 2] * b.r[6 + j];
-          t += a.r[i * 3 + j] * b.t[j];
-        }
-        t %= 24;
-        p.t[i] = t < 0 ? t + 24 : t;
-      }
-      const std::uint64_t k = pack(p);
-      if (table[slot_of(k)] != k) {
-        *why = "operators " + ops[ia].to_xyz() + " and " + ops[ib].to_xyz() +
-               " do not form a group";
-        return false;
-      }
-    }
   return true;
 }
 
@@ -329,12 +287,13 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
   const std::string number_text = trim(v.value({"_space_group_IT_number", "_symmetry_Int_Tables_number"}));
   d.space_group = !hm.empty() ? hm : hall;
   for (const char* tag : {"_space_group_symop_operation_xyz", "_symmetry_equiv_pos_as_xyz"}) {
-    const auto* col = v.column(tag);
-    if (!col)
+    const Column col = v.column(tag);
+    if (!col.present())
       continue;
     std::vector<CrystalSymmetryOperator> ops;
     bool bad = false;
-    for (const std::string& raw : *col) {
+    for (std::size_t row = 0; row < col.size(); ++row) {
+      const std::string& raw = col[row];
       if (gemmi::cif::is_null(raw))
         continue;
       try {
@@ -423,23 +382,31 @@ int disorder_group_value(const std::string& raw) {
 }
 
 void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& where) {
-  const auto* xs = v.column("_atom_site_fract_x");
-  const auto* ys = v.column("_atom_site_fract_y");
-  const auto* zs = v.column("_atom_site_fract_z");
-  if (!xs || !ys || !zs || xs->size() != ys->size() || xs->size() != zs->size())
+  const Column xs = v.column("_atom_site_fract_x");
+  const Column ys = v.column("_atom_site_fract_y");
+  const Column zs = v.column("_atom_site_fract_z");
+  if (!xs.present() || !ys.present() || !zs.present() || xs.size() != ys.size() ||
+      xs.size() != zs.size())
     throw CifError(where + "no atom sites with coordinates");
-  const std::size_t n = xs->size();
-  auto same_length = [&](const std::vector<std::string>* c) {
-    return c && c->size() == n ? c : nullptr;
-  };
-  const auto* labels = same_length(v.column("_atom_site_label"));
-  const auto* types = same_length(v.column("_atom_site_type_symbol"));
-  const auto* occ = same_length(v.column("_atom_site_occupancy"));
-  const auto* group = same_length(v.column("_atom_site_disorder_group"));
-  const auto* assembly = same_length(v.column("_atom_site_disorder_assembly"));
-  const auto* calc = same_length(v.column("_atom_site_calc_flag"));
-  const auto* flags = same_length(v.column("_atom_site_refinement_flags"));
-  const auto* occ_flags = same_length(v.column("_atom_site_refinement_flags_occupancy"));
+  const std::size_t n = xs.size();
+  // Columns of another length than the coordinates' belong to another loop: not used.
+  const Column label_col = v.column("_atom_site_label");
+  const Column type_col = v.column("_atom_site_type_symbol");
+  const Column occ_col = v.column("_atom_site_occupancy");
+  const Column group_col = v.column("_atom_site_disorder_group");
+  const Column assembly_col = v.column("_atom_site_disorder_assembly");
+  const Column calc_col = v.column("_atom_site_calc_flag");
+  const Column flags_col = v.column("_atom_site_refinement_flags");
+  const Column occ_flags_col = v.column("_atom_site_refinement_flags_occupancy");
+  auto same_length = [&](const Column& c) { return c.present() && c.size() == n ? &c : nullptr; };
+  const Column* labels = same_length(label_col);
+  const Column* types = same_length(type_col);
+  const Column* occ = same_length(occ_col);
+  const Column* group = same_length(group_col);
+  const Column* assembly = same_length(assembly_col);
+  const Column* calc = same_length(calc_col);
+  const Column* flags = same_length(flags_col);
+  const Column* occ_flags = same_length(occ_flags_col);
   int skipped = 0, empty = 0;
   std::string first_skipped;
   for (std::size_t i = 0; i < n; ++i) {
@@ -447,7 +414,7 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
     r.label = labels ? gemmi::cif::as_string((*labels)[i]) : "";
     if (types)
       r.type_symbol = gemmi::cif::as_string((*types)[i]);
-    double x = number((*xs)[i]), y = number((*ys)[i]), z = number((*zs)[i]);
+    double x = number(xs[i]), y = number(ys[i]), z = number(zs[i]);
     if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > 1e4 ||
         std::fabs(y) > 1e4 || std::fabs(z) > 1e4) {
       if (!skipped++)

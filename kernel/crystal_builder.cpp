@@ -2,15 +2,15 @@
 
 #include "kernel/bond_perception.h"
 #include "kernel/cif_reader.h"
+#include "kernel/operator_table.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <map>
-#include <queue>
 #include <stdexcept>
-#include <unordered_map>
 
 namespace xtalmotif {
 
@@ -56,6 +56,7 @@ struct CellEdge {
   std::array<int, 3> t; // b at frac_b + t is bonded to a at frac_a
   double d;
   bool metal;
+  long long key = 0; // the length in 1e-5 A, for ordering
 };
 
 std::array<int, 3> negate(const std::array<int, 3>& t) { return {-t[0], -t[1], -t[2]}; }
@@ -86,121 +87,180 @@ private:
   std::vector<std::size_t> first_;
 };
 
-/// All pairs of cell atoms (with their lattice images) closer than `cutoff`, found through a
-/// grid of cubes `cutoff` wide over the cell and the margin of images around it.
-NeighbourTable periodic_neighbours(const std::vector<CellAtom>& atoms, const CrystalMaker& cm,
-                                   double cutoff, std::size_t max_points) {
-  const int n = static_cast<int>(atoms.size());
-  NeighbourTable out(atoms.size());
-  if (n == 0 || cutoff <= 0)
+using Int3 = std::array<int, 3>;
+
+Int3 as_ints(const Point& p) {
+  return {static_cast<int>(std::lround(p[0])), static_cast<int>(std::lround(p[1])),
+          static_cast<int>(std::lround(p[2]))};
+}
+
+/// Where a cell atom dropped as a repeat of another image of its site went: that image, and the
+/// lattice translation between the two (dropped ~ kept + offset).
+struct RepeatOf {
+  int kept = -1;
+  Int3 offset{0, 0, 0};
+};
+
+/// The pairs of cell atoms (with their lattice images) close enough for any decision the
+/// builder makes: closer than the sum of their covalent radii plus `tolerance`, or than
+/// `min_limit`. The neighbours of the asymmetric-unit atoms (cell atoms 0 to nsites - 1, the
+/// identity images) are searched in a periodic grid over the cell; those of every other cell
+/// atom are their symmetry images, mapped back onto the cell atoms kept.
+NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
+                               const std::vector<double>& site_radius, double tolerance,
+                               double min_limit, const std::vector<RepeatOf>& repeat_of,
+                               const CrystalMaker& cm, std::size_t max_points) {
+  const int n = static_cast<int>(cell.size());
+  NeighbourTable out(cell.size());
+  if (n == 0)
     return out;
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
   const Matrix<double, 3, 3>& orth = cm.orthogonal_matrix();
+  double max_radius = 0;
+  for (double r : site_radius)
+    max_radius = std::max(max_radius, r);
+  const double cutoff = std::max(2 * max_radius + tolerance, min_limit);
+  auto limit = [&](int a, int b) {
+    return std::max(site_radius[cell[a].site] + site_radius[cell[b].site] + tolerance, min_limit);
+  };
   // How far, in fractions of each axis, a sphere of radius `cutoff` reaches.
   std::array<double, 3> margin;
-  std::array<int, 3> reach;
+  double per_atom = 1.0;
   for (int k = 0; k < 3; ++k) {
     double row = std::sqrt(frac(k, 0) * frac(k, 0) + frac(k, 1) * frac(k, 1) +
                            frac(k, 2) * frac(k, 2));
     margin[k] = cutoff * row;
-    reach[k] = static_cast<int>(std::ceil(margin[k])) + 1;
+    per_atom *= 2.0 * (std::ceil(margin[k]) + 1.0) + 1.0;
   }
   // A cell far smaller than the bonding reach (a unit typed wrong) would need millions of
-  // images per atom; refuse it before building any.
-  double per_atom = 1.0;
-  for (int k = 0; k < 3; ++k)
-    per_atom *= 2.0 * reach[k] + 1.0;
+  // images per atom; refuse it before looking at any.
   if (per_atom * n > 8.0 * static_cast<double>(max_points))
     throw std::length_error("cell too small for the reach of its bonds");
-  struct Image {
-    int atom;
-    std::array<int, 3> t;
-    Point orth;
-  };
-  std::vector<Image> images;
-  for (int i = 0; i < n; ++i) {
-    if (!atoms[i].alive)
-      continue;
-    const Point& f = atoms[i].frac;
-    for (int ta = -reach[0]; ta <= reach[0]; ++ta) {
-      double x = f[0] + ta;
-      if (x < -margin[0] || x > 1 + margin[0])
-        continue;
-      for (int tb = -reach[1]; tb <= reach[1]; ++tb) {
-        double y = f[1] + tb;
-        if (y < -margin[1] || y > 1 + margin[1])
-          continue;
-        for (int tc = -reach[2]; tc <= reach[2]; ++tc) {
-          double z = f[2] + tc;
-          if (z < -margin[2] || z > 1 + margin[2])
-            continue;
-          images.push_back({i, {ta, tb, tc}, orth * Point(x, y, z)});
-          if (images.size() > max_points)
-            throw std::length_error("too many atoms in the neighbourhood of the unit cell");
-        }
-      }
-    }
+
+  // The cell cut into ng[k] slabs along each axis, each at least `margin` thick, so that the
+  // partners of an atom lie within span[k] slabs of its own, across the cell's faces too.
+  Int3 ng, span;
+  for (int k = 0; k < 3; ++k)
+    ng[k] = margin[k] >= 1.0 ? 1 : std::max(1, static_cast<int>(1.0 / margin[k]));
+  // Few atoms in a large cell: no more cubes than a few per atom.
+  while (static_cast<double>(ng[0]) * ng[1] * ng[2] > 2.0 * n + 64) {
+    int k = static_cast<int>(std::max_element(ng.begin(), ng.end()) - ng.begin());
+    ng[k] = std::max(1, ng[k] * 4 / 5);
   }
-  // A cell list over the box holding every image: cubes at least `cutoff` wide, so that the
-  // partners of an atom lie in its own cube or the 26 around it. Counting sort keeps each
-  // cube's images contiguous.
-  Point lo = images.empty() ? Point(0, 0, 0) : images[0].orth;
-  Point hi = lo;
-  for (const Image& im : images)
-    for (int k = 0; k < 3; ++k) {
-      lo[k] = std::min(lo[k], im.orth[k]);
-      hi[k] = std::max(hi[k], im.orth[k]);
-    }
-  double side = cutoff;
-  std::array<long, 3> dims{};
-  auto size_grid = [&] {
+  for (int k = 0; k < 3; ++k)
+    span[k] = std::max(1, static_cast<int>(std::ceil(margin[k] * ng[k])));
+  auto cube_of = [&](const Point& f) {
+    Int3 c;
     for (int k = 0; k < 3; ++k)
-      dims[k] = static_cast<long>((hi[k] - lo[k]) / side) + 1;
-    return static_cast<double>(dims[0]) * dims[1] * dims[2];
+      c[k] = std::min(ng[k] - 1, std::max(0, static_cast<int>(f[k] * ng[k])));
+    return c;
   };
-  // A flat, wide box (a needle-shaped cell) could ask for far more cubes than images.
-  while (size_grid() > 4.0 * static_cast<double>(images.size()) + 64.0)
-    side *= 1.25;
-  auto cube_of = [&](const Point& p, int k) {
-    return std::min(dims[k] - 1, std::max(0L, static_cast<long>((p[k] - lo[k]) / side)));
-  };
-  auto cube_index = [&](long x, long y, long z) { return (x * dims[1] + y) * dims[2] + z; };
-  const std::size_t ncubes = static_cast<std::size_t>(dims[0] * dims[1] * dims[2]);
+  auto cube_index = [&](const Int3& c) { return (c[0] * ng[1] + c[1]) * ng[2] + c[2]; };
+  // Counting sort keeps each cube's atoms contiguous.
+  const std::size_t ncubes = static_cast<std::size_t>(ng[0]) * ng[1] * ng[2];
   std::vector<int> first(ncubes + 1, 0);
-  std::vector<int> home(images.size());
-  for (std::size_t k = 0; k < images.size(); ++k) {
-    const Point& p = images[k].orth;
-    home[k] = static_cast<int>(cube_index(cube_of(p, 0), cube_of(p, 1), cube_of(p, 2)));
-    ++first[home[k] + 1];
-  }
+  std::vector<int> home(cell.size(), -1);
+  for (int i = 0; i < n; ++i)
+    if (cell[i].alive) {
+      home[i] = cube_index(cube_of(cell[i].frac));
+      ++first[home[i] + 1];
+    }
   for (std::size_t c = 0; c < ncubes; ++c)
     first[c + 1] += first[c];
   std::vector<int> slot(first.begin(), first.end() - 1);
-  std::vector<int> sorted(images.size());
-  for (std::size_t k = 0; k < images.size(); ++k)
-    sorted[slot[home[k]]++] = static_cast<int>(k);
+  std::vector<int> sorted(static_cast<std::size_t>(first[ncubes]));
+  for (int i = 0; i < n; ++i)
+    if (home[i] >= 0)
+      sorted[slot[home[i]]++] = i;
 
-  const double cut2 = cutoff * cutoff;
-  for (int i = 0; i < n; ++i) {
-    if (!atoms[i].alive) {
-      out.close(i);
-      continue;
-    }
-    const Point& p = atoms[i].orth;
-    const long cx = cube_of(p, 0), cy = cube_of(p, 1), cz = cube_of(p, 2);
-    for (long x = std::max(0L, cx - 1); x <= std::min(dims[0] - 1, cx + 1); ++x)
-      for (long y = std::max(0L, cy - 1); y <= std::min(dims[1] - 1, cy + 1); ++y)
-        for (long z = std::max(0L, cz - 1); z <= std::min(dims[2] - 1, cz + 1); ++z) {
-          const long c = cube_index(x, y, z);
+  auto search = [&](int q) {
+    const Point& p = cell[q].orth;
+    const Int3 cq = cube_of(cell[q].frac);
+    Int3 x, t, w;
+    for (x[0] = cq[0] - span[0]; x[0] <= cq[0] + span[0]; ++x[0])
+      for (x[1] = cq[1] - span[1]; x[1] <= cq[1] + span[1]; ++x[1])
+        for (x[2] = cq[2] - span[2]; x[2] <= cq[2] + span[2]; ++x[2]) {
+          for (int k = 0; k < 3; ++k) {
+            // Floor division: the slab of the cell and the lattice translation that reach x.
+            t[k] = x[k] >= 0 ? x[k] / ng[k] : -((-x[k] + ng[k] - 1) / ng[k]);
+            w[k] = x[k] - t[k] * ng[k];
+          }
+          const Point shift = orth * Point(t[0], t[1], t[2]);
+          const bool home_cell = t[0] == 0 && t[1] == 0 && t[2] == 0;
+          const int c = cube_index(w);
           for (int at = first[c]; at < first[c + 1]; ++at) {
-            const Image& im = images[sorted[at]];
-            if (im.atom == i && im.t[0] == 0 && im.t[1] == 0 && im.t[2] == 0)
+            const int j = sorted[at];
+            if (j == q && home_cell)
               continue;
-            double d2 = sqrdistance(p, im.orth);
-            if (d2 < cut2)
-              out.add({im.atom, im.t, std::sqrt(d2)});
+            const double d2 = sqrdistance(p, cell[j].orth + shift);
+            const double lim = limit(q, j);
+            if (d2 < lim * lim)
+              out.add({j, t, std::sqrt(d2)});
           }
         }
+  };
+
+  const std::vector<CrystalSymmetryOperator>& ops = cm.symmetry_operators();
+  const OperatorTable table(ops);
+  std::vector<Int3> shift(cell.size());
+  for (int i = 0; i < n; ++i)
+    shift[i] = as_ints(cell[i].shift);
+  // The products op_k o op_k' for the operator k of the cell atoms at hand (-2: not yet asked).
+  std::vector<int> row(ops.size(), -2);
+  std::vector<Int3> row_lattice(ops.size());
+  int row_op = -1;
+  auto product = [&](int k, int kp) {
+    if (k != row_op) {
+      std::fill(row.begin(), row.end(), -2);
+      row_op = k;
+    }
+    if (row[kp] == -2)
+      row[kp] = table.product(k, kp, &row_lattice[kp]);
+    return row[kp];
+  };
+  // A neighbour list is carried over only when every product it needs is in the list.
+  auto derivable = [&](int k, int s) {
+    for (const Neighbour& nb : out[s])
+      if (product(k, cell[nb.other].op) < 0)
+        return false;
+    return true;
+  };
+  for (int i = 0; i < n; ++i) {
+    if (cell[i].alive) {
+      if (static_cast<std::size_t>(i) < nsites || !table.exact() ||
+          !derivable(cell[i].op, cell[i].site)) {
+        search(i);
+      } else {
+        // Cell atom c = op_k(site s) + shift_c. Op k carries the neighbourhood of site s's own
+        // image onto c's; a neighbour there, op_k'(site s') + shift_j + t, goes to
+        // op_m(s') + L + R_k (shift_j + t - shift_s) + shift_c, with op_k o op_k' = op_m + L.
+        const int k = cell[i].op;
+        const int s = cell[i].site;
+        const Matrix<int, 3, 3>& r = ops[k].rotation();
+        for (const Neighbour& nb : out[s]) {
+          const CellAtom& cj = cell[nb.other];
+          const int m = product(k, cj.op);
+          const Int3& l = row_lattice[cj.op];
+          int g = m * static_cast<int>(nsites) + cj.site;
+          Int3 v, t;
+          for (int a = 0; a < 3; ++a)
+            v[a] = shift[nb.other][a] + nb.t[a] - shift[s][a];
+          for (int a = 0; a < 3; ++a)
+            t[a] = l[a] + r(a, 0) * v[0] + r(a, 1) * v[1] + r(a, 2) * v[2] + shift[i][a] -
+                   shift[g][a];
+          if (!cell[g].alive) { // a repeat of another image of the same site
+            t = add(t, repeat_of[g].offset);
+            g = repeat_of[g].kept;
+          }
+          if (g == i && t[0] == 0 && t[1] == 0 && t[2] == 0)
+            continue;
+          const double d =
+              std::sqrt(sqrdistance(cell[i].orth, cell[g].orth + orth * Point(t[0], t[1], t[2])));
+          if (d < limit(i, g))
+            out.add({g, t, d});
+        }
+      }
+    }
     out.close(i);
   }
   return out;
@@ -219,11 +279,6 @@ bool same_image(const CellAtom& a, const CellAtom& b, const std::array<int, 3>& 
 
 Point floor_point(const Point& p) {
   return Point(std::floor(p[0]), std::floor(p[1]), std::floor(p[2]));
-}
-
-std::array<int, 3> as_ints(const Point& p) {
-  return {static_cast<int>(std::lround(p[0])), static_cast<int>(std::lround(p[1])),
-          static_cast<int>(std::lround(p[2]))};
 }
 
 // The shortest distance between two fractional points over lattice translations, for the
@@ -532,8 +587,11 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
 
   // Special positions: an atom that an operator maps onto itself may be written with its
   // crystallographic occupancy (1/2 on an inversion centre); that is not partial occupancy.
-  for (SiteAtom& s : sites) {
-    int self = 1;
+  // `self` counts the operators that leave the site in place (1: a general position).
+  std::vector<int> site_symmetry(sites.size(), 1);
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    SiteAtom& s = sites[i];
+    int& self = site_symmetry[i];
     for (std::size_t k = 1; k < ops.size(); ++k)
       if (lattice_distance(*cm, ops[k].apply(s.frac), s.frac) < settings_.merge_distance)
         ++self;
@@ -579,15 +637,23 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // An atom on a special position is met again by every operator of its site symmetry (48
   // times over in a cubic group); later images of a site that fall on an earlier one are the
   // same atom, dropped here so that the neighbour search does not meet them all.
+  // Two images of a site coincide only when an operator maps the site onto itself, so sites on
+  // general positions are passed over.
+  std::vector<RepeatOf> repeat_of(cell.size());
   {
     std::vector<int> kept;
     for (std::size_t s = 0; s < sites.size(); ++s) {
+      if (site_symmetry[s] == 1)
+        continue;
       kept.assign(1, static_cast<int>(s));
       for (std::size_t k = 1; k < ops.size(); ++k) {
-        CellAtom& c = cell[k * sites.size() + s];
+        const std::size_t ci = k * sites.size() + s;
+        CellAtom& c = cell[ci];
         for (int j : kept)
           if (lattice_distance(*cm, c.frac, cell[j].frac) < settings_.merge_distance) {
             c.alive = false;
+            repeat_of[ci].kept = j;
+            repeat_of[ci].offset = as_ints(c.frac - cell[j].frac);
             break;
           }
         if (c.alive)
@@ -597,14 +663,15 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   }
 
   BondPerceptionSettings bps;
-  double max_radius = 0;
+  std::vector<double> site_radius;
+  site_radius.reserve(sites.size());
   for (const SiteAtom& s : sites)
-    max_radius = std::max(max_radius, s.element.covalent_radius());
-  const double cutoff = std::max(2 * max_radius + bps.tolerance, settings_.merge_distance + 0.01);
+    site_radius.push_back(s.element.covalent_radius());
   NeighbourTable near;
   try {
-    near = periodic_neighbours(cell, *cm, cutoff,
-                               static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
+    near = cell_neighbours(cell, sites.size(), site_radius, bps.tolerance,
+                           settings_.merge_distance + 0.01, repeat_of, *cm,
+                           static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
   } catch (const std::length_error& e) {
     throw CifError(where + e.what());
   }
@@ -680,6 +747,11 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
 
   // Bonds between the atoms left, each hydrogen keeping its shortest.
   BondPerception perception(bps);
+  std::vector<char> site_metal(sites.size()), site_hydrogen(sites.size());
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    site_metal[i] = sites[i].element.is_metal();
+    site_hydrogen[i] = sites[i].element.is_hydrogen();
+  }
   std::vector<CellEdge> edges;
   for (std::size_t i = 0; i < cell.size(); ++i) {
     if (!cell[i].alive)
@@ -702,18 +774,24 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       if ((ga < 0 || gb < 0) && ga != 0 && gb != 0 &&
           !same_image(cell[i], cell[nb.other], nb.t))
         continue;
-      edges.push_back({static_cast<int>(i), nb.other, nb.t, nb.d, ea.is_metal() || eb.is_metal()});
+      edges.push_back({static_cast<int>(i), nb.other, nb.t, nb.d,
+                       site_metal[cell[i].site] || site_metal[cell[nb.other].site]});
     }
   }
+  // Shortest first. Lengths are compared to 1e-5 A: symmetry-equivalent bonds, equal but for
+  // rounding, then come in index order, so where a polymer is cut does not hang on the last
+  // bit of a distance.
+  for (CellEdge& e : edges)
+    e.key = std::llround(e.d * 1e5);
   std::sort(edges.begin(), edges.end(), [](const CellEdge& x, const CellEdge& y) {
-    return x.d != y.d ? x.d < y.d : (x.a != y.a ? x.a < y.a : x.b < y.b);
+    return x.key != y.key ? x.key < y.key : (x.a != y.a ? x.a < y.a : x.b < y.b);
   });
   {
     std::vector<char> h_used(cell.size(), 0);
     std::vector<CellEdge> kept;
     for (const CellEdge& e : edges) {
-      bool ha = sites[cell[e.a].site].element.is_hydrogen();
-      bool hb = sites[cell[e.b].site].element.is_hydrogen();
+      bool ha = site_hydrogen[cell[e.a].site];
+      bool hb = site_hydrogen[cell[e.b].site];
       if ((ha && h_used[e.a]) || (hb && h_used[e.b]))
         continue;
       if (ha)
@@ -727,7 +805,10 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
 
   // Hydrogen disorder: partly occupied hydrogens beyond what the parent atom's valence allows
   // are dropped, lowest occupancy first (then the last written).
-  {
+  const bool partial_hydrogens = std::any_of(sites.begin(), sites.end(), [](const SiteAtom& a) {
+    return a.element.is_hydrogen() && (a.occupancy < 0.9 || a.flagged_partial);
+  });
+  if (partial_hydrogens) {
     std::vector<std::vector<int>> edge_of(cell.size());
     for (std::size_t k = 0; k < edges.size(); ++k) {
       edge_of[edges[k].a].push_back(static_cast<int>(k));
@@ -845,11 +926,31 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     std::array<int, 3> t;
     bool metal;
   };
-  std::vector<std::vector<Arc>> arcs(cell.size());
+  // In one flat list: atom x's arcs are arc_list[arc_first[x]] to arc_list[arc_first[x + 1] - 1].
+  std::vector<int> arc_first(cell.size() + 1, 0);
   for (const CellEdge& e : edges) {
-    arcs[e.a].push_back({e.b, e.t, e.metal});
-    arcs[e.b].push_back({e.a, negate(e.t), e.metal});
+    ++arc_first[e.a + 1];
+    ++arc_first[e.b + 1];
   }
+  for (std::size_t x = 0; x < cell.size(); ++x)
+    arc_first[x + 1] += arc_first[x];
+  std::vector<Arc> arc_list(edges.size() * 2);
+  {
+    std::vector<int> fill(arc_first.begin(), arc_first.end() - 1);
+    for (const CellEdge& e : edges) {
+      arc_list[fill[e.a]++] = {e.b, e.t, e.metal};
+      arc_list[fill[e.b]++] = {e.a, negate(e.t), e.metal};
+    }
+  }
+  struct ArcRange {
+    const Arc* b;
+    const Arc* e;
+    const Arc* begin() const { return b; }
+    const Arc* end() const { return e; }
+  };
+  auto arcs_of = [&](int x) {
+    return ArcRange{arc_list.data() + arc_first[x], arc_list.data() + arc_first[x + 1]};
+  };
 
   bool hydrogens_present = false, carbon_present = false;
   for (std::size_t c = 0; c < cell.size(); ++c)
@@ -863,61 +964,70 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   bps.hydrogens_present = hydrogens_present;
   BondPerception typer(bps);
 
-  // Covalent pieces first: atoms joined by bonds that involve no metal, each piece laid out
-  // whole around its lowest atom. Only a piece that is itself endless (a covalent polymer) is
-  // cut inside.
+  // Covalent pieces: atoms joined by bonds that involve no metal, each laid out whole around
+  // the atom it is first met at. Only a piece that is itself endless (a covalent polymer) is
+  // cut inside. A piece is found when molecule growth first reaches it, so that the images of
+  // the asymmetric unit that no molecule uses are never walked.
   const int ncell = static_cast<int>(cell.size());
   std::vector<int> piece(ncell, -1);
   std::vector<std::array<int, 3>> rel(ncell, std::array<int, 3>{0, 0, 0});
   std::vector<std::vector<int>> pieces;
-  bool polymeric = false;
-  for (int c = 0; c < ncell; ++c) {
-    if (!cell[c].alive || piece[c] >= 0)
-      continue;
-    int id = static_cast<int>(pieces.size());
+  auto piece_of = [&](int c) {
+    if (piece[c] >= 0)
+      return piece[c];
+    const int id = static_cast<int>(pieces.size());
     pieces.emplace_back();
-    std::queue<int> q;
+    std::vector<int>& members = pieces.back();
     piece[c] = id;
-    q.push(c);
-    while (!q.empty()) {
-      int x = q.front();
-      q.pop();
-      pieces[id].push_back(x);
-      for (const Arc& arc : arcs[x]) {
-        if (arc.metal)
+    members.push_back(c);
+    for (std::size_t k = 0; k < members.size(); ++k) {
+      const int x = members[k];
+      for (const Arc& arc : arcs_of(x)) {
+        if (arc.metal || piece[arc.to] >= 0)
           continue;
-        if (piece[arc.to] < 0) {
-          piece[arc.to] = id;
-          rel[arc.to] = add(rel[x], arc.t);
-          q.push(arc.to);
-        }
+        piece[arc.to] = id;
+        rel[arc.to] = add(rel[x], arc.t);
+        members.push_back(arc.to);
       }
     }
-  }
+    return id;
+  };
+  bool polymeric = false;
 
   // Molecules, each grown from the first asymmetric-unit site not yet used, piece by piece
   // across metal-ligand bonds. A bond that would bring back a piece already placed, at another
   // lattice translation, is where a coordination polymer repeats: it is cut there.
   std::vector<char> site_used(sites.size(), 0);
-  std::vector<char> piece_placed(pieces.size(), 0);
-  std::vector<std::array<int, 3>> piece_shift(pieces.size());
+  std::vector<char> piece_placed;
+  std::vector<std::array<int, 3>> piece_shift;
+  auto reach_piece = [&](int c) {
+    const int p = piece_of(c);
+    if (piece_placed.size() < pieces.size()) {
+      piece_placed.resize(pieces.size(), 0);
+      piece_shift.resize(pieces.size());
+    }
+    return p;
+  };
   std::vector<std::array<int, 3>> offset(ncell);
+  std::vector<int> index_of(ncell, -1); // cell atom -> atom of the molecule being built
   for (std::size_t s = 0; s < sites.size(); ++s) {
     if (site_used[s] || !cell[s].alive)
       continue;
     // The start atom keeps the coordinates written in the file.
-    int p0 = piece[s];
+    int p0 = reach_piece(static_cast<int>(s));
     std::array<int, 3> want = as_ints(cell[s].shift * -1.0);
     piece_shift[p0] = add(want, negate(rel[s]));
     piece_placed[p0] = 1;
     std::vector<int> order{p0};
     for (std::size_t k = 0; k < order.size(); ++k) {
       int p = order[k];
-      for (int x : pieces[p])
-        for (const Arc& arc : arcs[x]) {
+      // By index: reaching a new piece adds to `pieces`.
+      for (std::size_t xi = 0; xi < pieces[p].size(); ++xi) {
+        const int x = pieces[p][xi];
+        for (const Arc& arc : arcs_of(x)) {
           if (!arc.metal)
             continue;
-          int q = piece[arc.to];
+          int q = reach_piece(arc.to);
           if (piece_placed[q])
             continue;
           // Offset of arc.to: shift(p) + rel(x) + t == shift(q) + rel(arc.to).
@@ -925,6 +1035,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
           piece_placed[q] = 1;
           order.push_back(q);
         }
+      }
     }
     std::vector<int> members;
     for (int p : order)
@@ -941,7 +1052,6 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         return a.op < b.op;
       return offset[x] < offset[y];
     });
-    std::unordered_map<int, int> index_of;
     auto mol = make_handle<Molecule3d>();
     std::vector<AtomOrigin> origins;
     for (int c : members) {
@@ -965,11 +1075,11 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     std::vector<std::pair<int, int>> bonds;
     BondPerception::PolymerCuts cuts;
     for (int c : members)
-      for (const Arc& arc : arcs[c]) {
+      for (const Arc& arc : arcs_of(c)) {
         if (arc.to < c || (arc.to == c && arc.t < std::array<int, 3>{0, 0, 0}))
           continue;
-        auto jt = index_of.find(arc.to);
-        if (jt == index_of.end())
+        const int other = index_of[arc.to];
+        if (other < 0)
           continue;
         if (add(offset[c], arc.t) != offset[arc.to] || arc.to == c) {
           polymeric = true; // the bond leads to a lattice repeat of an atom already present
@@ -979,11 +1089,13 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
           if (count.empty())
             count.assign(members.size(), 0);
           ++count[index_of[c]];
-          ++count[jt->second];
+          ++count[other];
           continue;
         }
-        bonds.emplace_back(index_of[c], jt->second);
+        bonds.emplace_back(index_of[c], other);
       }
+    for (int c : members)
+      index_of[c] = -1;
     // Frameworks beyond this size are not molecular crystals.
     if (static_cast<int>(bonds.size()) > settings_.max_molecule_bonds)
       throw CifError(where + "one molecule has " + std::to_string(bonds.size()) +
