@@ -6,8 +6,6 @@ namespace xtalmotif {
 
 namespace {
 constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
-
-int floor_div(int x, int d) { return x >= 0 ? x / d : -((-x + d - 1) / d); }
 } // namespace
 
 OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
@@ -21,8 +19,7 @@ OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
       const long v = std::lround(x);
       if (std::fabs(x - static_cast<double>(v)) > 1e-6)
         exact_ = false;
-      const int w = static_cast<int>(v % 24);
-      o.t[i] = w < 0 ? w + 24 : w;
+      o.t[i] = static_cast<int>(v);
     }
     ops_.push_back(o);
   }
@@ -48,8 +45,10 @@ std::uint64_t OperatorTable::key(const IntOp& op) {
   std::uint64_t k = 0;
   for (int e : op.r) // -1, 0 or 1 in any crystallographic setting; 3 marks anything else
     k = (k << 2) | static_cast<std::uint64_t>(e < -1 || e > 1 ? 3 : e + 1);
-  for (int v : op.t)
-    k = (k << 5) | static_cast<std::uint64_t>(v);
+  for (int v : op.t) { // the translation modulo whole cells
+    const int w = v % 24;
+    k = (k << 5) | static_cast<std::uint64_t>(w < 0 ? w + 24 : w);
+  }
   return k;
 }
 
@@ -65,26 +64,27 @@ int OperatorTable::find(const IntOp& op) const {
   return -1;
 }
 
-OperatorTable::IntOp OperatorTable::compose(int a, int b, Int3* lattice) const {
+OperatorTable::IntOp OperatorTable::compose(int a, int b) const {
   const IntOp& x = ops_[a];
   const IntOp& y = ops_[b];
   IntOp p;
   for (int i = 0; i < 3; ++i) {
-    int t = x.t[i];
+    p.t[i] = x.t[i];
     for (int j = 0; j < 3; ++j) {
       p.r[i * 3 + j] = x.r[i * 3] * y.r[j] + x.r[i * 3 + 1] * y.r[3 + j] + x.r[i * 3 + 2] * y.r[6 + j];
-      t += x.r[i * 3 + j] * y.t[j];
+      p.t[i] += x.r[i * 3 + j] * y.t[j];
     }
-    const int l = floor_div(t, 24);
-    p.t[i] = t - 24 * l;
-    if (lattice)
-      (*lattice)[i] = l;
   }
   return p;
 }
 
 int OperatorTable::product(int a, int b, Int3* lattice) const {
-  return find(compose(a, b, lattice));
+  const IntOp p = compose(a, b);
+  const int m = find(p);
+  if (m >= 0 && lattice)
+    for (int i = 0; i < 3; ++i) // the translations agree modulo 24ths of whole cells
+      (*lattice)[i] = (p.t[i] - ops_[m].t[i]) / 24;
+  return m;
 }
 
 bool OperatorTable::closed(int* a, int* b) const {
@@ -101,7 +101,7 @@ bool OperatorTable::closed(int* a, int* b) const {
     // far. Its elements must all be in the list.
     for (std::size_t h = 0; h < group.size(); ++h)
       for (int g : generators) {
-        const int p = find(compose(group[h], g, nullptr));
+        const int p = find(compose(group[h], g));
         if (p < 0) {
           *a = group[h];
           *b = g;

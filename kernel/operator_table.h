@@ -35,11 +35,11 @@ public:
 private:
   struct IntOp {
     std::array<int, 9> r;
-    Int3 t; // 24ths, 0 to 23
+    Int3 t; // in 24ths, as given (not reduced into the cell)
   };
   static std::uint64_t key(const IntOp& op);
   int find(const IntOp& op) const;
-  IntOp compose(int a, int b, Int3* lattice) const;
+  IntOp compose(int a, int b) const;
 
   std::vector<IntOp> ops_;
   std::vector<std::uint64_t> slots_; // keys, ~0 for an empty slot

@@ -167,6 +167,87 @@ TEST(CrystalSpecialPositions, CentrosymmetricSilaneInP21c) {
   expect_whole_molecules(*cm);
 }
 
+// Ethane on a -3 site of Pa-3 (one C and one H in the asymmetric unit; the molecule is completed
+// by the threefold axis and the inversion centre). The neighbours of every image but the
+// asymmetric unit's own are symmetry images of the searched ones, so the whole build is checked
+// against the same crystal written out in P1, where every atom is searched directly.
+TEST(CrystalSpecialPositions, EthaneOnAThreefoldAxisBuildsAsItsP1Expansion) {
+  const double a = 8.0;
+  const std::vector<std::string> xyz = {
+      "x,y,z",      "-x+1/2,-y,z+1/2", "-x,y+1/2,-z+1/2", "x+1/2,-y+1/2,-z",
+      "z,x,y",      "z+1/2,-x+1/2,-y", "-z+1/2,-x,y+1/2", "-z,x+1/2,-y+1/2",
+      "y,z,x",      "-y,z+1/2,-x+1/2", "y+1/2,-z+1/2,-x", "-y+1/2,-z,x+1/2",
+      "-x,-y,-z",   "x-1/2,y,-z-1/2",  "x,-y-1/2,z-1/2",  "-x-1/2,y-1/2,z",
+      "-z,-x,-y",   "-z-1/2,x-1/2,y",  "z-1/2,x,-y-1/2",  "z,-x-1/2,y-1/2",
+      "-y,-z,-x",   "y,-z-1/2,x-1/2",  "-y-1/2,z-1/2,x",  "y-1/2,z,-x-1/2"};
+  // C on the [111] axis 0.77 A from the centre; H 1.09 A from it at 109.5 degrees to the C-C.
+  const double r3 = std::sqrt(3.0), r2 = std::sqrt(2.0);
+  const Point axis(1 / r3, 1 / r3, 1 / r3), across(1 / r2, -1 / r2, 0);
+  const Point c_orth = axis * 0.77;
+  const Point h_orth = c_orth + axis * (1.09 * 0.334) + across * (1.09 * 0.943);
+
+  CrystalDescription sym;
+  sym.source = "ethane.cif";
+  sym.block = "pa3";
+  sym.cell = {a, a, a, 90, 90, 90};
+  for (const auto& s : xyz)
+    sym.operators.push_back(CrystalSymmetryOperator::from_xyz(s));
+  for (const auto& [label, orth] : {std::make_pair("C1", c_orth), std::make_pair("H1", h_orth)}) {
+    AtomSiteRecord r;
+    r.label = label;
+    r.type_symbol = std::string(label, 1);
+    r.fractional = orth * (1.0 / a);
+    sym.sites.push_back(r);
+  }
+
+  // The same content in P1: every distinct image in the cell.
+  CrystalDescription p1 = sym;
+  p1.block = "p1";
+  p1.operators.clear();
+  p1.sites.clear();
+  for (const auto& site : sym.sites)
+    for (const auto& op : sym.operators) {
+      Point f = op.apply(site.fractional);
+      for (int k = 0; k < 3; ++k)
+        f[k] -= std::floor(f[k]);
+      bool seen = false;
+      for (const auto& placed : p1.sites) {
+        Point d = placed.fractional - f;
+        for (int k = 0; k < 3; ++k)
+          d[k] -= std::round(d[k]);
+        seen |= placed.label == site.label && d.length() * a < 0.1;
+      }
+      if (!seen) {
+        AtomSiteRecord r = site;
+        r.fractional = f;
+        p1.sites.push_back(r);
+      }
+    }
+  ASSERT_EQ(p1.sites.size(), 8u + 24u); // C on a -3 site (8 images), H on a general one
+
+  auto expect_ethane = [](const Molecule& m) {
+    EXPECT_EQ(m.formula(), "C2 H6");
+    EXPECT_EQ(m.nbonds(), 7);
+    for (const auto& b : m.bonds()) {
+      const double d = distance(m.atom(b->atom1())->position(), m.atom(b->atom2())->position());
+      const bool cc = m.atom(b->atom1())->element().is_carbon() &&
+                      m.atom(b->atom2())->element().is_carbon();
+      EXPECT_NEAR(d, cc ? 1.54 : 1.09, 0.01);
+    }
+    expect_every_atom_once(m);
+  };
+  auto from_sym = CrystalBuilder().build(sym);
+  auto from_p1 = CrystalBuilder().build(p1);
+  ASSERT_EQ(from_sym->nmolecules(), 1);
+  expect_ethane(*from_sym->molecule(0));
+  expect_origins_match(*from_sym, {sym.sites[0].fractional, sym.sites[1].fractional});
+  ASSERT_EQ(from_p1->nmolecules(), 4); // Z = 4
+  for (int m = 0; m < 4; ++m)
+    expect_ethane(*from_p1->molecule(m));
+  EXPECT_FALSE(from_sym->is_polymeric());
+  EXPECT_FALSE(from_p1->is_polymeric());
+}
+
 // ---- independent molecules, hydrates, ibuprofen ------------------------------------------------
 
 TEST(CrystalMolecules, IbuprofenIsOneWholeMolecule) {
