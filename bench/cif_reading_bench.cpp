@@ -8,8 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
-
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -42,6 +42,7 @@ const std::vector<CifBlockInfo>& bulk_blocks() {
   return blocks;
 }
 
+// Each side's fastest pass over the collection, the figure least disturbed by the machine.
 double parse_seconds = 0.0;
 
 void BM_ParseOnly(benchmark::State& state) {
@@ -54,7 +55,8 @@ void BM_ParseOnly(benchmark::State& state) {
       } catch (const CifError&) {
       }
     }
-    parse_seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double pass = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    parse_seconds = parse_seconds > 0 ? std::min(parse_seconds, pass) : pass;
   }
   state.counters["files"] = static_cast<double>(bulk_files().size());
   state.counters["blocks_per_s"] = benchmark::Counter(static_cast<double>(blocks),
@@ -74,7 +76,8 @@ void BM_ParseAssemblePerceive(benchmark::State& state) {
       } catch (const CifError&) {
       }
     }
-    seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double pass = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    seconds = seconds > 0 ? std::min(seconds, pass) : pass;
   }
   state.counters["structures_per_s"] =
       benchmark::Counter(static_cast<double>(built), benchmark::Counter::kIsRate);
