@@ -79,6 +79,11 @@ public:
     return {all_.data() + first_[i], all_.data() + first_[i + 1]};
   }
   void add(const Neighbour& nb) { all_.push_back(nb); }
+  /// Atom i's entries by position in the flat list, for reading a list while others are added
+  /// (an add may move the whole list, so ranges and references do not survive it).
+  std::size_t first(std::size_t i) const { return first_[i]; }
+  std::size_t last(std::size_t i) const { return first_[i + 1]; }
+  Neighbour entry(std::size_t k) const { return all_[k]; }
   /// Closes the list of atom i; every atom is closed, in order, after its neighbours are added.
   void close(std::size_t i) { first_[i + 1] = all_.size(); }
 
@@ -237,7 +242,8 @@ NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t ns
         const int k = cell[i].op;
         const int s = cell[i].site;
         const Matrix<int, 3, 3>& r = ops[k].rotation();
-        for (const Neighbour& nb : out[s]) {
+        for (std::size_t e = out.first(s); e < out.last(s); ++e) {
+          const Neighbour nb = out.entry(e); // a copy: adding below may move the list
           const CellAtom& cj = cell[nb.other];
           const int m = product(k, cj.op);
           const Int3& l = row_lattice[cj.op];
