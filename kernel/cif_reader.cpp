@@ -389,31 +389,26 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
       xs.size() != zs.size())
     throw CifError(where + "no atom sites with coordinates");
   const std::size_t n = xs.size();
-  // Columns of another length than the coordinates' belong to another loop: not used.
-  const Column label_col = v.column("_atom_site_label");
-  const Column type_col = v.column("_atom_site_type_symbol");
-  const Column occ_col = v.column("_atom_site_occupancy");
-  const Column group_col = v.column("_atom_site_disorder_group");
-  const Column assembly_col = v.column("_atom_site_disorder_assembly");
-  const Column calc_col = v.column("_atom_site_calc_flag");
-  const Column flags_col = v.column("_atom_site_refinement_flags");
-  const Column occ_flags_col = v.column("_atom_site_refinement_flags_occupancy");
-  auto same_length = [&](const Column& c) { return c.present() && c.size() == n ? &c : nullptr; };
-  const Column* labels = same_length(label_col);
-  const Column* types = same_length(type_col);
-  const Column* occ = same_length(occ_col);
-  const Column* group = same_length(group_col);
-  const Column* assembly = same_length(assembly_col);
-  const Column* calc = same_length(calc_col);
-  const Column* flags = same_length(flags_col);
-  const Column* occ_flags = same_length(occ_flags_col);
+  // A column of another length than the coordinates' belongs to another loop: not used.
+  auto site_column = [&](const char* tag) {
+    const Column c = v.column(tag);
+    return c.size() == n ? c : Column();
+  };
+  const Column labels = site_column("_atom_site_label");
+  const Column types = site_column("_atom_site_type_symbol");
+  const Column occ = site_column("_atom_site_occupancy");
+  const Column group = site_column("_atom_site_disorder_group");
+  const Column assembly = site_column("_atom_site_disorder_assembly");
+  const Column calc = site_column("_atom_site_calc_flag");
+  const Column flags = site_column("_atom_site_refinement_flags");
+  const Column occ_flags = site_column("_atom_site_refinement_flags_occupancy");
   int skipped = 0, empty = 0;
   std::string first_skipped;
   for (std::size_t i = 0; i < n; ++i) {
     AtomSiteRecord r;
-    r.label = labels ? gemmi::cif::as_string((*labels)[i]) : "";
-    if (types)
-      r.type_symbol = gemmi::cif::as_string((*types)[i]);
+    r.label = labels.present() ? gemmi::cif::as_string(labels[i]) : "";
+    if (types.present())
+      r.type_symbol = gemmi::cif::as_string(types[i]);
     double x = number(xs[i]), y = number(ys[i]), z = number(zs[i]);
     if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > 1e4 ||
         std::fabs(y) > 1e4 || std::fabs(z) > 1e4) {
@@ -422,8 +417,8 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
       continue;
     }
     r.fractional = Point(x, y, z);
-    if (occ) {
-      double o = number((*occ)[i]);
+    if (occ.present()) {
+      double o = number(occ[i]);
       // An occupancy of zero is a site that holds no atom (a refined-away alternative).
       if (std::isfinite(o) && o <= 0.0) {
         ++empty;
@@ -431,16 +426,16 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
       }
       r.occupancy = std::isfinite(o) ? std::min(o, 1.0) : 1.0;
     }
-    if (group)
-      r.disorder_group = disorder_group_value((*group)[i]);
-    if (assembly && !gemmi::cif::is_null((*assembly)[i]))
-      r.disorder_assembly = gemmi::cif::as_string((*assembly)[i]);
+    if (group.present())
+      r.disorder_group = disorder_group_value(group[i]);
+    if (assembly.present() && !gemmi::cif::is_null(assembly[i]))
+      r.disorder_assembly = gemmi::cif::as_string(assembly[i]);
     // "P" among the refinement flags: occupancy refined or fixed below one.
-    if (flags && gemmi::cif::as_string((*flags)[i]).find('P') != std::string::npos)
+    if (flags.present() && gemmi::cif::as_string(flags[i]).find('P') != std::string::npos)
       r.flagged_partial = r.occupancy >= 0.99;
-    if (occ_flags && gemmi::cif::as_string((*occ_flags)[i]).find('P') != std::string::npos)
+    if (occ_flags.present() && gemmi::cif::as_string(occ_flags[i]).find('P') != std::string::npos)
       r.flagged_partial = r.occupancy >= 0.99;
-    if (calc && lower(gemmi::cif::as_string((*calc)[i])) == "dum")
+    if (calc.present() && lower(gemmi::cif::as_string(calc[i])) == "dum")
       r.dummy = true;
     d.sites.push_back(std::move(r));
   }

@@ -40,7 +40,7 @@ struct CellAtom {
   int site = -1;  // index into the kept sites
   int op = 0;     // operator index
   Point frac;     // reduced into [0, 1)
-  Point shift;    // whole numbers: frac = op(site) + shift
+  std::array<int, 3> shift{0, 0, 0}; // whole numbers: frac = op(site) + shift
   Point orth;
   bool alive = true;
 };
@@ -207,9 +207,6 @@ NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t ns
 
   const std::vector<CrystalSymmetryOperator>& ops = cm.symmetry_operators();
   const OperatorTable table(ops);
-  std::vector<Int3> shift(cell.size());
-  for (int i = 0; i < n; ++i)
-    shift[i] = as_ints(cell[i].shift);
   // The products op_k o op_k' for the operator k of the cell atoms at hand (-2: not yet asked).
   std::vector<int> row(ops.size(), -2);
   std::vector<Int3> row_lattice(ops.size());
@@ -250,10 +247,10 @@ NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t ns
           int g = m * static_cast<int>(nsites) + cj.site;
           Int3 v, t;
           for (int a = 0; a < 3; ++a)
-            v[a] = shift[nb.other][a] + nb.t[a] - shift[s][a];
+            v[a] = cj.shift[a] + nb.t[a] - cell[s].shift[a];
           for (int a = 0; a < 3; ++a)
-            t[a] = l[a] + r(a, 0) * v[0] + r(a, 1) * v[1] + r(a, 2) * v[2] + shift[i][a] -
-                   shift[g][a];
+            t[a] = l[a] + r(a, 0) * v[0] + r(a, 1) * v[1] + r(a, 2) * v[2] + cell[i].shift[a] -
+                   cell[g].shift[a];
           if (!cell[g].alive) { // a repeat of another image of the same site
             t = add(t, repeat_of[g].offset);
             g = repeat_of[g].kept;
@@ -278,7 +275,7 @@ bool same_image(const CellAtom& a, const CellAtom& b, const std::array<int, 3>& 
   if (a.op != b.op)
     return false;
   for (int k = 0; k < 3; ++k)
-    if (std::lround(a.shift[k]) != std::lround(b.shift[k]) + t[k])
+    if (a.shift[k] != b.shift[k] + t[k])
       return false;
   return true;
 }
@@ -635,7 +632,8 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
           c.frac[x] -= 1.0;
           fl[x] += 1.0;
         }
-      c.shift = fl * -1.0;
+      for (int x = 0; x < 3; ++x)
+        c.shift[x] = -static_cast<int>(fl[x]);
       c.orth = cm->to_orthogonal(c.frac);
       cell.push_back(c);
     }
@@ -977,13 +975,18 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   const int ncell = static_cast<int>(cell.size());
   std::vector<int> piece(ncell, -1);
   std::vector<std::array<int, 3>> rel(ncell, std::array<int, 3>{0, 0, 0});
-  std::vector<std::vector<int>> pieces;
+  struct Piece {
+    std::vector<int> members;
+    bool placed = false;       // in a molecule already
+    std::array<int, 3> shift{}; // where it is placed: atom x at shift + rel[x]
+  };
+  std::vector<Piece> pieces;
   auto piece_of = [&](int c) {
     if (piece[c] >= 0)
       return piece[c];
     const int id = static_cast<int>(pieces.size());
     pieces.emplace_back();
-    std::vector<int>& members = pieces.back();
+    std::vector<int>& members = pieces.back().members;
     piece[c] = id;
     members.push_back(c);
     for (std::size_t k = 0; k < members.size(); ++k) {
@@ -1004,49 +1007,39 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // across metal-ligand bonds. A bond that would bring back a piece already placed, at another
   // lattice translation, is where a coordination polymer repeats: it is cut there.
   std::vector<char> site_used(sites.size(), 0);
-  std::vector<char> piece_placed;
-  std::vector<std::array<int, 3>> piece_shift;
-  auto reach_piece = [&](int c) {
-    const int p = piece_of(c);
-    if (piece_placed.size() < pieces.size()) {
-      piece_placed.resize(pieces.size(), 0);
-      piece_shift.resize(pieces.size());
-    }
-    return p;
-  };
   std::vector<std::array<int, 3>> offset(ncell);
   std::vector<int> index_of(ncell, -1); // cell atom -> atom of the molecule being built
   for (std::size_t s = 0; s < sites.size(); ++s) {
     if (site_used[s] || !cell[s].alive)
       continue;
     // The start atom keeps the coordinates written in the file.
-    int p0 = reach_piece(static_cast<int>(s));
-    std::array<int, 3> want = as_ints(cell[s].shift * -1.0);
-    piece_shift[p0] = add(want, negate(rel[s]));
-    piece_placed[p0] = 1;
+    int p0 = piece_of(static_cast<int>(s));
+    std::array<int, 3> want = negate(cell[s].shift);
+    pieces[p0].shift = add(want, negate(rel[s]));
+    pieces[p0].placed = true;
     std::vector<int> order{p0};
     for (std::size_t k = 0; k < order.size(); ++k) {
       int p = order[k];
       // By index: reaching a new piece adds to `pieces`.
-      for (std::size_t xi = 0; xi < pieces[p].size(); ++xi) {
-        const int x = pieces[p][xi];
+      for (std::size_t xi = 0; xi < pieces[p].members.size(); ++xi) {
+        const int x = pieces[p].members[xi];
         for (const Arc& arc : arcs_of(x)) {
           if (!arc.metal)
             continue;
-          int q = reach_piece(arc.to);
-          if (piece_placed[q])
+          int q = piece_of(arc.to);
+          if (pieces[q].placed)
             continue;
           // Offset of arc.to: shift(p) + rel(x) + t == shift(q) + rel(arc.to).
-          piece_shift[q] = add(add(add(piece_shift[p], rel[x]), arc.t), negate(rel[arc.to]));
-          piece_placed[q] = 1;
+          pieces[q].shift = add(add(add(pieces[p].shift, rel[x]), arc.t), negate(rel[arc.to]));
+          pieces[q].placed = true;
           order.push_back(q);
         }
       }
     }
     std::vector<int> members;
     for (int p : order)
-      for (int x : pieces[p]) {
-        offset[x] = add(piece_shift[p], rel[x]);
+      for (int x : pieces[p].members) {
+        offset[x] = add(pieces[p].shift, rel[x]);
         members.push_back(x);
       }
     std::sort(members.begin(), members.end(), [&](int x, int y) {
@@ -1074,7 +1067,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       origin.site = sa.record;
       origin.op = ca.op;
       // frac = op(site) + shift + offset
-      std::array<int, 3> tr = add(as_ints(ca.shift), t);
+      std::array<int, 3> tr = add(ca.shift, t);
       origin.translation = Translation(tr[0], tr[1], tr[2]);
       origins.push_back(origin);
     }

@@ -6,6 +6,11 @@ namespace xtalmotif {
 
 namespace {
 constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
+
+// Where a key's probe starts in a table of `size` slots (a power of two).
+std::size_t first_slot(std::uint64_t k, std::size_t size) {
+  return static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ULL) >> 40) & (size - 1);
+}
 } // namespace
 
 OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
@@ -31,7 +36,7 @@ OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
   slot_index_.assign(size, -1);
   for (std::size_t i = 0; i < ops_.size(); ++i) {
     const std::uint64_t k = key(ops_[i]);
-    std::size_t at = static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ULL) >> 40) & (size - 1);
+    std::size_t at = first_slot(k, size);
     while (slots_[at] != kEmpty && slots_[at] != k)
       at = (at + 1) & (size - 1);
     if (slots_[at] == kEmpty) { // an operator listed twice keeps its first place
@@ -55,7 +60,7 @@ std::uint64_t OperatorTable::key(const IntOp& op) {
 int OperatorTable::find(const IntOp& op) const {
   const std::uint64_t k = key(op);
   const std::size_t mask = slots_.size() - 1;
-  std::size_t at = static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ULL) >> 40) & mask;
+  std::size_t at = first_slot(k, slots_.size());
   while (slots_[at] != kEmpty) {
     if (slots_[at] == k)
       return slot_index_[at];
