@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <stdexcept>
+#include <tuple>
 
 namespace xtalmotif {
 
@@ -51,46 +53,10 @@ struct Neighbour {
   double d;
 };
 
-struct CellEdge {
-  int a, b;
-  std::array<int, 3> t; // b at frac_b + t is bonded to a at frac_a
-  double d;
-  bool metal;
-  long long key = 0; // the length in 1e-5 A, for ordering
-};
-
 std::array<int, 3> negate(const std::array<int, 3>& t) { return {-t[0], -t[1], -t[2]}; }
 std::array<int, 3> add(const std::array<int, 3>& a, const std::array<int, 3>& b) {
   return {a[0] + b[0], a[1] + b[1], a[2] + b[2]};
 }
-
-/// The neighbours of every cell atom in one flat list: atom i's are entries first[i] to
-/// first[i + 1], so that a structure's thousands of short lists cost one allocation.
-class NeighbourTable {
-public:
-  struct Range {
-    const Neighbour* b;
-    const Neighbour* e;
-    const Neighbour* begin() const { return b; }
-    const Neighbour* end() const { return e; }
-  };
-  explicit NeighbourTable(std::size_t natoms = 0) : first_(natoms + 1, 0) {}
-  Range operator[](std::size_t i) const {
-    return {all_.data() + first_[i], all_.data() + first_[i + 1]};
-  }
-  void add(const Neighbour& nb) { all_.push_back(nb); }
-  /// Atom i's entries by position in the flat list, for reading a list while others are added
-  /// (an add may move the whole list, so ranges and references do not survive it).
-  std::size_t first(std::size_t i) const { return first_[i]; }
-  std::size_t last(std::size_t i) const { return first_[i + 1]; }
-  Neighbour entry(std::size_t k) const { return all_[k]; }
-  /// Closes the list of atom i; every atom is closed, in order, after its neighbours are added.
-  void close(std::size_t i) { first_[i + 1] = all_.size(); }
-
-private:
-  std::vector<Neighbour> all_;
-  std::vector<std::size_t> first_;
-};
 
 using Int3 = std::array<int, 3>;
 
@@ -108,26 +74,116 @@ struct RepeatOf {
 
 /// The pairs of cell atoms (with their lattice images) close enough for any decision the
 /// builder makes: closer than the sum of their covalent radii plus `tolerance`, or than
-/// `min_limit`. The neighbours of the asymmetric-unit atoms (cell atoms 0 to nsites - 1, the
-/// identity images) are searched in a periodic grid over the cell; those of every other cell
-/// atom are their symmetry images, mapped back onto the cell atoms kept.
-NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
-                               const std::vector<double>& site_radius, double tolerance,
+/// `min_limit`.
+///
+/// The neighbours of the asymmetric-unit atoms (cell atoms 0 to nsites - 1, the identity
+/// images) are searched in a periodic grid over the cell when the table is made. Those of any
+/// other cell atom are found when first asked for, as the symmetry image of its site's list
+/// mapped back onto the cell atoms kept: most images of the asymmetric unit belong to no
+/// molecule that is built, and their lists are never needed.
+///
+/// All lists live in one flat array, each atom's entries contiguous; finding a new list may move
+/// the array, so a list is read through `of` only while no other atom is asked for, and
+/// otherwise copied (`copy_of`).
+class CellNeighbours {
+public:
+  struct Range {
+    const Neighbour* b;
+    const Neighbour* e;
+    const Neighbour* begin() const { return b; }
+    const Neighbour* end() const { return e; }
+  };
+
+  CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
+                 std::vector<double> site_radius, double tolerance, double min_limit,
+                 const std::vector<RepeatOf>& repeat_of, const CrystalMaker& cm,
+                 std::size_t max_points);
+
+  /// Atom i's neighbours (found now if not yet).
+  Range of(int i) {
+    find(i);
+    return {all_.data() + first_[i], all_.data() + last_[i]};
+  }
+  /// The same, copied, for reading while other lists are found.
+  void copy_of(int i, std::vector<Neighbour>& out) {
+    const Range r = of(i);
+    out.assign(r.begin(), r.end());
+  }
+  /// True when every list is the image of its site's list under an operator of the list
+  /// (translations exact and the list a group), so that the distances met in the
+  /// asymmetric-unit lists are every distance there is, up to the repeats' offsets.
+  bool derived_by_symmetry() const { return derived_by_symmetry_; }
+
+private:
+  void find(int i);
+  void search(int q);
+  void derive(int i);
+  double limit(int a, int b) const {
+    return std::max(site_radius_[cell_[a].site] + site_radius_[cell_[b].site] + tolerance_,
+                    min_limit_);
+  }
+  Int3 cube_of(const Point& f) const {
+    Int3 c;
+    for (int k = 0; k < 3; ++k)
+      c[k] = std::min(ng_[k] - 1, std::max(0, static_cast<int>(f[k] * ng_[k])));
+    return c;
+  }
+  int cube_index(const Int3& c) const { return (c[0] * ng_[1] + c[1]) * ng_[2] + c[2]; }
+  /// op_k o op_k' as an index of the operator list (-1: not in it), its lattice part in
+  /// `lattice`; one row of products is kept per operator asked about.
+  int product(int k, int kp, Int3* lattice);
+
+  const std::vector<CellAtom>& cell_;
+  const std::size_t nsites_;
+  const std::vector<double> site_radius_;
+  const double tolerance_, min_limit_;
+  const std::vector<RepeatOf>& repeat_of_;
+  const std::vector<CrystalSymmetryOperator>& ops_;
+  const Matrix<double, 3, 3> orth_;
+  const OperatorTable table_;
+  bool derived_by_symmetry_ = false;
+
+  // The grid: the cell cut into ng_[k] slabs along each axis; an atom's partners lie within
+  // span_[k] slabs of its own, across the cell's faces too. Cube c holds the atoms
+  // sorted_[cube_first_[c]] to sorted_[cube_first_[c + 1] - 1].
+  Int3 ng_{{1, 1, 1}}, span_{{1, 1, 1}};
+  std::vector<int> cube_first_;
+  // The atoms in cube order, with what the search reads of them side by side.
+  struct GridAtom {
+    double x, y, z;
+    double radius;
+    int index;
+  };
+  std::vector<GridAtom> grid_;
+
+  std::vector<std::vector<int>> product_row_;
+  std::vector<std::vector<Int3>> product_lattice_;
+
+  static constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+  std::vector<Neighbour> all_;
+  std::vector<std::size_t> first_, last_;
+};
+
+CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
+                               std::vector<double> site_radius, double tolerance,
                                double min_limit, const std::vector<RepeatOf>& repeat_of,
-                               const CrystalMaker& cm, std::size_t max_points) {
+                               const CrystalMaker& cm, std::size_t max_points)
+    : cell_(cell), nsites_(nsites), site_radius_(std::move(site_radius)), tolerance_(tolerance),
+      min_limit_(min_limit), repeat_of_(repeat_of), ops_(cm.symmetry_operators()),
+      orth_(cm.orthogonal_matrix()), table_(ops_), first_(cell.size(), kNotFound),
+      last_(cell.size(), kNotFound) {
   const int n = static_cast<int>(cell.size());
-  NeighbourTable out(cell.size());
   if (n == 0)
-    return out;
+    return;
+  int a = 0, b = 0;
+  derived_by_symmetry_ = table_.exact() && table_.closed(&a, &b);
+  product_row_.resize(ops_.size());
+  product_lattice_.resize(ops_.size());
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
-  const Matrix<double, 3, 3>& orth = cm.orthogonal_matrix();
   double max_radius = 0;
-  for (double r : site_radius)
+  for (double r : site_radius_)
     max_radius = std::max(max_radius, r);
   const double cutoff = std::max(2 * max_radius + tolerance, min_limit);
-  auto limit = [&](int a, int b) {
-    return std::max(site_radius[cell[a].site] + site_radius[cell[b].site] + tolerance, min_limit);
-  };
   // How far, in fractions of each axis, a sphere of radius `cutoff` reaches.
   std::array<double, 3> margin;
   double per_atom = 1.0;
@@ -142,131 +198,141 @@ NeighbourTable cell_neighbours(const std::vector<CellAtom>& cell, std::size_t ns
   if (per_atom * n > 8.0 * static_cast<double>(max_points))
     throw std::length_error("cell too small for the reach of its bonds");
 
-  // The cell cut into ng[k] slabs along each axis, each at least `margin` thick, so that the
-  // partners of an atom lie within span[k] slabs of its own, across the cell's faces too.
-  Int3 ng, span;
+  // Slabs at least `margin` thick.
   for (int k = 0; k < 3; ++k)
-    ng[k] = margin[k] >= 1.0 ? 1 : std::max(1, static_cast<int>(1.0 / margin[k]));
+    ng_[k] = margin[k] >= 1.0 ? 1 : std::max(1, static_cast<int>(1.0 / margin[k]));
   // Few atoms in a large cell: no more cubes than a few per atom.
-  while (static_cast<double>(ng[0]) * ng[1] * ng[2] > 2.0 * n + 64) {
-    int k = static_cast<int>(std::max_element(ng.begin(), ng.end()) - ng.begin());
-    ng[k] = std::max(1, ng[k] * 4 / 5);
+  while (static_cast<double>(ng_[0]) * ng_[1] * ng_[2] > 2.0 * n + 64) {
+    int k = static_cast<int>(std::max_element(ng_.begin(), ng_.end()) - ng_.begin());
+    ng_[k] = std::max(1, ng_[k] * 4 / 5);
   }
   for (int k = 0; k < 3; ++k)
-    span[k] = std::max(1, static_cast<int>(std::ceil(margin[k] * ng[k])));
-  auto cube_of = [&](const Point& f) {
-    Int3 c;
-    for (int k = 0; k < 3; ++k)
-      c[k] = std::min(ng[k] - 1, std::max(0, static_cast<int>(f[k] * ng[k])));
-    return c;
-  };
-  auto cube_index = [&](const Int3& c) { return (c[0] * ng[1] + c[1]) * ng[2] + c[2]; };
-  // Counting sort keeps each cube's atoms contiguous.
-  const std::size_t ncubes = static_cast<std::size_t>(ng[0]) * ng[1] * ng[2];
-  std::vector<int> first(ncubes + 1, 0);
+    span_[k] = std::max(1, static_cast<int>(std::ceil(margin[k] * ng_[k])));
+  // Counting sort keeps each cube's atoms contiguous. Repeats of a site are not in the grid.
+  const std::size_t ncubes = static_cast<std::size_t>(ng_[0]) * ng_[1] * ng_[2];
+  cube_first_.assign(ncubes + 1, 0);
   std::vector<int> home(cell.size(), -1);
   for (int i = 0; i < n; ++i)
-    if (cell[i].alive) {
+    if (repeat_of_[i].kept < 0) {
       home[i] = cube_index(cube_of(cell[i].frac));
-      ++first[home[i] + 1];
+      ++cube_first_[home[i] + 1];
     }
   for (std::size_t c = 0; c < ncubes; ++c)
-    first[c + 1] += first[c];
-  std::vector<int> slot(first.begin(), first.end() - 1);
-  std::vector<int> sorted(static_cast<std::size_t>(first[ncubes]));
+    cube_first_[c + 1] += cube_first_[c];
+  std::vector<int> slot(cube_first_.begin(), cube_first_.end() - 1);
+  grid_.resize(static_cast<std::size_t>(cube_first_[ncubes]));
   for (int i = 0; i < n; ++i)
-    if (home[i] >= 0)
-      sorted[slot[home[i]]++] = i;
-
-  auto search = [&](int q) {
-    const Point& p = cell[q].orth;
-    const Int3 cq = cube_of(cell[q].frac);
-    Int3 x, t, w;
-    for (x[0] = cq[0] - span[0]; x[0] <= cq[0] + span[0]; ++x[0])
-      for (x[1] = cq[1] - span[1]; x[1] <= cq[1] + span[1]; ++x[1])
-        for (x[2] = cq[2] - span[2]; x[2] <= cq[2] + span[2]; ++x[2]) {
-          for (int k = 0; k < 3; ++k) {
-            // Floor division: the slab of the cell and the lattice translation that reach x.
-            t[k] = x[k] >= 0 ? x[k] / ng[k] : -((-x[k] + ng[k] - 1) / ng[k]);
-            w[k] = x[k] - t[k] * ng[k];
-          }
-          const Point shift = orth * Point(t[0], t[1], t[2]);
-          const bool home_cell = t[0] == 0 && t[1] == 0 && t[2] == 0;
-          const int c = cube_index(w);
-          for (int at = first[c]; at < first[c + 1]; ++at) {
-            const int j = sorted[at];
-            if (j == q && home_cell)
-              continue;
-            const double d2 = sqrdistance(p, cell[j].orth + shift);
-            const double lim = limit(q, j);
-            if (d2 < lim * lim)
-              out.add({j, t, std::sqrt(d2)});
-          }
-        }
-  };
-
-  const std::vector<CrystalSymmetryOperator>& ops = cm.symmetry_operators();
-  const OperatorTable table(ops);
-  // The products op_k o op_k' for the operator k of the cell atoms at hand (-2: not yet asked).
-  std::vector<int> row(ops.size(), -2);
-  std::vector<Int3> row_lattice(ops.size());
-  int row_op = -1;
-  auto product = [&](int k, int kp) {
-    if (k != row_op) {
-      std::fill(row.begin(), row.end(), -2);
-      row_op = k;
+    if (home[i] >= 0) {
+      const Point& p = cell[i].orth;
+      grid_[slot[home[i]]++] = {p[0], p[1], p[2], site_radius_[cell[i].site], i};
     }
-    if (row[kp] == -2)
-      row[kp] = table.product(k, kp, &row_lattice[kp]);
-    return row[kp];
+  // The asymmetric unit's lists: every other list is derived from these.
+  for (std::size_t i = 0; i < nsites_ && i < cell.size(); ++i)
+    if (repeat_of_[i].kept < 0)
+      find(static_cast<int>(i));
+}
+
+void CellNeighbours::find(int i) {
+  if (first_[i] != kNotFound)
+    return;
+  first_[i] = all_.size();
+  if (repeat_of_[i].kept < 0) {
+    if (static_cast<std::size_t>(i) < nsites_ || !table_.exact())
+      search(i);
+    else
+      derive(i);
+  }
+  last_[i] = all_.size();
+}
+
+void CellNeighbours::search(int q) {
+  const Point& p = cell_[q].orth;
+  const double own = site_radius_[cell_[q].site] + tolerance_;
+  const Int3 cq = cube_of(cell_[q].frac);
+  // Along each axis, the slabs within reach: the slab of the cell each one wraps onto and the
+  // lattice translation that takes it there (floor division), worked out once per axis
+  // rather than once per cube.
+  struct Slab {
+    int wrapped, t;
   };
-  // A neighbour list is carried over only when every product it needs is in the list.
-  auto derivable = [&](int k, int s) {
-    for (const Neighbour& nb : out[s])
-      if (product(k, cell[nb.other].op) < 0)
-        return false;
-    return true;
-  };
-  for (int i = 0; i < n; ++i) {
-    if (cell[i].alive) {
-      if (static_cast<std::size_t>(i) < nsites || !table.exact() ||
-          !derivable(cell[i].op, cell[i].site)) {
-        search(i);
-      } else {
-        // Cell atom c = op_k(site s) + shift_c. Op k carries the neighbourhood of site s's own
-        // image onto c's; a neighbour there, op_k'(site s') + shift_j + t, goes to
-        // op_m(s') + L + R_k (shift_j + t - shift_s) + shift_c, with op_k o op_k' = op_m + L.
-        const int k = cell[i].op;
-        const int s = cell[i].site;
-        const Matrix<int, 3, 3>& r = ops[k].rotation();
-        for (std::size_t e = out.first(s); e < out.last(s); ++e) {
-          const Neighbour nb = out.entry(e); // a copy: adding below may move the list
-          const CellAtom& cj = cell[nb.other];
-          const int m = product(k, cj.op);
-          const Int3& l = row_lattice[cj.op];
-          int g = m * static_cast<int>(nsites) + cj.site;
-          Int3 v, t;
-          for (int a = 0; a < 3; ++a)
-            v[a] = cj.shift[a] + nb.t[a] - cell[s].shift[a];
-          for (int a = 0; a < 3; ++a)
-            t[a] = l[a] + r(a, 0) * v[0] + r(a, 1) * v[1] + r(a, 2) * v[2] + cell[i].shift[a] -
-                   cell[g].shift[a];
-          if (!cell[g].alive) { // a repeat of another image of the same site
-            t = add(t, repeat_of[g].offset);
-            g = repeat_of[g].kept;
-          }
-          if (g == i && t[0] == 0 && t[1] == 0 && t[2] == 0)
-            continue;
-          const double d =
-              std::sqrt(sqrdistance(cell[i].orth, cell[g].orth + orth * Point(t[0], t[1], t[2])));
-          if (d < limit(i, g))
-            out.add({g, t, d});
+  std::array<std::vector<Slab>, 3> slabs;
+  for (int k = 0; k < 3; ++k)
+    for (int x = cq[k] - span_[k]; x <= cq[k] + span_[k]; ++x) {
+      const int t = x >= 0 ? x / ng_[k] : -((-x + ng_[k] - 1) / ng_[k]);
+      slabs[k].push_back({x - t * ng_[k], t});
+    }
+  for (const Slab& s0 : slabs[0])
+    for (const Slab& s1 : slabs[1])
+      for (const Slab& s2 : slabs[2]) {
+        const int c = (s0.wrapped * ng_[1] + s1.wrapped) * ng_[2] + s2.wrapped;
+        if (cube_first_[c] == cube_first_[c + 1])
+          continue;
+        const Int3 t{s0.t, s1.t, s2.t};
+        // The query moved back by the translation, rather than each candidate forward.
+        const double px = p[0] - (orth_(0, 0) * t[0] + orth_(0, 1) * t[1] + orth_(0, 2) * t[2]);
+        const double py = p[1] - (orth_(1, 0) * t[0] + orth_(1, 1) * t[1] + orth_(1, 2) * t[2]);
+        const double pz = p[2] - (orth_(2, 0) * t[0] + orth_(2, 1) * t[1] + orth_(2, 2) * t[2]);
+        const bool home_cell = t[0] == 0 && t[1] == 0 && t[2] == 0;
+        for (int at = cube_first_[c]; at < cube_first_[c + 1]; ++at) {
+          const GridAtom& g = grid_[at];
+          const double dx = px - g.x, dy = py - g.y, dz = pz - g.z;
+          const double d2 = dx * dx + dy * dy + dz * dz;
+          const double lim = std::max(own + g.radius, min_limit_);
+          if (d2 < lim * lim && !(g.index == q && home_cell))
+            all_.push_back({g.index, t, std::sqrt(d2)});
         }
       }
-    }
-    out.close(i);
+}
+
+int CellNeighbours::product(int k, int kp, Int3* lattice) {
+  std::vector<int>& row = product_row_[k];
+  if (row.empty()) {
+    row.assign(ops_.size(), -2);
+    product_lattice_[k].resize(ops_.size());
   }
-  return out;
+  if (row[kp] == -2)
+    row[kp] = table_.product(k, kp, &product_lattice_[k][kp]);
+  *lattice = product_lattice_[k][kp];
+  return row[kp];
+}
+
+void CellNeighbours::derive(int i) {
+  // Cell atom c = op_k(site s) + shift_c. Op k carries the neighbourhood of site s's own
+  // image onto c's; a neighbour there, op_k'(site s') + shift_j + t, goes to
+  // op_m(s') + L + R_k (shift_j + t - shift_s) + shift_c, with op_k o op_k' = op_m + L.
+  const int k = cell_[i].op;
+  const int s = cell_[i].site;
+  find(s);
+  // Carried over only when every product it needs is in the list; otherwise searched.
+  Int3 l;
+  for (std::size_t e = first_[s]; e < last_[s]; ++e)
+    if (product(k, cell_[all_[e].other].op, &l) < 0) {
+      search(i);
+      return;
+    }
+  const Matrix<int, 3, 3>& r = ops_[k].rotation();
+  for (std::size_t e = first_[s]; e < last_[s]; ++e) {
+    const Neighbour nb = all_[e]; // a copy: adding below may move the list
+    const CellAtom& cj = cell_[nb.other];
+    const int m = product(k, cj.op, &l);
+    int g = m * static_cast<int>(nsites_) + cj.site;
+    Int3 v, t;
+    for (int a = 0; a < 3; ++a)
+      v[a] = cj.shift[a] + nb.t[a] - cell_[s].shift[a];
+    for (int a = 0; a < 3; ++a)
+      t[a] = l[a] + r(a, 0) * v[0] + r(a, 1) * v[1] + r(a, 2) * v[2] + cell_[i].shift[a] -
+             cell_[g].shift[a];
+    if (repeat_of_[g].kept >= 0) { // a repeat of another image of the same site
+      t = add(t, repeat_of_[g].offset);
+      g = repeat_of_[g].kept;
+    }
+    if (g == i && t[0] == 0 && t[1] == 0 && t[2] == 0)
+      continue;
+    const double d =
+        std::sqrt(sqrdistance(cell_[i].orth, cell_[g].orth + orth_ * Point(t[0], t[1], t[2])));
+    if (d < limit(i, g))
+      all_.push_back({g, t, d});
+  }
 }
 
 // True when two cell atoms (the second moved by the lattice translation t) come from their
@@ -287,12 +353,33 @@ Point floor_point(const Point& p) {
 // The shortest distance between two fractional points over lattice translations, for the
 // nearly orthogonal question "is this the same place": rounding each difference to the nearest
 // whole number is exact enough below the 0.5 A scale.
-double lattice_distance(const CrystalMaker& cm, const Point& a, const Point& b) {
-  Point d = a - b;
-  for (int k = 0; k < 3; ++k)
-    d[k] -= std::round(d[k]);
-  return cm.to_orthogonal(d).length();
-}
+//
+// Most pairs asked about are plainly farther apart than the question's limit, and `below`
+// tells them without the full computation: a fractional difference f_k along axis k puts two
+// points at least |f_k| / |row k of the fractional matrix| apart.
+class LatticeDistance {
+public:
+  explicit LatticeDistance(const CrystalMaker& cm) : cm_(cm) {
+    const Matrix<double, 3, 3>& f = cm.fractional_matrix();
+    for (int k = 0; k < 3; ++k)
+      row_[k] = std::sqrt(f(k, 0) * f(k, 0) + f(k, 1) * f(k, 1) + f(k, 2) * f(k, 2));
+  }
+  /// The distance when it is below `limit`; otherwise the distance or `limit` itself.
+  double below(const Point& a, const Point& b, double limit) const {
+    Point d = a - b;
+    for (int k = 0; k < 3; ++k) {
+      d[k] -= std::round(d[k]);
+      // With a margin for rounding, so that no pair closer than the limit is passed over.
+      if (std::fabs(d[k]) > limit * row_[k] * (1.0 + 1e-9))
+        return limit;
+    }
+    return cm_.to_orthogonal(d).length();
+  }
+
+private:
+  const CrystalMaker& cm_;
+  std::array<double, 3> row_{};
+};
 
 std::string block_prefix(const CrystalDescription& d) {
   return d.source + ": block " + d.block + ": ";
@@ -449,6 +536,7 @@ std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
       keep.push_back(i);
     return keep;
   }
+  const LatticeDistance lattice_distance(cm);
   // Group keys: assembly and group number.
   std::map<std::pair<std::string, int>, int> group_id;
   std::vector<int> gid(sites.size(), -1);
@@ -481,7 +569,7 @@ std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
       if (j == i)
         continue;
       double lim = sites[i].element.covalent_radius() + sites[j].element.covalent_radius() + 0.4;
-      double d = lattice_distance(cm, sites[i].frac, sites[j].frac);
+      double d = lattice_distance.below(sites[i].frac, sites[j].frac, lim);
       if (d >= lim)
         continue;
       if (sites[j].group == 0) {
@@ -540,6 +628,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   for (const auto& w : desc.warnings)
     cm->add_warning(w);
   const auto& ops = cm->symmetry_operators();
+  const LatticeDistance lattice_distance(*cm);
 
   if (static_cast<int>(desc.sites.size()) > settings_.max_sites)
     throw CifError(where + "too many atom sites (" + std::to_string(desc.sites.size()) + ")");
@@ -596,7 +685,8 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     SiteAtom& s = sites[i];
     int& self = site_symmetry[i];
     for (std::size_t k = 1; k < ops.size(); ++k)
-      if (lattice_distance(*cm, ops[k].apply(s.frac), s.frac) < settings_.merge_distance)
+      if (lattice_distance.below(ops[k].apply(s.frac), s.frac, settings_.merge_distance) <
+          settings_.merge_distance)
         ++self;
     bool partly = s.occupancy < 0.99 && s.occupancy * self < 0.99;
     if (partly)
@@ -644,6 +734,9 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // Two images of a site coincide only when an operator maps the site onto itself, so sites on
   // general positions are passed over.
   std::vector<RepeatOf> repeat_of(cell.size());
+  // How far the dropped images of each site lie from the ones kept for them (0 when exactly
+  // on its special position).
+  std::vector<double> twin_offset(sites.size(), 0.0);
   {
     std::vector<int> kept;
     for (std::size_t s = 0; s < sites.size(); ++s) {
@@ -654,7 +747,9 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         const std::size_t ci = k * sites.size() + s;
         CellAtom& c = cell[ci];
         for (int j : kept)
-          if (lattice_distance(*cm, c.frac, cell[j].frac) < settings_.merge_distance) {
+          if (const double d = lattice_distance.below(c.frac, cell[j].frac, settings_.merge_distance);
+              d < settings_.merge_distance) {
+            twin_offset[s] = std::max(twin_offset[s], d);
             c.alive = false;
             repeat_of[ci].kept = j;
             repeat_of[ci].offset = as_ints(c.frac - cell[j].frac);
@@ -671,14 +766,15 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   site_radius.reserve(sites.size());
   for (const SiteAtom& s : sites)
     site_radius.push_back(s.element.covalent_radius());
-  NeighbourTable near;
+  std::optional<CellNeighbours> neighbours;
   try {
-    near = cell_neighbours(cell, sites.size(), site_radius, bps.tolerance,
-                           settings_.merge_distance + 0.01, repeat_of, *cm,
-                           static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
+    neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
+                       settings_.merge_distance + 0.01, repeat_of, *cm,
+                       static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
   } catch (const std::length_error& e) {
     throw CifError(where + e.what());
   }
+  CellNeighbours& near = *neighbours;
 
   auto clash_distance = [&](const SiteAtom& x, const SiteAtom& y) {
     if (x.element.is_hydrogen() || y.element.is_hydrogen())
@@ -692,7 +788,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   std::vector<char> site_dropped(sites.size(), 0);
   for (std::size_t i = 0; i < sites.size(); ++i) {
     const CellAtom& ci = cell[i];
-    for (const Neighbour& nb : near[i]) {
+    for (const Neighbour& nb : near.of(static_cast<int>(i))) {
       if (nb.other >= static_cast<int>(sites.size()) || nb.other == static_cast<int>(i))
         continue;
       const SiteAtom& a = sites[ci.site];
@@ -726,110 +822,168 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
 
   // Images that land on an atom already placed: the same atom on a special position, or the
   // symmetry image of a molecule disordered across a symmetry element, which gives way to the
-  // asymmetric unit's orientation.
-  for (std::size_t i = 0; i < cell.size(); ++i) {
-    if (!cell[i].alive)
+  // asymmetric unit's orientation. `slack` widens the test by how far a pair's distance may
+  // differ from the one measured.
+  auto overlapping = [&](int i, const Neighbour& nb, double slack) {
+    const SiteAtom& a = sites[cell[i].site];
+    const SiteAtom& b = sites[cell[nb.other].site];
+    const double d = nb.d - slack;
+    bool duplicate = d < settings_.merge_distance;
+    bool clash = a.partial && b.partial && d < clash_distance(a, b);
+    // A negative disorder group is disordered across a symmetry element: an image of it
+    // within bonding reach of another image of a negative group is the other orientation.
+    bool other_orientation =
+        a.group < 0 && b.group < 0 && (slack > 0 || !same_image(cell[i], cell[nb.other], nb.t)) &&
+        d < a.element.covalent_radius() + b.element.covalent_radius() + bps.tolerance;
+    return duplicate || clash || other_orientation;
+  };
+  // Symmetry keeps distances: every pair of images is the image of a pair in an
+  // asymmetric-unit list, at the same distance up to how far a dropped repeat lies from the
+  // image kept for it. When no such pair could overlap, no image is looked at.
+  bool images_may_overlap = !near.derived_by_symmetry();
+  for (std::size_t s = 0; s < sites.size() && !images_may_overlap; ++s) {
+    if (!cell[s].alive)
       continue;
-    for (const Neighbour& nb : near[i]) {
-      if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
-        continue;
-      const SiteAtom& a = sites[cell[i].site];
-      const SiteAtom& b = sites[cell[nb.other].site];
-      bool duplicate = nb.d < settings_.merge_distance;
-      bool clash = a.partial && b.partial && nb.d < clash_distance(a, b);
-      // A negative disorder group is disordered across a symmetry element: an image of it
-      // within bonding reach of another image of a negative group is the other orientation.
-      bool other_orientation =
-          a.group < 0 && b.group < 0 && !same_image(cell[i], cell[nb.other], nb.t) &&
-          nb.d < a.element.covalent_radius() + b.element.covalent_radius() + bps.tolerance;
-      if (duplicate || clash || other_orientation) {
-        cell[i].alive = false;
+    for (const Neighbour& nb : near.of(static_cast<int>(s)))
+      if (cell[nb.other].alive &&
+          overlapping(static_cast<int>(s), nb, twin_offset[cell[nb.other].site] + 1e-6)) {
+        images_may_overlap = true;
         break;
       }
-    }
   }
+  if (images_may_overlap)
+    for (std::size_t i = 0; i < cell.size(); ++i) {
+      if (!cell[i].alive)
+        continue;
+      for (const Neighbour& nb : near.of(static_cast<int>(i))) {
+        if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
+          continue;
+        if (overlapping(static_cast<int>(i), nb, 0.0)) {
+          cell[i].alive = false;
+          break;
+        }
+      }
+    }
 
-  // Bonds between the atoms left, each hydrogen keeping its shortest.
+  // Bonds between the atoms left, each hydrogen keeping its shortest. An atom's bonds are
+  // found when something first asks for them, from its neighbour list; a hydrogen's choice
+  // looks at its own list, so that both ends of a bond agree.
   BondPerception perception(bps);
   std::vector<char> site_metal(sites.size()), site_hydrogen(sites.size());
   for (std::size_t i = 0; i < sites.size(); ++i) {
     site_metal[i] = sites[i].element.is_metal();
     site_hydrogen[i] = sites[i].element.is_hydrogen();
   }
-  std::vector<CellEdge> edges;
-  for (std::size_t i = 0; i < cell.size(); ++i) {
-    if (!cell[i].alive)
-      continue;
-    for (const Neighbour& nb : near[i]) {
-      if (!cell[nb.other].alive)
-        continue;
-      // Each pair once: from the lower index, or for an atom and its own lattice image from
-      // the positive translation.
-      if (nb.other < static_cast<int>(i))
-        continue;
-      if (nb.other == static_cast<int>(i) && nb.t < std::array<int, 3>{0, 0, 0})
-        continue;
-      const Element& ea = sites[cell[i].site].element;
-      const Element& eb = sites[cell[nb.other].site].element;
-      if (!perception.is_bond_length(ea, eb, nb.d))
-        continue;
-      // Atoms of a negative disorder group bond to symmetry images only through ordered atoms.
-      int ga = sites[cell[i].site].group, gb = sites[cell[nb.other].site].group;
-      if ((ga < 0 || gb < 0) && ga != 0 && gb != 0 &&
-          !same_image(cell[i], cell[nb.other], nb.t))
-        continue;
-      edges.push_back({static_cast<int>(i), nb.other, nb.t, nb.d,
-                       site_metal[cell[i].site] || site_metal[cell[nb.other].site]});
+  const Matrix<double, 3, 3>& orth = cm->orthogonal_matrix();
+  // A pair as a bond: the lower cell atom a, the higher b and the translation t that takes b
+  // to a's partner (of an atom and its own lattice image, the positive one), with its length
+  // measured from a, so that both ends of a bond see the same number to the last bit. Bonds
+  // are taken shortest first, lengths compared to 1e-5 A: symmetry-equivalent bonds, equal but
+  // for rounding, then come in the order of their atoms, so where a polymer is cut does not
+  // hang on the last bit of a distance.
+  struct BondKey {
+    long long length = 0;
+    int a = -1, b = -1;
+    Int3 t{0, 0, 0};
+    bool operator<(const BondKey& o) const {
+      return std::tie(length, a, b, t) < std::tie(o.length, o.a, o.b, o.t);
     }
-  }
-  // Shortest first. Lengths are compared to 1e-5 A: symmetry-equivalent bonds, equal but for
-  // rounding, then come in index order, so where a polymer is cut does not hang on the last
-  // bit of a distance.
-  for (CellEdge& e : edges)
-    e.key = std::llround(e.d * 1e5);
-  std::sort(edges.begin(), edges.end(), [](const CellEdge& x, const CellEdge& y) {
-    return x.key != y.key ? x.key < y.key : (x.a != y.a ? x.a < y.a : x.b < y.b);
-  });
-  {
-    std::vector<char> h_used(cell.size(), 0);
-    std::vector<CellEdge> kept;
-    for (const CellEdge& e : edges) {
-      bool ha = site_hydrogen[cell[e.a].site];
-      bool hb = site_hydrogen[cell[e.b].site];
-      if ((ha && h_used[e.a]) || (hb && h_used[e.b]))
-        continue;
-      if (ha)
-        h_used[e.a] = 1;
-      if (hb)
-        h_used[e.b] = 1;
-      kept.push_back(e);
+    bool same_pair(const BondKey& o) const { return a == o.a && b == o.b && t == o.t; }
+  };
+  // The bond that a listed neighbour of x makes, or false when it is none.
+  auto bond_to = [&](int x, const Neighbour& nb, BondKey* key) {
+    const int o = nb.other;
+    if (!cell[o].alive)
+      return false;
+    const SiteAtom& sx = sites[cell[x].site];
+    const SiteAtom& so = sites[cell[o].site];
+    // Atoms of a negative disorder group bond to symmetry images only through ordered atoms.
+    if ((sx.group < 0 || so.group < 0) && sx.group != 0 && so.group != 0 &&
+        !same_image(cell[x], cell[o], nb.t))
+      return false;
+    key->a = std::min(x, o);
+    key->b = std::max(x, o);
+    key->t = x < o || (x == o && negate(nb.t) < nb.t) ? nb.t : negate(nb.t);
+    const Point to_b = orth * Point(key->t[0], key->t[1], key->t[2]);
+    const double d = std::sqrt(sqrdistance(cell[key->a].orth, cell[key->b].orth + to_b));
+    if (!perception.is_bond_length(sx.element, so.element, d))
+      return false;
+    key->length = std::llround(d * 1e5);
+    return true;
+  };
+  // The one bond each hydrogen keeps (a == -1: none); `a == -2` until asked.
+  std::vector<BondKey> h_bond(cell.size(), BondKey{0, -2, -2, {0, 0, 0}});
+  auto hydrogen_bond_of = [&](int h) -> const BondKey& {
+    BondKey& best = h_bond[h];
+    if (best.a == -2) {
+      best.a = -1;
+      BondKey k;
+      for (const Neighbour& nb : near.of(h))
+        if (bond_to(h, nb, &k) && (best.a == -1 || k < best))
+          best = k;
     }
-    edges.swap(kept);
-  }
+    return best;
+  };
+  auto is_hydrogen = [&](int x) { return site_hydrogen[cell[x].site] != 0; };
+
+  // Each atom's bonds, shortest first (of an atom and its own image, the positive translation
+  // first). Found once; a bond to an atom dropped since is passed over where it is read.
+  struct Arc {
+    int to;
+    std::array<int, 3> t;
+    bool metal;
+  };
+  const int ncell = static_cast<int>(cell.size());
+  std::vector<std::vector<Arc>> arcs(ncell);
+  std::vector<char> arcs_found(ncell, 0);
+  std::vector<Neighbour> listed;
+  struct Candidate {
+    BondKey key;
+    bool reversed;
+    Arc arc;
+  };
+  std::vector<Candidate> candidates;
+  auto arcs_of = [&](int x) -> const std::vector<Arc>& {
+    if (arcs_found[x])
+      return arcs[x];
+    arcs_found[x] = 1;
+    near.copy_of(x, listed); // a copy: a hydrogen's choice may find other lists
+    candidates.clear();
+    BondKey k;
+    for (const Neighbour& nb : listed) {
+      if (!bond_to(x, nb, &k))
+        continue;
+      if (is_hydrogen(x) && !hydrogen_bond_of(x).same_pair(k))
+        continue;
+      if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
+        continue;
+      const bool reversed = !(x == k.a && nb.t == k.t);
+      candidates.push_back(
+          {k, reversed,
+           {nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]}});
+    }
+    std::sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
+      return p.key < q.key || (!(q.key < p.key) && p.reversed < q.reversed);
+    });
+    std::vector<Arc>& out = arcs[x];
+    out.reserve(candidates.size());
+    for (const Candidate& c : candidates)
+      out.push_back(c.arc);
+    return out;
+  };
 
   // Hydrogen disorder: partly occupied hydrogens beyond what the parent atom's valence allows
-  // are dropped, lowest occupancy first (then the last written).
+  // are dropped, lowest occupancy first (then the last written). Dropping a hydrogen drops
+  // its bond.
   const bool partial_hydrogens = std::any_of(sites.begin(), sites.end(), [](const SiteAtom& a) {
     return a.element.is_hydrogen() && (a.occupancy < 0.9 || a.flagged_partial);
   });
   if (partial_hydrogens) {
-    std::vector<std::vector<int>> edge_of(cell.size());
-    for (std::size_t k = 0; k < edges.size(); ++k) {
-      edge_of[edges[k].a].push_back(static_cast<int>(k));
-      edge_of[edges[k].b].push_back(static_cast<int>(k));
-    }
-    std::vector<char> edge_dead(edges.size(), 0);
-    auto other_end = [&](int k, int x) { return edges[k].a == x ? edges[k].b : edges[k].a; };
     auto h_parent = [&](int h) {
-      for (int k : edge_of[h])
-        if (!edge_dead[k])
-          return other_end(k, h);
+      for (const Arc& arc : arcs_of(h))
+        if (cell[arc.to].alive)
+          return arc.to;
       return -1;
-    };
-    auto kill = [&](int atom) {
-      cell[atom].alive = false;
-      for (int k : edge_of[atom])
-        edge_dead[k] = 1;
     };
     auto is_partial_h = [&](int x) {
       const SiteAtom& s = sites[cell[x].site];
@@ -839,7 +993,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       double ox = sites[cell[x].site].occupancy, oy = sites[cell[y].site].occupancy;
       return ox != oy ? ox < oy : x > y;
     };
-    for (std::size_t x = 0; x < cell.size(); ++x) {
+    for (int x = 0; x < ncell; ++x) {
       if (!cell[x].alive)
         continue;
       const SiteAtom& s = sites[cell[x].site];
@@ -852,13 +1006,12 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         valence = 4;
       std::vector<int> hs;
       int heavy = 0;
-      for (int k : edge_of[x]) {
-        if (edge_dead[k])
+      for (const Arc& arc : arcs_of(x)) {
+        if (!cell[arc.to].alive)
           continue;
-        int o = other_end(k, static_cast<int>(x));
-        const SiteAtom& so = sites[cell[o].site];
+        const SiteAtom& so = sites[cell[arc.to].site];
         if (so.element.is_hydrogen())
-          hs.push_back(o);
+          hs.push_back(arc.to);
         else if (!so.element.is_metal())
           ++heavy;
       }
@@ -872,44 +1025,42 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       for (int h : partial_hs) {
         if (count <= allowed)
           break;
-        kill(h);
+        cell[h].alive = false;
         --count;
       }
     }
     // Half hydrogens on both oxygens of a carboxylic acid (or both nitrogens of an amidine):
     // one acid, one hydrogen.
-    for (std::size_t h1 = 0; h1 < cell.size(); ++h1) {
-      if (!cell[h1].alive || !is_partial_h(static_cast<int>(h1)))
+    for (int h1 = 0; h1 < ncell; ++h1) {
+      if (!cell[h1].alive || !is_partial_h(h1))
         continue;
-      int x1 = h_parent(static_cast<int>(h1));
+      int x1 = h_parent(h1);
       if (x1 < 0)
         continue;
-      for (int k1 : edge_of[x1]) {
-        if (edge_dead[k1] || !cell[h1].alive)
+      for (const Arc& a1 : arcs_of(x1)) {
+        if (!cell[a1.to].alive || !cell[h1].alive)
           continue;
-        int y = other_end(k1, x1);
+        int y = a1.to;
         if (sites[cell[y].site].element.is_hydrogen() || sites[cell[y].site].element.is_metal())
           continue;
-        for (int k2 : edge_of[y]) {
-          if (edge_dead[k2])
+        for (const Arc& a2 : arcs_of(y)) {
+          if (!cell[a2.to].alive)
             continue;
-          int x2 = other_end(k2, y);
+          int x2 = a2.to;
           if (x2 == x1)
             continue;
           const Element& e2 = sites[cell[x2].site].element;
           if (e2 != Element(Element::Oxygen) && e2 != Element(Element::Nitrogen) &&
               e2 != Element(Element::Sulfur))
             continue;
-          for (int k3 : edge_of[x2]) {
-            if (edge_dead[k3])
-              continue;
-            int h2 = other_end(k3, x2);
-            if (h2 == static_cast<int>(h1) || !cell[h2].alive || !is_partial_h(h2))
+          for (const Arc& a3 : arcs_of(x2)) {
+            int h2 = a3.to;
+            if (h2 == h1 || !cell[h2].alive || !is_partial_h(h2))
               continue;
             double sum = sites[cell[h1].site].occupancy + sites[cell[h2].site].occupancy;
             if (sum > 1.1)
               continue;
-            kill(weaker(static_cast<int>(h1), h2) ? static_cast<int>(h1) : h2);
+            cell[weaker(h1, h2) ? h1 : h2].alive = false;
             break;
           }
           if (!cell[h1].alive)
@@ -917,44 +1068,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         }
       }
     }
-    std::vector<CellEdge> kept;
-    for (std::size_t k = 0; k < edges.size(); ++k)
-      if (!edge_dead[k] && cell[edges[k].a].alive && cell[edges[k].b].alive)
-        kept.push_back(edges[k]);
-    edges.swap(kept);
   }
-
-  // Adjacency in both directions.
-  struct Arc {
-    int to;
-    std::array<int, 3> t;
-    bool metal;
-  };
-  // In one flat list: atom x's arcs are arc_list[arc_first[x]] to arc_list[arc_first[x + 1] - 1].
-  std::vector<int> arc_first(cell.size() + 1, 0);
-  for (const CellEdge& e : edges) {
-    ++arc_first[e.a + 1];
-    ++arc_first[e.b + 1];
-  }
-  for (std::size_t x = 0; x < cell.size(); ++x)
-    arc_first[x + 1] += arc_first[x];
-  std::vector<Arc> arc_list(edges.size() * 2);
-  {
-    std::vector<int> fill(arc_first.begin(), arc_first.end() - 1);
-    for (const CellEdge& e : edges) {
-      arc_list[fill[e.a]++] = {e.b, e.t, e.metal};
-      arc_list[fill[e.b]++] = {e.a, negate(e.t), e.metal};
-    }
-  }
-  struct ArcRange {
-    const Arc* b;
-    const Arc* e;
-    const Arc* begin() const { return b; }
-    const Arc* end() const { return e; }
-  };
-  auto arcs_of = [&](int x) {
-    return ArcRange{arc_list.data() + arc_first[x], arc_list.data() + arc_first[x + 1]};
-  };
 
   bool hydrogens_present = false, carbon_present = false;
   for (std::size_t c = 0; c < cell.size(); ++c)
@@ -972,7 +1086,6 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // the atom it is first met at. Only a piece that is itself endless (a covalent polymer) is
   // cut inside. A piece is found when molecule growth first reaches it, so that the images of
   // the asymmetric unit that no molecule uses are never walked.
-  const int ncell = static_cast<int>(cell.size());
   std::vector<int> piece(ncell, -1);
   std::vector<std::array<int, 3>> rel(ncell, std::array<int, 3>{0, 0, 0});
   struct Piece {
@@ -992,7 +1105,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     for (std::size_t k = 0; k < members.size(); ++k) {
       const int x = members[k];
       for (const Arc& arc : arcs_of(x)) {
-        if (arc.metal || piece[arc.to] >= 0)
+        if (arc.metal || piece[arc.to] >= 0 || !cell[arc.to].alive)
           continue;
         piece[arc.to] = id;
         rel[arc.to] = add(rel[x], arc.t);
@@ -1024,7 +1137,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       for (std::size_t xi = 0; xi < pieces[p].members.size(); ++xi) {
         const int x = pieces[p].members[xi];
         for (const Arc& arc : arcs_of(x)) {
-          if (!arc.metal)
+          if (!arc.metal || !cell[arc.to].alive)
             continue;
           int q = piece_of(arc.to);
           if (pieces[q].placed)

@@ -526,6 +526,52 @@ TEST(CrystalDisorder, NegativeGroupAcrossAnInversionCentre) {
   EXPECT_EQ(ordered->molecule(0)->natoms(), 6);
 }
 
+// Images of the asymmetric unit that land on atoms already there. Whether any image can is
+// judged from the asymmetric unit's own neighbours, so these cases must still be caught.
+TEST(CrystalOverlappingImages, WholeMoleculeWrittenOnAnInversionCentre) {
+  // Ethane centred on the inversion centre of P-1 but written out whole: the inverted image of
+  // each atom falls on another written atom and is the same atom.
+  const double a = 10;
+  std::vector<std::pair<std::string, Point>> atoms = {
+      {"C1", Point(0.765, 0, 0)},       {"C2", Point(-0.765, 0, 0)},
+      {"H1", Point(1.13, 1.03, 0)},     {"H2", Point(1.13, -0.51, 0.89)},
+      {"H3", Point(1.13, -0.51, -0.89)}, {"H4", Point(-1.13, -1.03, 0)},
+      {"H5", Point(-1.13, 0.51, -0.89)}, {"H6", Point(-1.13, 0.51, 0.89)}};
+  auto cm = read_crystal_from_string(
+      cif_block("ethane", cell_text(a, a, a), kP1bar, label_type_xyz(), rows_from_angstrom(a, atoms)),
+      "ethane.cif");
+  ASSERT_EQ(cm->nmolecules(), 1);
+  auto mol = cm->molecule(0);
+  EXPECT_EQ(mol->formula(), "C2 H6");
+  EXPECT_EQ(mol->nbonds(), 7);
+  expect_every_atom_once(*mol);
+  for (const auto& o : cm->atom_origins(0))
+    EXPECT_EQ(o.op, 0);
+}
+
+TEST(CrystalOverlappingImages, HalfOccupiedSolventAcrossAnInversionCentre) {
+  // Methanol at half occupancy, no disorder group, straddling the inversion centre: its
+  // inverted image is the other half of the disorder and gives way to the written one.
+  const double a = 10;
+  std::vector<std::pair<std::string, Point>> atoms = {
+      {"C1", Point(0.35, 0.1, 0)}, {"O1", Point(-1.05, 0.1, 0)}};
+  auto half = read_crystal_from_string(
+      cif_block("meoh", cell_text(a, a, a), kP1bar,
+                std::string(label_type_xyz()) + "\n_atom_site_occupancy",
+                rows_from_angstrom(a, atoms, " 0.5")),
+      "meoh.cif");
+  ASSERT_EQ(half->nmolecules(), 1);
+  EXPECT_EQ(half->molecule(0)->natoms(), 2);
+  EXPECT_EQ(half->molecule(0)->nbonds(), 1);
+  EXPECT_TRUE(half->has_disorder());
+  // Fully occupied, the same atoms are too close to their images to be one molecule each.
+  auto full = read_crystal_from_string(
+      cif_block("meoh", cell_text(a, a, a), kP1bar, label_type_xyz(), rows_from_angstrom(a, atoms)),
+      "meoh.cif");
+  ASSERT_EQ(full->nmolecules(), 1);
+  EXPECT_EQ(full->molecule(0)->natoms(), 4);
+}
+
 TEST(CrystalDisorder, UnlabelledAlternativesKeepTheHigherOccupancy) {
   const double a = 10;
   std::string tags = std::string(label_type_xyz()) + "\n_atom_site_occupancy";
