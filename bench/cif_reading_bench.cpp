@@ -73,7 +73,7 @@ void BM_ParseAssemblePerceive(benchmark::State& state) {
     auto start = std::chrono::steady_clock::now();
     for (const auto& b : bulk_blocks()) {
       try {
-        auto crystal = read_crystal(b.file, b.block_name);
+        auto crystal = read_crystal(b);
         benchmark::DoNotOptimize(crystal);
         ++built;
       } catch (const CifError&) {

@@ -662,8 +662,9 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
                        "FROM entries ORDER BY position;");
       while (st.step()) {
         ++rows;
+        // The index does not keep where a block lies in its file: the file is read whole.
         CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
-                             static_cast<int>(st.integer(3))};
+                             static_cast<int>(st.integer(3)), CifBlockRange{}};
         const bool readable = st.integer(4) != 0;
         std::string payload = readable ? st.blob(5) : st.text(6);
         sum.add(loc.id.str());

@@ -16,7 +16,10 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 namespace xtalmotif {
 
@@ -502,6 +505,22 @@ gemmi::cif::Block parse_block(const std::string& text, const BlockText& b,
   return std::move(doc.blocks.front());
 }
 
+THandle<CrystalMaker> build_block(const std::string& text, const BlockText& chosen,
+                                  const std::string& source) {
+  gemmi::cif::Block block = parse_block(text, chosen, source);
+  if (block.name.empty())
+    block.name = chosen.name;
+  CrystalDescription d;
+  try {
+    d = describe_block(block, source);
+  } catch (const CifError&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw CifError(source + ": block " + chosen.name + ": " + e.what());
+  }
+  return CrystalBuilder().build(d);
+}
+
 THandle<CrystalMaker> read_from_text(const std::string& text, const std::string& source,
                                      const std::string& block_name) {
   std::vector<BlockText> blocks = split_blocks(text);
@@ -532,18 +551,52 @@ THandle<CrystalMaker> read_from_text(const std::string& text, const std::string&
     if (!chosen)
       throw CifError(source + ": block " + block_name + ": no such data block");
   }
-  gemmi::cif::Block block = parse_block(text, *chosen, source);
-  if (block.name.empty())
-    block.name = chosen->name;
-  CrystalDescription d;
-  try {
-    d = describe_block(block, source);
-  } catch (const CifError&) {
-    throw;
-  } catch (const std::exception& e) {
-    throw CifError(source + ": block " + chosen->name + ": " + e.what());
+  return build_block(text, *chosen, source);
+}
+
+// The text of one block read from its place in the file, with a few bytes beyond it; false
+// when the file is not as it was when the range was taken (another size, or no `data_` line
+// with the block's name at the start of the range).
+bool read_block_text(const std::string& path, const std::string& name, const CifBlockRange& r,
+                     std::string* text) {
+  if (r.length == 0 || r.length > kMaxFileBytes)
+    return false;
+  std::error_code ec;
+  const std::uintmax_t size = std::filesystem::file_size(path, ec);
+  if (ec || size != r.file_size)
+    return false;
+  // The next block's `data_` line, or the end of the file, must follow the range.
+  const std::size_t want = r.length + 5;
+  text->assign(want, '\0');
+  std::size_t got = 0;
+  unsigned char magic[2] = {0, 0};
+  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+    const bool gzipped = std::fread(magic, 1, 2, f) == 2 && magic[0] == 0x1f && magic[1] == 0x8b;
+    if (!gzipped && std::fseek(f, static_cast<long>(r.offset), SEEK_SET) == 0)
+      got = std::fread(&(*text)[0], 1, want, f);
+    std::fclose(f);
+    if (gzipped) {
+      // A compressed file is decompressed up to the block; only its text is kept.
+      gzFile g = gzopen(path.c_str(), "rb");
+      if (!g)
+        return false;
+      if (gzseek(g, static_cast<z_off_t>(r.offset), SEEK_SET) == static_cast<z_off_t>(r.offset)) {
+        int n = gzread(g, &(*text)[0], static_cast<unsigned>(want));
+        got = n > 0 ? static_cast<std::size_t>(n) : 0;
+      }
+      gzclose(g);
+    }
   }
-  return CrystalBuilder().build(d);
+  if (got < r.length)
+    return false;
+  const char* s = text->data();
+  if (!starts_with_ci(s, s + r.length, "data_") || text->compare(5, name.size(), name) != 0 ||
+      (r.length > 5 + name.size() && !std::isspace(static_cast<unsigned char>(s[5 + name.size()]))))
+    return false;
+  if (got > r.length && !starts_with_ci(s + r.length, s + got, "data_"))
+    return false;
+  text->resize(r.length);
+  return true;
 }
 
 } // namespace
@@ -553,6 +606,8 @@ std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
   std::vector<BlockText> blocks = split_blocks(text);
   if (blocks.empty())
     throw CifError(path + ": no data block (no data_ line) found");
+  std::error_code ec;
+  const std::uintmax_t size = std::filesystem::file_size(path, ec);
   std::vector<CifBlockInfo> out;
   out.reserve(blocks.size());
   for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -561,6 +616,12 @@ std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
     info.block_name = blocks[i].name;
     info.index = static_cast<int>(i);
     info.has_atom_sites = has_atom_site_coordinates(text, blocks[i]);
+    if (!ec) {
+      info.range.offset = blocks[i].begin;
+      info.range.length = blocks[i].end - blocks[i].begin;
+      info.range.first_line = blocks[i].first_line;
+      info.range.file_size = size;
+    }
     out.push_back(std::move(info));
   }
   return out;
@@ -578,6 +639,19 @@ int parse_cif_blocks(const std::string& path) {
 
 THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name) {
   return read_from_text(read_whole_file(path), path, block_name);
+}
+
+THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name,
+                                   const CifBlockRange& range) {
+  std::string text;
+  if (!block_name.empty() && read_block_text(path, block_name, range, &text)) {
+    BlockText b;
+    b.name = block_name;
+    b.end = text.size();
+    b.first_line = range.first_line;
+    return build_block(text, b, path);
+  }
+  return read_crystal(path, block_name);
 }
 
 THandle<CrystalMaker> read_crystal_from_string(const std::string& cif_text,

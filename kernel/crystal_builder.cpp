@@ -143,11 +143,20 @@ private:
   const OperatorTable table_;
   bool derived_by_symmetry_ = false;
 
-  // The grid: the cell cut into ng_[k] slabs along each axis; an atom's partners lie within
-  // span_[k] slabs of its own, across the cell's faces too. Cube c holds the atoms
-  // sorted_[cube_first_[c]] to sorted_[cube_first_[c + 1] - 1].
-  Int3 ng_{{1, 1, 1}}, span_{{1, 1, 1}};
+  // The grid: the cell cut into ng_[k] slabs along each axis. Cube c holds the atoms
+  // grid_[cube_first_[c]] to grid_[cube_first_[c + 1] - 1].
+  Int3 ng_{{1, 1, 1}};
   std::vector<int> cube_first_;
+  // The length of row k of the fractional matrix: a point within r of another differs from it
+  // by at most r * row_[k] along axis k.
+  std::array<double, 3> row_{};
+  double max_radius_ = 0;
+  // The slabs a search reaches along each axis: the slab of the cell each wraps onto and the
+  // lattice translation that takes it there. Kept between searches to save allocations.
+  struct Slab {
+    int wrapped, t;
+  };
+  std::array<std::vector<Slab>, 3> slabs_;
   // The atoms in cube order, with what the search reads of them side by side.
   struct GridAtom {
     double x, y, z;
@@ -198,16 +207,17 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   if (per_atom * n > 8.0 * static_cast<double>(max_points))
     throw std::length_error("cell too small for the reach of its bonds");
 
-  // Slabs at least `margin` thick.
-  for (int k = 0; k < 3; ++k)
+  // Slabs at least `margin` thick, so that a query reaches into a few of them along each axis.
+  for (int k = 0; k < 3; ++k) {
+    row_[k] = margin[k] / cutoff;
     ng_[k] = margin[k] >= 1.0 ? 1 : std::max(1, static_cast<int>(1.0 / margin[k]));
+  }
   // Few atoms in a large cell: no more cubes than a few per atom.
   while (static_cast<double>(ng_[0]) * ng_[1] * ng_[2] > 2.0 * n + 64) {
     int k = static_cast<int>(std::max_element(ng_.begin(), ng_.end()) - ng_.begin());
     ng_[k] = std::max(1, ng_[k] * 4 / 5);
   }
-  for (int k = 0; k < 3; ++k)
-    span_[k] = std::max(1, static_cast<int>(std::ceil(margin[k] * ng_[k])));
+  max_radius_ = max_radius;
   // Counting sort keeps each cube's atoms contiguous. Repeats of a site are not in the grid.
   const std::size_t ncubes = static_cast<std::size_t>(ng_[0]) * ng_[1] * ng_[2];
   cube_first_.assign(ncubes + 1, 0);
@@ -248,19 +258,21 @@ void CellNeighbours::find(int i) {
 void CellNeighbours::search(int q) {
   const Point& p = cell_[q].orth;
   const double own = site_radius_[cell_[q].site] + tolerance_;
-  const Int3 cq = cube_of(cell_[q].frac);
-  // Along each axis, the slabs within reach: the slab of the cell each one wraps onto and the
-  // lattice translation that takes it there (floor division), worked out once per axis
-  // rather than once per cube.
-  struct Slab {
-    int wrapped, t;
-  };
-  std::array<std::vector<Slab>, 3> slabs;
-  for (int k = 0; k < 3; ++k)
-    for (int x = cq[k] - span_[k]; x <= cq[k] + span_[k]; ++x) {
+  // Along each axis, the slabs within this atom's reach (its radius and the largest, plus the
+  // tolerance), across the cell's faces too; floor division gives the translation.
+  const Point& f = cell_[q].frac;
+  const double reach = std::max(own + max_radius_, min_limit_);
+  auto& slabs = slabs_;
+  for (int k = 0; k < 3; ++k) {
+    slabs[k].clear();
+    const double m = reach * row_[k] + 1e-9;
+    const int lo = static_cast<int>(std::floor((f[k] - m) * ng_[k]));
+    const int hi = static_cast<int>(std::floor((f[k] + m) * ng_[k]));
+    for (int x = lo; x <= hi; ++x) {
       const int t = x >= 0 ? x / ng_[k] : -((-x + ng_[k] - 1) / ng_[k]);
       slabs[k].push_back({x - t * ng_[k], t});
     }
+  }
   for (const Slab& s0 : slabs[0])
     for (const Slab& s1 : slabs[1])
       for (const Slab& s2 : slabs[2]) {

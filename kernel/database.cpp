@@ -28,9 +28,10 @@ std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id) {
 CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
                                                              std::string file,
                                                              std::string block_name,
-                                                             int block_index)
+                                                             int block_index,
+                                                             CifBlockRange range)
     : id_(std::move(id)), file_(std::move(file)), block_(std::move(block_name)),
-      block_index_(block_index) {}
+      block_index_(block_index), range_(range) {}
 
 CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
                                                              THandle<CrystalMaker> crystal)
@@ -44,7 +45,7 @@ THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
   if (held_)
     return copy_crystal(*held_);
   try {
-    return read_crystal(file_, block_);
+    return read_crystal(file_, block_, range_);
   } catch (const CifError&) {
     throw;
   } catch (const std::bad_alloc&) {
@@ -223,7 +224,7 @@ CifDatabase::CifDatabase(std::vector<std::string> sources) : sources_(std::move(
     for (const auto& b : blocks) {
       if (!b.has_atom_sites)
         continue;
-      locations_.push_back({DatabaseEntryIdentifier(), file, b.block_name, b.index});
+      locations_.push_back({DatabaseEntryIdentifier(), file, b.block_name, b.index, b.range});
       any = true;
     }
     if (!any)
@@ -254,7 +255,7 @@ THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(int i) const {
     throw std::out_of_range(out_of_range_text(i));
   const auto& loc = locations_[static_cast<std::size_t>(i)];
   return make_handle<CrystalStructureDatabaseEntry>(loc.id, loc.file, loc.block_name,
-                                                    loc.block_index);
+                                                    loc.block_index, loc.range);
 }
 
 THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(const DatabaseEntryIdentifier& id) const {

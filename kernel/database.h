@@ -1,6 +1,7 @@
 #ifndef XTALMOTIF_KERNEL_DATABASE_H
 #define XTALMOTIF_KERNEL_DATABASE_H
 
+#include "kernel/cif_reader.h"
 #include "kernel/crystal_maker.h"
 #include "kernel/handle.h"
 
@@ -57,9 +58,11 @@ std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id);
 /// as a fresh deep copy each time.
 class CrystalStructureDatabaseEntry {
 public:
-  /// An entry for data block `block_name` (position `block_index` in its file) of `file`.
+  /// An entry for data block `block_name` (position `block_index` in its file) of `file`;
+  /// with the block's place in the file known, only its text is read.
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, std::string file,
-                                std::string block_name, int block_index = 0);
+                                std::string block_name, int block_index = 0,
+                                CifBlockRange range = {});
   /// An entry for a structure that already exists in memory.
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, THandle<CrystalMaker> crystal);
 
@@ -81,6 +84,7 @@ private:
   std::string file_;
   std::string block_;
   int block_index_ = 0;
+  CifBlockRange range_;
   THandle<CrystalMaker> held_;
 };
 
@@ -108,6 +112,8 @@ struct CifEntryLocation {
   std::string file;
   std::string block_name;
   int block_index = 0;
+  /// Where the block lies in its file; unknown (read the file whole) when not recorded.
+  CifBlockRange range;
 };
 
 /// A database of crystal structures read from CIF files.

@@ -277,16 +277,70 @@ TEST(CifBlocks, ABrokenBlockFailsAloneAndNamesItsLine) {
   EXPECT_DOUBLE_EQ(read_crystal(path.string(), "third")->a(), 8.0);
   // The first block with atom sites when no block is named.
   EXPECT_DOUBLE_EQ(read_crystal(path.string(), "")->a(), 5.0);
-  try {
-    read_crystal(path.string(), "broken");
-    FAIL() << "no exception";
-  } catch (const CifError& e) {
-    std::string m = e.what();
-    EXPECT_NE(m.find(path.string() + ": block broken: "), std::string::npos) << m;
-    // The file's line number: two global lines, the first block, then line 4 of this one.
-    int line = 2 + static_cast<int>(std::count(good1.begin(), good1.end(), '\n')) + 4;
-    EXPECT_NE(m.find("line " + std::to_string(line)), std::string::npos) << m;
+  // Read by name from the whole file, and from the block's own place in it.
+  for (int by_place = 0; by_place < 2; ++by_place)
+    try {
+      if (by_place)
+        read_crystal(blocks[2]);
+      else
+        read_crystal(path.string(), "broken");
+      FAIL() << "no exception";
+    } catch (const CifError& e) {
+      std::string m = e.what();
+      EXPECT_NE(m.find(path.string() + ": block broken: "), std::string::npos) << m;
+      // The file's line number: two global lines, the first block, then line 4 of this one.
+      int line = 2 + static_cast<int>(std::count(good1.begin(), good1.end(), '\n')) + 4;
+      EXPECT_NE(m.find("line " + std::to_string(line)), std::string::npos) << m;
+    }
+}
+
+// A listed block is read from its place in the file alone; a file changed since it was listed
+// is read whole and the block found by name, so the structure is always the one named.
+TEST(CifBlocks, ABlockIsReadFromItsPlaceInTheFile) {
+  const std::string global = "data_global\n_journal_year 2020\n";
+  const std::string first_body =
+      cif_block("first", cell_text(5, 6, 7), "", label_type_xyz(), kOneCarbon);
+  const std::string first = first_body + "# two\n";
+  std::string third =
+      cif_block("third", cell_text(8, 8, 8), "", label_type_xyz(), "N1 N 0.5 0.5 0.5");
+  // Of one length, so that swapping them leaves every block boundary where it was.
+  ASSERT_GE(first.size(), third.size() + 2);
+  third += "#" + std::string(first.size() - third.size() - 2, 'x') + "\n";
+  ASSERT_EQ(first.size(), third.size());
+  testing::TempDir dir;
+  auto plain = dir.write("multi.cif", global + first + third);
+  auto gz = dir.path() / "multi.cif.gz";
+  gzFile f = gzopen(gz.string().c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  const std::string text = global + first + third;
+  gzwrite(f, text.data(), static_cast<unsigned>(text.size()));
+  gzclose(f);
+  for (const auto& path : {plain, gz}) {
+    auto blocks = list_cif_blocks(path.string());
+    ASSERT_EQ(blocks.size(), 3u);
+    EXPECT_EQ(blocks[1].range.offset, global.size());
+    EXPECT_EQ(blocks[1].range.length, first.size());
+    EXPECT_EQ(blocks[1].range.first_line, 3);
+    EXPECT_DOUBLE_EQ(read_crystal(blocks[1])->a(), 5.0) << path;
+    EXPECT_DOUBLE_EQ(read_crystal(blocks[2])->a(), 8.0) << path;
+    EXPECT_EQ(read_crystal(blocks[2])->molecule(0)->atom(0)->element(), Element(Element::Nitrogen));
   }
+  auto blocks = list_cif_blocks(plain.string());
+  // The same size, the blocks in the other order: each range holds the other block.
+  dir.write("multi.cif", global + third + first);
+  EXPECT_DOUBLE_EQ(read_crystal(blocks[1])->a(), 5.0);
+  EXPECT_DOUBLE_EQ(read_crystal(blocks[2])->a(), 8.0);
+  // The same size, the first block shorter by a comment and the last longer: the range still
+  // starts at the first block but no longer ends at the next.
+  dir.write("multi.cif", global + first_body + "# 2\n" + third + "\n\n");
+  EXPECT_DOUBLE_EQ(read_crystal(blocks[1])->a(), 5.0);
+  EXPECT_DOUBLE_EQ(read_crystal(blocks[2])->a(), 8.0);
+  // Grown: read whole.
+  dir.write("multi.cif", global + "_journal_volume 12\n" + first + third);
+  EXPECT_DOUBLE_EQ(read_crystal(blocks[2])->a(), 8.0);
+  // Gone: an error, not a structure.
+  std::filesystem::remove(plain);
+  EXPECT_THROW(read_crystal(blocks[1]), CifError);
 }
 
 TEST(CifBlocks, TextFieldsMayHoldDataLines) {

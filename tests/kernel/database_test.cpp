@@ -292,11 +292,11 @@ TEST(CifDatabaseEntries, GzippedFileReadsLikeThePlainOne) {
 
 TEST(CifDatabaseEntries, KnownLocationsNeedUniqueIdentifiers) {
   const std::string f = require_data("curated/acid__2300214-r274507.cif").string();
-  CifDatabase db({f}, {{DatabaseEntryIdentifier("IBU"), f, "2300214", 0}}, {"a note"});
+  CifDatabase db({f}, {{DatabaseEntryIdentifier("IBU"), f, "2300214", 0, {}}}, {"a note"});
   EXPECT_EQ(db.entry(DatabaseEntryIdentifier("IBU"))->crystal()->molecule(0)->natoms(), 33);
   EXPECT_EQ(db.problems(), std::vector<std::string>{"a note"});
-  EXPECT_THROW(CifDatabase({f}, {{DatabaseEntryIdentifier("IBU"), f, "2300214", 0},
-                                 {DatabaseEntryIdentifier("IBU"), f, "2300214", 0}}),
+  EXPECT_THROW(CifDatabase({f}, {{DatabaseEntryIdentifier("IBU"), f, "2300214", 0, {}},
+                                 {DatabaseEntryIdentifier("IBU"), f, "2300214", 0, {}}}),
                std::invalid_argument);
 }
 
