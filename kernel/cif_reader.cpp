@@ -251,11 +251,18 @@ std::vector<CrystalSymmetryOperator> from_gemmi(const gemmi::GroupOps& gops) {
 // neither: a mistyped row, or the operators of another setting.
 bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
                       const std::array<double, 6>& cell, std::string* why) {
+  auto closed = [&] {
+    int a = 0, b = 0;
+    if (OperatorTable(ops).closed(&a, &b))
+      return true;
+    *why = "operators " + ops[a].to_xyz() + " and " + ops[b].to_xyz() + " do not form a group";
+    return false;
+  };
   CrystalMaker cm;
   try {
     cm.set_cell(cell[0], cell[1], cell[2], cell[3], cell[4], cell[5]);
   } catch (const std::exception&) {
-    return true; // the cell itself is reported later
+    return closed(); // the cell itself is reported later
   }
   const Matrix<double, 3, 3>& m = cm.orthogonal_matrix();
   Matrix<double, 3, 3> g = m.transpose() * m;
@@ -273,12 +280,7 @@ bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
           return false;
         }
   }
-  int a = 0, b = 0;
-  if (!OperatorTable(ops).closed(&a, &b)) {
-    *why = "operators " + ops[a].to_xyz() + " and " + ops[b].to_xyz() + " do not form a group";
-    return false;
-  }
-  return true;
+  return closed();
 }
 
 // Symmetry from the operator loop, else the Hall symbol, else the Hermann-Mauguin symbol,
@@ -314,12 +316,14 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
     }
     if (!bad && !ops.empty()) {
       d.operators = ops;
+      d.operators_form_group = true;
       return;
     }
   }
   if (!hall.empty()) {
     try {
       d.operators = from_gemmi(gemmi::symops_from_hall(hall.c_str()));
+      d.operators_form_group = true;
       d.warnings.push_back("symmetry taken from the Hall symbol '" + hall + "'");
       return;
     } catch (const std::exception&) {
@@ -329,6 +333,7 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
   if (!hm.empty()) {
     if (const gemmi::SpaceGroup* sg = gemmi::find_spacegroup_by_name(hm, d.cell[3], d.cell[5])) {
       d.operators = from_gemmi(sg->operations());
+      d.operators_form_group = true;
       d.warnings.push_back("symmetry taken from the Hermann-Mauguin symbol '" + hm + "'");
       return;
     }
@@ -340,12 +345,14 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
       for (const gemmi::SpaceGroup& sg : gemmi::spacegroup_tables::main)
         if (sg.number == static_cast<int>(num) && sg.is_reference_setting()) {
           d.operators = from_gemmi(sg.operations());
+          d.operators_form_group = true;
           d.warnings.push_back("symmetry taken from the space-group number " + number_text);
           return;
         }
     }
   }
   d.operators.clear();
+  d.operators_form_group = true;
   d.warnings.push_back("no symmetry given; P1 assumed");
 }
 
@@ -392,6 +399,7 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
       xs.size() != zs.size())
     throw CifError(where + "no atom sites with coordinates");
   const std::size_t n = xs.size();
+  d.sites.reserve(n);
   // A column of another length than the coordinates' belongs to another loop: not used.
   auto site_column = [&](const char* tag) {
     const Column c = v.column(tag);

@@ -72,6 +72,35 @@ struct RepeatOf {
   Int3 offset{0, 0, 0};
 };
 
+/// Entries b to e - 1 of a vector that may grow while they are read: each is read through the
+/// vector when its turn comes, and handed out as a copy, so that adding to the vector (and
+/// moving it) between two steps does no harm.
+template <class T> class StableRange {
+public:
+  StableRange(const std::vector<T>& v, std::size_t b, std::size_t e) : v_(&v), b_(b), e_(e) {}
+  class iterator {
+  public:
+    iterator(const std::vector<T>* v, std::size_t k) : v_(v), k_(k) {}
+    T operator*() const { return (*v_)[k_]; }
+    iterator& operator++() {
+      ++k_;
+      return *this;
+    }
+    bool operator!=(const iterator& o) const { return k_ != o.k_; }
+
+  private:
+    const std::vector<T>* v_;
+    std::size_t k_;
+  };
+  iterator begin() const { return {v_, b_}; }
+  iterator end() const { return {v_, e_}; }
+  std::size_t size() const { return e_ - b_; }
+
+private:
+  const std::vector<T>* v_;
+  std::size_t b_, e_;
+};
+
 /// The pairs of cell atoms (with their lattice images) close enough for any decision the
 /// builder makes: closer than the sum of their covalent radii plus `tolerance`, or than
 /// `min_limit`.
@@ -82,32 +111,18 @@ struct RepeatOf {
 /// mapped back onto the cell atoms kept: most images of the asymmetric unit belong to no
 /// molecule that is built, and their lists are never needed.
 ///
-/// All lists live in one flat array, each atom's entries contiguous; finding a new list may move
-/// the array, so a list is read through `of` only while no other atom is asked for, and
-/// otherwise copied (`copy_of`).
+/// All lists live in one flat array, each atom's entries contiguous.
 class CellNeighbours {
 public:
-  struct Range {
-    const Neighbour* b;
-    const Neighbour* e;
-    const Neighbour* begin() const { return b; }
-    const Neighbour* end() const { return e; }
-  };
-
   CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
                  std::vector<double> site_radius, double tolerance, double min_limit,
                  const std::vector<RepeatOf>& repeat_of, const CrystalMaker& cm,
-                 std::size_t max_points);
+                 bool operators_form_group, std::size_t max_points);
 
-  /// Atom i's neighbours (found now if not yet).
-  Range of(int i) {
+  /// Atom i's neighbours (found now if not yet); other lists may be asked for while it is read.
+  StableRange<Neighbour> of(int i) {
     find(i);
-    return {all_.data() + first_[i], all_.data() + last_[i]};
-  }
-  /// The same, copied, for reading while other lists are found.
-  void copy_of(int i, std::vector<Neighbour>& out) {
-    const Range r = of(i);
-    out.assign(r.begin(), r.end());
+    return {all_, first_[i], last_[i]};
   }
   /// True when every list is the image of its site's list under an operator of the list
   /// (translations exact and the list a group), so that the distances met in the
@@ -176,7 +191,8 @@ private:
 CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
                                std::vector<double> site_radius, double tolerance,
                                double min_limit, const std::vector<RepeatOf>& repeat_of,
-                               const CrystalMaker& cm, std::size_t max_points)
+                               const CrystalMaker& cm, bool operators_form_group,
+                               std::size_t max_points)
     : cell_(cell), nsites_(nsites), site_radius_(std::move(site_radius)), tolerance_(tolerance),
       min_limit_(min_limit), repeat_of_(repeat_of), ops_(cm.symmetry_operators()),
       orth_(cm.orthogonal_matrix()), table_(ops_), first_(cell.size(), kNotFound),
@@ -185,7 +201,7 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   if (n == 0)
     return;
   int a = 0, b = 0;
-  derived_by_symmetry_ = table_.exact() && table_.closed(&a, &b);
+  derived_by_symmetry_ = table_.exact() && (operators_form_group || table_.closed(&a, &b));
   product_row_.resize(ops_.size());
   product_lattice_.resize(ops_.size());
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
@@ -380,7 +396,7 @@ public:
   double below(const Point& a, const Point& b, double limit) const {
     Point d = a - b;
     for (int k = 0; k < 3; ++k) {
-      d[k] -= std::round(d[k]);
+      d[k] -= round_half_away(d[k]);
       // With a margin for rounding, so that no pair closer than the limit is passed over.
       if (std::fabs(d[k]) > limit * row_[k] * (1.0 + 1e-9))
         return limit;
@@ -388,7 +404,24 @@ public:
     return cm_.to_orthogonal(d).length();
   }
 
+  /// How far along axis k, in fractions of the axis, two points within `limit` can be apart.
+  double reach_along(int k, double limit) const { return limit * row_[k]; }
+
 private:
+  // std::round, without the library call: whole part by truncation, which is exact for the
+  // fractional differences met here (well below 2^52).
+  static double round_half_away(double x) {
+    if (!(std::fabs(x) < 4.0e15))
+      return std::round(x);
+    double whole = static_cast<double>(static_cast<long long>(x));
+    const double rest = x - whole;
+    if (rest >= 0.5)
+      whole += 1.0;
+    else if (rest <= -0.5)
+      whole -= 1.0;
+    return whole;
+  }
+
   const CrystalMaker& cm_;
   std::array<double, 3> row_{};
 };
@@ -574,10 +607,47 @@ std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
       return;
     parent[find(a)] = find(b);
   };
-  // Ordered atoms that each grouped atom is bonded to.
+  // Ordered atoms that each grouped atom is bonded to. Only sites within bonding reach along
+  // the a axis are looked at: the sites sorted by their place along it (in the cell), and
+  // each grouped atom visits the stretch of the cell either side of its own.
+  double max_radius = 0;
+  for (const SiteAtom& a : sites)
+    max_radius = std::max(max_radius, a.element.covalent_radius());
+  const double reach = lattice_distance.reach_along(0, 2 * max_radius + 0.4) + 1e-9;
+  std::vector<std::pair<double, std::size_t>> along(sites.size());
+  for (std::size_t j = 0; j < sites.size(); ++j)
+    along[j] = {sites[j].frac[0] - std::floor(sites[j].frac[0]), j};
+  std::sort(along.begin(), along.end());
+  auto first_at = [&](double x) {
+    return static_cast<std::size_t>(
+        std::lower_bound(along.begin(), along.end(), std::make_pair(x, std::size_t{0})) -
+        along.begin());
+  };
+  std::vector<std::size_t> near_i;
+  auto within_reach = [&](std::size_t i) -> const std::vector<std::size_t>& {
+    near_i.clear();
+    const double x = sites[i].frac[0] - std::floor(sites[i].frac[0]);
+    auto take = [&](std::size_t b, std::size_t e) {
+      for (std::size_t k = b; k < e; ++k)
+        near_i.push_back(along[k].second);
+    };
+    const std::size_t n = along.size();
+    if (2 * reach >= 1.0) {
+      take(0, n);
+    } else if (x - reach < 0) {
+      take(0, first_at(std::nextafter(x + reach, 2.0)));
+      take(first_at(x - reach + 1.0), n);
+    } else if (x + reach >= 1.0) {
+      take(first_at(x - reach), n);
+      take(0, first_at(std::nextafter(x + reach - 1.0, 2.0)));
+    } else {
+      take(first_at(x - reach), first_at(std::nextafter(x + reach, 2.0)));
+    }
+    return near_i;
+  };
   std::vector<std::vector<std::size_t>> anchors(sites.size());
   for (std::size_t i : grouped) {
-    for (std::size_t j = 0; j < sites.size(); ++j) {
+    for (std::size_t j : within_reach(i)) {
       if (j == i)
         continue;
       double lim = sites[i].element.covalent_radius() + sites[j].element.covalent_radius() + 0.4;
@@ -650,6 +720,8 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   bool disorder = false;
   std::vector<SiteAtom> all_sites;
   std::vector<std::string> assembly;
+  all_sites.reserve(desc.sites.size());
+  assembly.reserve(desc.sites.size());
   for (std::size_t i = 0; i < desc.sites.size(); ++i) {
     const AtomSiteRecord& r = desc.sites[i];
     if (r.dummy)
@@ -680,12 +752,16 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       disorder = true;
     if (s.label.empty())
       s.label = s.element.symbol() + std::to_string(i + 1);
-    all_sites.push_back(s);
+    all_sites.push_back(std::move(s));
     assembly.push_back(r.disorder_assembly);
   }
   std::vector<SiteAtom> sites;
-  for (std::size_t i : choose_disorder_alternatives(*cm, all_sites, assembly))
-    sites.push_back(all_sites[i]);
+  {
+    const std::vector<std::size_t> kept = choose_disorder_alternatives(*cm, all_sites, assembly);
+    sites.reserve(kept.size());
+    for (std::size_t i : kept)
+      sites.push_back(std::move(all_sites[i]));
+  }
   if (sites.empty())
     throw CifError(where + "no atom sites with coordinates");
 
@@ -782,6 +858,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   try {
     neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
                        settings_.merge_distance + 0.01, repeat_of, *cm,
+                       desc.operators_form_group,
                        static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
   } catch (const std::length_error& e) {
     throw CifError(where + e.what());
@@ -800,7 +877,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   std::vector<char> site_dropped(sites.size(), 0);
   for (std::size_t i = 0; i < sites.size(); ++i) {
     const CellAtom& ci = cell[i];
-    for (const Neighbour& nb : near.of(static_cast<int>(i))) {
+    for (const Neighbour nb : near.of(static_cast<int>(i))) {
       if (nb.other >= static_cast<int>(sites.size()) || nb.other == static_cast<int>(i))
         continue;
       const SiteAtom& a = sites[ci.site];
@@ -856,7 +933,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   for (std::size_t s = 0; s < sites.size() && !images_may_overlap; ++s) {
     if (!cell[s].alive)
       continue;
-    for (const Neighbour& nb : near.of(static_cast<int>(s)))
+    for (const Neighbour nb : near.of(static_cast<int>(s)))
       if (cell[nb.other].alive &&
           overlapping(static_cast<int>(s), nb, twin_offset[cell[nb.other].site] + 1e-6)) {
         images_may_overlap = true;
@@ -867,7 +944,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     for (std::size_t i = 0; i < cell.size(); ++i) {
       if (!cell[i].alive)
         continue;
-      for (const Neighbour& nb : near.of(static_cast<int>(i))) {
+      for (const Neighbour nb : near.of(static_cast<int>(i))) {
         if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
           continue;
         if (overlapping(static_cast<int>(i), nb, 0.0)) {
@@ -930,7 +1007,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (best.a == -2) {
       best.a = -1;
       BondKey k;
-      for (const Neighbour& nb : near.of(h))
+      for (const Neighbour nb : near.of(h))
         if (bond_to(h, nb, &k) && (best.a == -1 || k < best))
           best = k;
     }
@@ -939,49 +1016,48 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   auto is_hydrogen = [&](int x) { return site_hydrogen[cell[x].site] != 0; };
 
   // Each atom's bonds, shortest first (of an atom and its own image, the positive translation
-  // first). Found once; a bond to an atom dropped since is passed over where it is read.
+  // first), all in one flat list. Found once; a bond to an atom dropped since is passed over
+  // where it is read.
   struct Arc {
     int to;
     std::array<int, 3> t;
     bool metal;
   };
   const int ncell = static_cast<int>(cell.size());
-  std::vector<std::vector<Arc>> arcs(ncell);
-  std::vector<char> arcs_found(ncell, 0);
-  std::vector<Neighbour> listed;
+  constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+  std::vector<Arc> all_arcs;
+  std::vector<std::size_t> arcs_first(ncell, kNotFound), arcs_last(ncell, kNotFound);
   struct Candidate {
     BondKey key;
     bool reversed;
     Arc arc;
   };
   std::vector<Candidate> candidates;
-  auto arcs_of = [&](int x) -> const std::vector<Arc>& {
-    if (arcs_found[x])
-      return arcs[x];
-    arcs_found[x] = 1;
-    near.copy_of(x, listed); // a copy: a hydrogen's choice may find other lists
-    candidates.clear();
-    BondKey k;
-    for (const Neighbour& nb : listed) {
-      if (!bond_to(x, nb, &k))
-        continue;
-      if (is_hydrogen(x) && !hydrogen_bond_of(x).same_pair(k))
-        continue;
-      if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
-        continue;
-      const bool reversed = !(x == k.a && nb.t == k.t);
-      candidates.push_back(
-          {k, reversed,
-           {nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]}});
+  auto arcs_of = [&](int x) {
+    if (arcs_first[x] == kNotFound) {
+      candidates.clear();
+      BondKey k;
+      for (const Neighbour nb : near.of(x)) {
+        if (!bond_to(x, nb, &k))
+          continue;
+        if (is_hydrogen(x) && !hydrogen_bond_of(x).same_pair(k))
+          continue;
+        if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
+          continue;
+        const bool reversed = !(x == k.a && nb.t == k.t);
+        candidates.push_back(
+            {k, reversed,
+             {nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]}});
+      }
+      std::sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
+        return p.key < q.key || (!(q.key < p.key) && p.reversed < q.reversed);
+      });
+      arcs_first[x] = all_arcs.size();
+      for (const Candidate& c : candidates)
+        all_arcs.push_back(c.arc);
+      arcs_last[x] = all_arcs.size();
     }
-    std::sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
-      return p.key < q.key || (!(q.key < p.key) && p.reversed < q.reversed);
-    });
-    std::vector<Arc>& out = arcs[x];
-    out.reserve(candidates.size());
-    for (const Candidate& c : candidates)
-      out.push_back(c.arc);
-    return out;
+    return StableRange<Arc>(all_arcs, arcs_first[x], arcs_last[x]);
   };
 
   // Hydrogen disorder: partly occupied hydrogens beyond what the parent atom's valence allows
@@ -992,7 +1068,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   });
   if (partial_hydrogens) {
     auto h_parent = [&](int h) {
-      for (const Arc& arc : arcs_of(h))
+      for (const Arc arc : arcs_of(h))
         if (cell[arc.to].alive)
           return arc.to;
       return -1;
@@ -1018,7 +1094,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         valence = 4;
       std::vector<int> hs;
       int heavy = 0;
-      for (const Arc& arc : arcs_of(x)) {
+      for (const Arc arc : arcs_of(x)) {
         if (!cell[arc.to].alive)
           continue;
         const SiteAtom& so = sites[cell[arc.to].site];
@@ -1049,13 +1125,13 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       int x1 = h_parent(h1);
       if (x1 < 0)
         continue;
-      for (const Arc& a1 : arcs_of(x1)) {
+      for (const Arc a1 : arcs_of(x1)) {
         if (!cell[a1.to].alive || !cell[h1].alive)
           continue;
         int y = a1.to;
         if (sites[cell[y].site].element.is_hydrogen() || sites[cell[y].site].element.is_metal())
           continue;
-        for (const Arc& a2 : arcs_of(y)) {
+        for (const Arc a2 : arcs_of(y)) {
           if (!cell[a2.to].alive)
             continue;
           int x2 = a2.to;
@@ -1065,7 +1141,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
           if (e2 != Element(Element::Oxygen) && e2 != Element(Element::Nitrogen) &&
               e2 != Element(Element::Sulfur))
             continue;
-          for (const Arc& a3 : arcs_of(x2)) {
+          for (const Arc a3 : arcs_of(x2)) {
             int h2 = a3.to;
             if (h2 == h1 || !cell[h2].alive || !is_partial_h(h2))
               continue;
@@ -1116,7 +1192,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     members.push_back(c);
     for (std::size_t k = 0; k < members.size(); ++k) {
       const int x = members[k];
-      for (const Arc& arc : arcs_of(x)) {
+      for (const Arc arc : arcs_of(x)) {
         if (arc.metal || piece[arc.to] >= 0 || !cell[arc.to].alive)
           continue;
         piece[arc.to] = id;
@@ -1148,7 +1224,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       // By index: reaching a new piece adds to `pieces`.
       for (std::size_t xi = 0; xi < pieces[p].members.size(); ++xi) {
         const int x = pieces[p].members[xi];
-        for (const Arc& arc : arcs_of(x)) {
+        for (const Arc arc : arcs_of(x)) {
           if (!arc.metal || !cell[arc.to].alive)
             continue;
           int q = piece_of(arc.to);
@@ -1199,7 +1275,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     std::vector<std::pair<int, int>> bonds;
     BondPerception::PolymerCuts cuts;
     for (int c : members)
-      for (const Arc& arc : arcs_of(c)) {
+      for (const Arc arc : arcs_of(c)) {
         if (arc.to < c || (arc.to == c && arc.t < std::array<int, 3>{0, 0, 0}))
           continue;
         const int other = index_of[arc.to];

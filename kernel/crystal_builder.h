@@ -39,6 +39,9 @@ struct CrystalDescription {
   std::array<double, 6> cell{{0, 0, 0, 90, 90, 90}};
   /// The full list of operators (centring included); empty means P1.
   std::vector<CrystalSymmetryOperator> operators;
+  /// Set by a reader that has checked the list to be closed under composition (or took it
+  /// from a space-group table); otherwise the builder finds out for itself.
+  bool operators_form_group = false;
   std::string space_group;
   /// Notes made while reading (which symmetry source was used...).
   std::vector<std::string> warnings;
