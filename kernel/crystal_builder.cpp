@@ -296,14 +296,15 @@ void CellNeighbours::search(int q) {
         if (cube_first_[c] == cube_first_[c + 1])
           continue;
         const Int3 t{s0.t, s1.t, s2.t};
-        // The query moved back by the translation, rather than each candidate forward.
-        const double px = p[0] - (orth_(0, 0) * t[0] + orth_(0, 1) * t[1] + orth_(0, 2) * t[2]);
-        const double py = p[1] - (orth_(1, 0) * t[0] + orth_(1, 1) * t[1] + orth_(1, 2) * t[2]);
-        const double pz = p[2] - (orth_(2, 0) * t[0] + orth_(2, 1) * t[1] + orth_(2, 2) * t[2]);
+        // Measured as sqrdistance(p, q + orth * t), the same arithmetic as every other
+        // distance between cell atoms here, so that a pair's length is the same number
+        // whichever way it was found.
+        const Point shift = orth_ * Point(t[0], t[1], t[2]);
         const bool home_cell = t[0] == 0 && t[1] == 0 && t[2] == 0;
         for (int at = cube_first_[c]; at < cube_first_[c + 1]; ++at) {
           const GridAtom& g = grid_[at];
-          const double dx = px - g.x, dy = py - g.y, dz = pz - g.z;
+          const double dx = p[0] - (g.x + shift[0]), dy = p[1] - (g.y + shift[1]),
+                       dz = p[2] - (g.z + shift[2]);
           const double d2 = dx * dx + dy * dy + dz * dz;
           const double lim = std::max(own + g.radius, min_limit_);
           if (d2 < lim * lim && !(g.index == q && home_cell))
@@ -374,8 +375,21 @@ bool same_image(const CellAtom& a, const CellAtom& b, const std::array<int, 3>& 
   return true;
 }
 
+// std::floor of each coordinate, without the library calls: the whole part by truncation,
+// one less for negative fractions (coordinates here are far below 2^52).
 Point floor_point(const Point& p) {
-  return Point(std::floor(p[0]), std::floor(p[1]), std::floor(p[2]));
+  Point out;
+  for (int k = 0; k < 3; ++k) {
+    if (!(std::fabs(p[k]) < 4.0e15)) {
+      out[k] = std::floor(p[k]);
+      continue;
+    }
+    double whole = static_cast<double>(static_cast<long long>(p[k]));
+    if (whole > p[k])
+      whole -= 1.0;
+    out[k] = whole;
+  }
+  return out;
 }
 
 // The shortest distance between two fractional points over lattice translations, for the
@@ -856,7 +870,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     site_radius.push_back(s.element.covalent_radius());
   std::optional<CellNeighbours> neighbours;
   try {
-    neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
+    neighbours.emplace(cell, sites.size(), site_radius, bps.tolerance,
                        settings_.merge_distance + 0.01, repeat_of, *cm,
                        desc.operators_form_group,
                        static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
@@ -957,7 +971,6 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // Bonds between the atoms left, each hydrogen keeping its shortest. An atom's bonds are
   // found when something first asks for them, from its neighbour list; a hydrogen's choice
   // looks at its own list, so that both ends of a bond agree.
-  BondPerception perception(bps);
   std::vector<char> site_metal(sites.size()), site_hydrogen(sites.size());
   for (std::size_t i = 0; i < sites.size(); ++i) {
     site_metal[i] = sites[i].element.is_metal();
@@ -979,13 +992,17 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     }
     bool same_pair(const BondKey& o) const { return a == o.a && b == o.b && t == o.t; }
   };
-  // The bond that a listed neighbour of x makes, or false when it is none.
+  // The bond that a listed neighbour of x makes, or false when it is none. The test is
+  // BondPerception::is_bond_length written out on the site radii.
   auto bond_to = [&](int x, const Neighbour& nb, BondKey* key) {
     const int o = nb.other;
     if (!cell[o].alive)
       return false;
-    const SiteAtom& sx = sites[cell[x].site];
-    const SiteAtom& so = sites[cell[o].site];
+    const int site_x = cell[x].site, site_o = cell[o].site;
+    if (site_hydrogen[site_x] && site_hydrogen[site_o])
+      return false;
+    const SiteAtom& sx = sites[site_x];
+    const SiteAtom& so = sites[site_o];
     // Atoms of a negative disorder group bond to symmetry images only through ordered atoms.
     if ((sx.group < 0 || so.group < 0) && sx.group != 0 && so.group != 0 &&
         !same_image(cell[x], cell[o], nb.t))
@@ -993,11 +1010,19 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     key->a = std::min(x, o);
     key->b = std::max(x, o);
     key->t = x < o || (x == o && negate(nb.t) < nb.t) ? nb.t : negate(nb.t);
-    const Point to_b = orth * Point(key->t[0], key->t[1], key->t[2]);
-    const double d = std::sqrt(sqrdistance(cell[key->a].orth, cell[key->b].orth + to_b));
-    if (!perception.is_bond_length(sx.element, so.element, d))
+    // A list measures from its own atom: the length from a is the listed one when x is a.
+    double d = nb.d;
+    if (x != key->a || key->t != nb.t) {
+      const Point to_b = orth * Point(key->t[0], key->t[1], key->t[2]);
+      d = std::sqrt(sqrdistance(cell[key->a].orth, cell[key->b].orth + to_b));
+    }
+    if (!(d > bps.min_distance && d < site_radius[site_x] + site_radius[site_o] + bps.tolerance))
       return false;
-    key->length = std::llround(d * 1e5);
+    // Rounded half away from zero, as llround does, without the library call.
+    const double scaled = d * 1e5;
+    key->length = static_cast<long long>(scaled);
+    if (scaled - static_cast<double>(key->length) >= 0.5)
+      ++key->length;
     return true;
   };
   // The one bond each hydrogen keeps (a == -1: none); `a == -2` until asked.

@@ -1,12 +1,16 @@
 #include "kernel/crystal_maker.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cctype>
 #include <cmath>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 namespace xtalmotif {
 
@@ -49,16 +53,30 @@ std::string fraction_text(double t) {
   throw std::invalid_argument("symmetry operator '" + text + "': " + why);
 }
 
+bool is_blank(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// A number as strtod reads the start of `text` (decimal digits and a point), without the
+// locale or a copy; false when no number can be read there.
+bool read_number(std::string_view text, double* value) {
+  const auto r = std::from_chars(text.data(), text.data() + text.size(), *value,
+                                 std::chars_format::fixed);
+  return r.ec == std::errc();
+}
+
 // Reads one row such as "-x+1/2", "0.5+x", "x-y" or "+y" into integer coefficients and a
 // translation.
-void parse_row(const std::string& whole, const std::string& row, std::array<int, 3>& coeff,
+void parse_row(const std::string& whole, std::string_view row, std::array<int, 3>& coeff,
                double& shift) {
   coeff = {0, 0, 0};
   shift = 0.0;
   std::size_t i = 0;
   bool any = false;
   auto skip = [&] {
-    while (i < row.size() && std::isspace(static_cast<unsigned char>(row[i])))
+    while (i < row.size() && is_blank(row[i]))
       ++i;
   };
   skip();
@@ -81,28 +99,27 @@ void parse_row(const std::string& whole, const std::string& row, std::array<int,
       bad_operator(whole, "terms must be joined by + or -");
     double number = 1.0;
     bool has_number = false;
-    if (std::isdigit(static_cast<unsigned char>(row[i])) || row[i] == '.') {
+    if (is_digit(row[i]) || row[i] == '.') {
       std::size_t start = i;
-      while (i < row.size() && (std::isdigit(static_cast<unsigned char>(row[i])) || row[i] == '.'))
+      while (i < row.size() && (is_digit(row[i]) || row[i] == '.'))
         ++i;
-      std::string num = row.substr(start, i - start);
+      const std::string_view num = row.substr(start, i - start);
       if (num == ".")
         bad_operator(whole, "a lone '.' is not a number");
-      try {
-        number = std::stod(num);
-      } catch (const std::exception&) {
-        bad_operator(whole, "cannot read number '" + num + "'");
-      }
+      if (!read_number(num, &number))
+        bad_operator(whole, "cannot read number '" + std::string(num) + "'");
       skip();
       if (i < row.size() && row[i] == '/') {
         ++i;
         skip();
         std::size_t ds = i;
-        while (i < row.size() && std::isdigit(static_cast<unsigned char>(row[i])))
+        while (i < row.size() && is_digit(row[i]))
           ++i;
         if (ds == i)
           bad_operator(whole, "fraction without denominator");
-        double den = std::stod(row.substr(ds, i - ds));
+        double den = 0.0;
+        if (!read_number(row.substr(ds, i - ds), &den))
+          bad_operator(whole, "cannot read number '" + std::string(row.substr(ds, i - ds)) + "'");
         if (den == 0.0)
           bad_operator(whole, "zero denominator");
         number /= den;
@@ -114,7 +131,7 @@ void parse_row(const std::string& whole, const std::string& row, std::array<int,
         skip();
       }
     }
-    if (i < row.size() && std::isalpha(static_cast<unsigned char>(row[i]))) {
+    if (i < row.size() && is_letter(row[i])) {
       char v = static_cast<char>(std::tolower(static_cast<unsigned char>(row[i])));
       if (v < 'x' || v > 'z')
         bad_operator(whole, std::string("unknown variable '") + row[i] + "'");
@@ -148,31 +165,41 @@ CrystalSymmetryOperator::CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotati
     : rotation_(rotation), translation_(translation) {}
 
 CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& text) {
-  std::string s = text;
   // Quotes may survive from a CIF value; they carry no meaning here.
-  s.erase(std::remove_if(s.begin(), s.end(), [](char c) { return c == '\'' || c == '"'; }),
-          s.end());
-  std::vector<std::string> rows;
-  std::string cur;
-  for (char c : s) {
-    if (c == ',') {
-      rows.push_back(cur);
-      cur.clear();
-    } else {
-      cur += c;
-    }
+  std::string unquoted;
+  std::string_view s = text;
+  if (text.find_first_of("'\"") != std::string::npos) {
+    unquoted = text;
+    unquoted.erase(std::remove_if(unquoted.begin(), unquoted.end(),
+                                  [](char c) { return c == '\'' || c == '"'; }),
+                   unquoted.end());
+    s = unquoted;
   }
-  rows.push_back(cur);
-  if (rows.size() != 3) {
+  std::array<std::string_view, 3> rows;
+  std::size_t nrows = 0, from = 0;
+  for (std::size_t i = 0; i <= s.size(); ++i)
+    if (i == s.size() || s[i] == ',') {
+      if (nrows < 3)
+        rows[nrows] = s.substr(from, i - from);
+      ++nrows;
+      from = i + 1;
+    }
+  if (nrows != 3) {
     // Some old files separate the three rows with blanks only: "x y z", "-x 1/2+y -z".
-    std::istringstream is(s);
-    std::vector<std::string> words;
-    std::string w;
-    while (is >> w)
-      words.push_back(w);
-    if (rows.size() == 1 && words.size() == 3)
-      rows = words;
-    else
+    std::size_t nwords = 0;
+    for (std::size_t i = 0; i < s.size();) {
+      while (i < s.size() && is_blank(s[i]))
+        ++i;
+      if (i == s.size())
+        break;
+      const std::size_t start = i;
+      while (i < s.size() && !is_blank(s[i]))
+        ++i;
+      if (nwords < 3)
+        rows[nwords] = s.substr(start, i - start);
+      ++nwords;
+    }
+    if (nrows != 1 || nwords != 3)
       bad_operator(text, "expected three comma-separated components");
   }
   Matrix<int, 3, 3> rot;

@@ -92,7 +92,42 @@ int OperatorTable::product(int a, int b, Int3* lattice) const {
   return m;
 }
 
+bool OperatorTable::generates_only_listed() const {
+  const int n = size();
+  std::vector<char> in_group(ops_.size(), 0);
+  std::vector<int> group, generators;
+  // For each generator, how many elements of `group` have been multiplied by it: every
+  // element meets every generator once, and the set grows until nothing new appears.
+  std::vector<std::size_t> done;
+  for (int s = 0; s < n; ++s) {
+    if (in_group[s])
+      continue;
+    generators.push_back(s);
+    done.push_back(0);
+    in_group[s] = 1;
+    group.push_back(s);
+    for (bool grew = true; grew;) {
+      grew = false;
+      for (std::size_t gi = 0; gi < generators.size(); ++gi)
+        for (; done[gi] < group.size(); ++done[gi]) {
+          const int p = find(compose(group[done[gi]], generators[gi]));
+          if (p < 0)
+            return false;
+          if (!in_group[p]) {
+            in_group[p] = 1;
+            group.push_back(p);
+          }
+          grew = true;
+        }
+    }
+  }
+  return true;
+}
+
 bool OperatorTable::closed(int* a, int* b) const {
+  if (generates_only_listed())
+    return true;
+  // Not a group: walk the products in the order that names the first one missing.
   const int n = size();
   std::vector<char> in_group(ops_.size(), 0);
   std::vector<int> group, generators;
