@@ -1106,7 +1106,19 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       double ox = sites[cell[x].site].occupancy, oy = sites[cell[y].site].occupancy;
       return ox != oy ? ox < oy : x > y;
     };
-    for (int x = 0; x < ncell; ++x) {
+    // A hydrogen keeps one bond, so it counts towards one parent only, and what is dropped
+    // around one parent changes nothing around another: only the parents of partly occupied
+    // hydrogens are looked at.
+    std::vector<int> partial_h, parents;
+    for (int h = 0; h < ncell; ++h)
+      if (cell[h].alive && is_partial_h(h)) {
+        partial_h.push_back(h);
+        if (const int x = h_parent(h); x >= 0)
+          parents.push_back(x);
+      }
+    std::sort(parents.begin(), parents.end());
+    parents.erase(std::unique(parents.begin(), parents.end()), parents.end());
+    for (int x : parents) {
       if (!cell[x].alive)
         continue;
       const SiteAtom& s = sites[cell[x].site];
@@ -1144,8 +1156,8 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     }
     // Half hydrogens on both oxygens of a carboxylic acid (or both nitrogens of an amidine):
     // one acid, one hydrogen.
-    for (int h1 = 0; h1 < ncell; ++h1) {
-      if (!cell[h1].alive || !is_partial_h(h1))
+    for (int h1 : partial_h) {
+      if (!cell[h1].alive)
         continue;
       int x1 = h_parent(h1);
       if (x1 < 0)
