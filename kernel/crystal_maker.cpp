@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <cctype>
 #include <cmath>
 #include <iomanip>
@@ -317,15 +318,34 @@ void CrystalMaker::set_cell(double a, double b, double c, double alpha, double b
 double CrystalMaker::volume() const { return determinant(orth_); }
 
 void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops) {
+  // Repeats are found by comparing rotations as packed keys first: a cubic group's 192
+  // operators would otherwise be compared pair by pair in full.
+  auto rotation_key = [](const CrystalSymmetryOperator& op) {
+    std::uint64_t k = 0;
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        k = (k << 7) | static_cast<std::uint64_t>(op.rotation()(i, j) & 0x7f);
+    return k;
+  };
   std::vector<CrystalSymmetryOperator> out;
+  std::vector<std::uint64_t> keys;
   out.emplace_back();
+  keys.push_back(rotation_key(out.back()));
+  out.reserve(ops.size() + 1);
+  keys.reserve(ops.size() + 1);
   for (const auto& op : ops) {
     Point t = op.translation();
     for (int i = 0; i < 3; ++i)
       t[i] = wrap_unit(snap_translation(t[i]));
     CrystalSymmetryOperator reduced(op.rotation(), t);
-    if (std::find(out.begin(), out.end(), reduced) == out.end())
+    const std::uint64_t key = rotation_key(reduced);
+    bool seen = false;
+    for (std::size_t i = 0; i < out.size() && !seen; ++i)
+      seen = keys[i] == key && out[i] == reduced;
+    if (!seen) {
       out.push_back(reduced);
+      keys.push_back(key);
+    }
   }
   operators_ = std::move(out);
 }
