@@ -125,9 +125,13 @@ public:
     return {all_, first_[i], last_[i]};
   }
   /// True when every list is the image of its site's list under an operator of the list
-  /// (translations exact and the list a group), so that the distances met in the
-  /// asymmetric-unit lists are every distance there is, up to the repeats' offsets.
+  /// (every operator an isometry of the lattice, translations exact and the list a group),
+  /// so that the distances met in the asymmetric-unit lists are every distance there is, up
+  /// to the repeats' offsets.
   bool derived_by_symmetry() const { return derived_by_symmetry_; }
+  /// How much the operators change the cell's metric tensor at worst, relative to its
+  /// largest diagonal entry: 0 for symmetry that fits the cell.
+  double metric_misfit() const { return metric_misfit_; }
 
 private:
   void find(int i);
@@ -156,6 +160,8 @@ private:
   const std::vector<CrystalSymmetryOperator>& ops_;
   const Matrix<double, 3, 3> orth_;
   const OperatorTable table_;
+  double metric_misfit_ = 0;
+  bool isometric_ = true;
   bool derived_by_symmetry_ = false;
 
   // The grid: the cell cut into ng_[k] slabs along each axis. Cube c holds the atoms
@@ -200,8 +206,28 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   const int n = static_cast<int>(cell.size());
   if (n == 0)
     return;
+  // A list is carried over by symmetry only when every operator is an isometry of the
+  // lattice: symmetry that does not fit the cell (a space group taken from a number that
+  // belongs to another structure) moves atoms apart or together, and each image is then
+  // searched for itself.
+  {
+    const Matrix<double, 3, 3> g = orth_.transpose() * orth_;
+    const double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
+    for (const CrystalSymmetryOperator& op : ops_) {
+      Matrix<double, 3, 3> r;
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          r(i, j) = op.rotation()(i, j);
+      const Matrix<double, 3, 3> h = r.transpose() * g * r;
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          metric_misfit_ = std::max(metric_misfit_, std::fabs(h(i, j) - g(i, j)) / scale);
+    }
+  }
+  isometric_ = metric_misfit_ <= 1e-9;
   int a = 0, b = 0;
-  derived_by_symmetry_ = table_.exact() && (operators_form_group || table_.closed(&a, &b));
+  derived_by_symmetry_ =
+      isometric_ && table_.exact() && (operators_form_group || table_.closed(&a, &b));
   product_row_.resize(ops_.size());
   product_lattice_.resize(ops_.size());
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
@@ -263,7 +289,7 @@ void CellNeighbours::find(int i) {
     return;
   first_[i] = all_.size();
   if (repeat_of_[i].kept < 0) {
-    if (static_cast<std::size_t>(i) < nsites_ || !table_.exact())
+    if (static_cast<std::size_t>(i) < nsites_ || !table_.exact() || !isometric_)
       search(i);
     else
       derive(i);
@@ -878,6 +904,12 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     throw CifError(where + e.what());
   }
   CellNeighbours& near = *neighbours;
+  // The same tolerance as the reader's for an operator loop: symmetry that changes the metric
+  // more than this belongs to another cell, and its images may clash.
+  if (near.metric_misfit() > 0.02)
+    cm->add_warning("symmetry operators do not fit the cell (they change its metric by up to " +
+                    std::to_string(static_cast<int>(std::lround(near.metric_misfit() * 100))) +
+                    " %)");
 
   auto clash_distance = [&](const SiteAtom& x, const SiteAtom& y) {
     if (x.element.is_hydrogen() || y.element.is_hydrogen())
@@ -942,21 +974,23 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   };
   // Symmetry keeps distances: every pair of images is the image of a pair in an
   // asymmetric-unit list, at the same distance up to how far a dropped repeat lies from the
-  // image kept for it. When no such pair could overlap, no image is looked at.
+  // image kept for it. Only images of sites met in such a pair that could overlap can give way
+  // or make another give way; the others are not looked at.
+  std::vector<char> may_overlap(sites.size(), near.derived_by_symmetry() ? 0 : 1);
   bool images_may_overlap = !near.derived_by_symmetry();
-  for (std::size_t s = 0; s < sites.size() && !images_may_overlap; ++s) {
+  for (std::size_t s = 0; s < sites.size() && near.derived_by_symmetry(); ++s) {
     if (!cell[s].alive)
       continue;
     for (const Neighbour nb : near.of(static_cast<int>(s)))
       if (cell[nb.other].alive &&
           overlapping(static_cast<int>(s), nb, twin_offset[cell[nb.other].site] + 1e-6)) {
+        may_overlap[s] = may_overlap[cell[nb.other].site] = 1;
         images_may_overlap = true;
-        break;
       }
   }
   if (images_may_overlap)
     for (std::size_t i = 0; i < cell.size(); ++i) {
-      if (!cell[i].alive)
+      if (!cell[i].alive || !may_overlap[cell[i].site])
         continue;
       for (const Neighbour nb : near.of(static_cast<int>(i))) {
         if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
