@@ -98,33 +98,50 @@ int Molecule::index_of(const THandle<Bond>& bond) const {
 }
 
 THandle<Bond> Molecule::add_bond(int a, int b, BondType type) {
-  THandle<Bond> bond = append_bond(a, b, type);
+  append_bond(a, b, type);
   update_rings();
-  return bond;
+  return bonds_.back();
 }
 
 void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs, BondType type) {
+  // Each atom's lists grow to their final length at once instead of doubling bond by bond.
+  // Pairs that append_bond will reject are left out of the count; it throws on reaching them.
+  const int n = natoms();
+  std::vector<int> extra(n, 0);
+  for (const auto& p : pairs)
+    if (p.first >= 0 && p.second >= 0 && p.first < n && p.second < n && p.first != p.second) {
+      ++extra[p.first];
+      ++extra[p.second];
+    }
+  for (int a = 0; a < n; ++a)
+    if (extra[a] > 0) {
+      neighbours_[a].reserve(neighbours_[a].size() + extra[a]);
+      atom_bonds_[a].reserve(atom_bonds_[a].size() + extra[a]);
+    }
+  bonds_.reserve(bonds_.size() + pairs.size());
   for (const auto& p : pairs)
     append_bond(p.first, p.second, type);
   update_rings();
 }
 
-THandle<Bond> Molecule::append_bond(int a, int b, BondType type) {
-  if (a < 0 || b < 0 || a >= natoms() || b >= natoms())
+void Molecule::append_bond(int a, int b, BondType type) {
+  const int n = static_cast<int>(atoms_.size());
+  if (a < 0 || b < 0 || a >= n || b >= n)
     throw std::invalid_argument("Molecule::add_bond: atom index out of range");
   if (a == b)
     throw std::invalid_argument("Molecule::add_bond: an atom cannot bond to itself");
-  if (bond_between(a, b))
+  // An existing bond shows in both neighbour lists; the shorter one is searched.
+  const bool a_shorter = neighbours_[a].size() <= neighbours_[b].size();
+  const std::vector<int>& listed = neighbours_[a_shorter ? a : b];
+  if (std::find(listed.begin(), listed.end(), a_shorter ? b : a) != listed.end())
     throw std::invalid_argument("Molecule::add_bond: atoms " + std::to_string(a) + " and " +
                                 std::to_string(b) + " are already bonded");
-  auto bond = make_handle<Bond>(a, b, type);
   int index = nbonds();
-  bonds_.push_back(bond);
+  bonds_.push_back(make_handle<Bond>(a, b, type));
   neighbours_[a].push_back(b);
   neighbours_[b].push_back(a);
   atom_bonds_[a].push_back(index);
   atom_bonds_[b].push_back(index);
-  return bond;
 }
 
 bool Molecule::remove_bond(const THandle<Bond>& bond) {

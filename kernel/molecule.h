@@ -191,7 +191,7 @@ public:
 
 private:
   void check_atom(int i) const;
-  THandle<Bond> append_bond(int a, int b, BondType type);
+  void append_bond(int a, int b, BondType type);
   void update_rings();
 
   std::vector<THandle<Atom>> atoms_;

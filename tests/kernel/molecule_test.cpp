@@ -152,6 +152,57 @@ TEST(MoleculeGraph, NeighboursBondsAndErrors) {
   EXPECT_THROW(m.is_ring_bond(7), std::out_of_range);
 }
 
+TEST(MoleculeGraph, ManyBondsAtOnceMatchBondsOneByOne) {
+  // Indane-like: a five-ring fused to a six-ring, a chain, and bonds added to a molecule that
+  // already has some, so that the lists of an atom grow from a non-empty start.
+  const std::vector<std::pair<int, int>> pairs = {{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5},
+                                                  {5, 0}, {5, 6}, {6, 7}, {7, 8}, {8, 0},
+                                                  {7, 9}, {9, 10}};
+  MoleculeBuilder one, many;
+  for (int i = 0; i < 12; ++i) {
+    one.atom("C");
+    many.atom("C");
+  }
+  one.bond(11, 3, BondType::Double);
+  many.bond(11, 3, BondType::Double);
+  for (const auto &p : pairs)
+    one.bond(p.first, p.second, BondType::Unknown);
+  many.molecule().add_bonds(pairs);
+  const Molecule &a = one.molecule(), &b = many.molecule();
+  ASSERT_EQ(a.nbonds(), b.nbonds());
+  for (int i = 0; i < a.nbonds(); ++i) {
+    EXPECT_EQ(a.bond(i)->atom1(), b.bond(i)->atom1()) << i;
+    EXPECT_EQ(a.bond(i)->atom2(), b.bond(i)->atom2()) << i;
+    EXPECT_EQ(a.bond(i)->type(), b.bond(i)->type()) << i;
+    EXPECT_EQ(a.is_ring_bond(i), b.is_ring_bond(i)) << i;
+  }
+  for (int i = 0; i < a.natoms(); ++i) {
+    EXPECT_EQ(a.neighbours(i), b.neighbours(i)) << i;
+    EXPECT_EQ(a.bonds_of(i), b.bonds_of(i)) << i;
+    EXPECT_EQ(a.is_ring_atom(i), b.is_ring_atom(i)) << i;
+  }
+  EXPECT_TRUE(b.is_ring_atom(0));
+  EXPECT_TRUE(b.is_ring_atom(8));
+  EXPECT_FALSE(b.is_ring_atom(9));
+  EXPECT_FALSE(b.is_ring_atom(10));
+  EXPECT_FALSE(b.is_ring_bond(b.index_of(b.bond_between(3, 11))));
+
+  // A bad pair stops the list there: the bonds before it are in, the ones after it are not.
+  for (const std::vector<std::pair<int, int>> &bad :
+       {std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {2, 1}, {2, 3}},
+        std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {2, 2}, {2, 3}},
+        std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {2, 7}, {2, 3}},
+        std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {-1, 2}, {2, 3}}}) {
+    MoleculeBuilder c;
+    for (int i = 0; i < 4; ++i)
+      c.atom("C");
+    EXPECT_THROW(c.molecule().add_bonds(bad), std::invalid_argument);
+    EXPECT_EQ(c.molecule().nbonds(), 2);
+    EXPECT_EQ(c.molecule().neighbours(2), std::vector<int>{1});
+    EXPECT_TRUE(c.molecule().neighbours(3).empty());
+  }
+}
+
 TEST(MoleculeCopy, CopyIsDeepButSharesSites) {
   Molecule original = testing::acetic_acid();
   auto site = make_handle<Site>(Point(0.1, 0.2, 0.3), Point(1, 2, 3));
