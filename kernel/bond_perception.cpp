@@ -16,10 +16,20 @@ namespace {
 
 constexpr double kDegree = 3.14159265358979323846 / 180.0;
 
-bool is_element(const Element& e, const char* symbol) { return e.symbol() == symbol; }
+// Elements without a named code are told apart by atomic number, which only hydrogen and
+// deuterium share; comparing numbers costs nothing, unlike building a symbol string per test.
+enum AtomicNumber { kBoron = 5, kSilicon = 14, kPhosphorus = 15, kSulfur = 16, kArsenic = 33,
+                    kSelenium = 34, kTellurium = 52 };
+
+bool is_z(const Element& e, int z) { return e.atomic_number() == z; }
+bool is_code(const Element& e, Element::VelkCode code) { return e.code() == code; }
 
 bool is_chalcogen_below_oxygen(const Element& e) {
-  return is_element(e, "S") || is_element(e, "Se") || is_element(e, "Te");
+  return is_z(e, kSulfur) || is_z(e, kSelenium) || is_z(e, kTellurium);
+}
+
+bool is_pnictogen_below_nitrogen(const Element& e) {
+  return is_z(e, kPhosphorus) || is_z(e, kArsenic);
 }
 
 /// Maximum-cardinality matching in a general graph (Edmonds' blossom algorithm). The matching
@@ -141,11 +151,27 @@ private:
 // alkoxo ligand).
 enum Phase { kDefinite = 0, kMetalDonor = 1, kFlexible = 2, kTerminalOxide = 3 };
 
+/// A run of atom or bond indices inside one flat list shared by all atoms of a molecule.
+class IndexRange {
+public:
+  IndexRange() = default;
+  IndexRange(const int* first, const int* last) : first_(first), last_(last) {}
+  const int* begin() const { return first_; }
+  const int* end() const { return last_; }
+  std::size_t size() const { return static_cast<std::size_t>(last_ - first_); }
+  bool empty() const { return first_ == last_; }
+  int operator[](std::size_t i) const { return first_[i]; }
+
+private:
+  const int* first_ = nullptr;
+  const int* last_ = nullptr;
+};
+
 struct AtomState {
   bool metal = false;
   bool hydrogen = false;
-  std::vector<int> partners;      // non-metal neighbours (hydrogens included)
-  std::vector<int> partner_bonds; // bond indices parallel to partners
+  IndexRange partners;      // non-metal neighbours (hydrogens included)
+  IndexRange partner_bonds; // bond indices parallel to partners
   int metal_neighbours = 0;
   // Metal bonds of a carbon that are sigma bonds (an aryl or alkyl on a metal); they use up a
   // valence, unlike the bonds of a pi ligand or of a lone-pair donor.
@@ -168,25 +194,19 @@ struct AtomState {
 class Perceiver {
 public:
   Perceiver(Molecule& m, const BondPerceptionSettings& s, const BondPerception::PolymerCuts& cuts)
-      : mol_(m), settings_(s), cuts_(cuts) {}
+      : mol_(m), atoms_(m.atoms()), n_(m.natoms()), settings_(s), cuts_(cuts) {}
 
   std::vector<std::string> run();
 
 private:
-  const std::string& label(int a) const { return mol_.atom(a)->label(); }
-  const Element& element(int a) const { return mol_.atom(a)->element(); }
-  double bond_length(int a, int b) const {
-    return distance(mol_.atom(a)->position(), mol_.atom(b)->position());
-  }
+  const std::string& label(int a) const { return atoms_[a]->label(); }
+  const Element& element(int a) const { return elements_[a]; }
+  double bond_length(int a, int b) const { return distance(positions_[a], positions_[b]); }
   // Bond length over the sum of single-bond covalent radii: about 1 for single bonds, 0.87 for
   // double and 0.79 for triple bonds.
   double ratio(int a, int b) const {
     double r = element(a).covalent_radius() + element(b).covalent_radius();
     return r > 0 ? bond_length(a, b) / r : 1.0;
-  }
-  double occupancy(int a) const {
-    const THandle<Atom>& at = mol_.atom(a);
-    return at->has_site() ? at->site()->occupancy() : 1.0;
   }
   std::string name(int a) const {
     const std::string& l = label(a);
@@ -227,8 +247,16 @@ private:
   void collect_units();
 
   Molecule& mol_;
+  const std::vector<THandle<Atom>>& atoms_;
+  const int n_;
   const BondPerceptionSettings& settings_;
   const BondPerception::PolymerCuts& cuts_;
+  // Elements and positions of the atoms, read once: every test below asks for them many times.
+  std::vector<Element> elements_;
+  std::vector<Point> positions_;
+  // The partners of all atoms one after another, and the bonds to them; AtomState holds ranges.
+  std::vector<int> partner_list_, partner_bond_list_;
+  std::vector<int> geo_; // scratch for derive_hydrogens
   std::vector<AtomState> st_;
   std::vector<std::string> problems_;
   BlossomMatcher matcher_;
@@ -239,10 +267,14 @@ private:
 };
 
 void Perceiver::setup_atoms() {
-  const int n = mol_.natoms();
+  const int n = n_;
   st_.assign(n, AtomState());
+  elements_.resize(n);
+  positions_.resize(n);
   for (int a = 0; a < n; ++a) {
-    const Atom& at = *mol_.atom(a);
+    const Atom& at = *atoms_[a];
+    elements_[a] = at.element();
+    positions_[a] = at.position();
     AtomState& s = st_[a];
     s.metal = at.element().is_metal();
     s.hydrogen = at.element().is_hydrogen();
@@ -256,7 +288,13 @@ void Perceiver::setup_atoms() {
     if (a < static_cast<int>(cuts_.metal.size()))
       s.metal_neighbours += cuts_.metal[a];
   }
+  partner_list_.clear();
+  partner_bond_list_.clear();
+  partner_list_.reserve(2 * mol_.nbonds());
+  partner_bond_list_.reserve(2 * mol_.nbonds());
+  std::vector<int> start(n + 1, 0);
   for (int a = 0; a < n; ++a) {
+    start[a] = static_cast<int>(partner_list_.size());
     const auto& nb = mol_.neighbours(a);
     const auto& bb = mol_.bonds_of(a);
     for (std::size_t k = 0; k < nb.size(); ++k) {
@@ -266,11 +304,19 @@ void Perceiver::setup_atoms() {
           ++st_[a].metal_neighbours;
         continue;
       }
-      st_[a].partners.push_back(o);
-      st_[a].partner_bonds.push_back(bb[k]);
+      partner_list_.push_back(o);
+      partner_bond_list_.push_back(bb[k]);
       if (st_[o].hydrogen)
         ++st_[a].explicit_h;
     }
+  }
+  start[n] = static_cast<int>(partner_list_.size());
+  // The flat lists are complete, so ranges into them stay valid from here on.
+  for (int a = 0; a < n; ++a) {
+    st_[a].partners =
+        IndexRange(partner_list_.data() + start[a], partner_list_.data() + start[a + 1]);
+    st_[a].partner_bonds =
+        IndexRange(partner_bond_list_.data() + start[a], partner_bond_list_.data() + start[a + 1]);
   }
   // A carbon bonded to a metal that none of its partners is bonded to holds a sigma bond
   // (cyclometalated aryl, metal alkyl); a carbon whose partners share the metal is part of a
@@ -282,9 +328,13 @@ void Perceiver::setup_atoms() {
       if (!st_[m].metal)
         continue;
       bool shared = false;
-      for (int o : st_[a].partners)
-        if (mol_.bond_between(o, m))
+      for (int o : st_[a].partners) {
+        const auto& on = mol_.neighbours(o);
+        if (std::find(on.begin(), on.end(), m) != on.end()) {
           shared = true;
+          break;
+        }
+      }
       if (!shared) {
         st_[a].metal_sigma = 1;
         break;
@@ -304,7 +354,8 @@ void Perceiver::derive_hydrogens(int a) {
   const Element& e = element(a);
   const int deg = static_cast<int>(s.partners.size()) + s.metal_sigma;
   // Partners for the geometry: non-metal neighbours, and a sigma-bonded metal.
-  std::vector<int> geo = s.partners;
+  std::vector<int>& geo = geo_;
+  geo.assign(s.partners.begin(), s.partners.end());
   if (s.metal_sigma)
     for (int m : mol_.neighbours(a))
       if (st_[m].metal) {
@@ -315,8 +366,7 @@ void Perceiver::derive_hydrogens(int a) {
     double sum = 0;
     for (std::size_t i = 0; i < geo.size(); ++i)
       for (std::size_t j = i + 1; j < geo.size(); ++j)
-        sum += angle(mol_.atom(geo[i])->position(), mol_.atom(a)->position(),
-                     mol_.atom(geo[j])->position());
+        sum += angle(positions_[geo[i]], positions_[a], positions_[geo[j]]);
     return sum / kDegree;
   };
   auto min_ratio = [&]() {
@@ -344,11 +394,11 @@ void Perceiver::derive_hydrogens(int a) {
     } else if (deg == 1) {
       int o = s.partners[0];
       double r = ratio(a, o);
-      if (element(o) == Element(Element::Oxygen) && s.metal_neighbours > 0 &&
+      if (is_code(element(o), Element::Oxygen) && s.metal_neighbours > 0 &&
           bond_length(a, o) < 1.20)
         h = 0; // carbonyl ligand
       else if (r < 0.83)
-        h = element(o) == Element(Element::Carbon) ? 1 : 0;
+        h = is_code(element(o), Element::Carbon) ? 1 : 0;
       else if (r < 0.93)
         h = 2;
       else
@@ -356,7 +406,7 @@ void Perceiver::derive_hydrogens(int a) {
     } else {
       h = s.metal_neighbours > 0 ? 3 : 4;
     }
-  } else if (e == Element(Element::Nitrogen)) {
+  } else if (is_code(e, Element::Nitrogen)) {
     if (deg >= 3) {
       h = 0;
     } else if (deg == 2) {
@@ -382,7 +432,7 @@ void Perceiver::derive_hydrogens(int a) {
     } else {
       h = s.metal_neighbours > 0 ? 3 : 4;
     }
-  } else if (e == Element(Element::Oxygen)) {
+  } else if (is_code(e, Element::Oxygen)) {
     if (deg >= 2) {
       h = 0;
     } else if (deg == 1) {
@@ -397,7 +447,7 @@ void Perceiver::derive_hydrogens(int a) {
           s.flexible = true;
         } else
           h = 1;
-      } else if (x == Element(Element::Nitrogen)) {
+      } else if (is_code(x, Element::Nitrogen)) {
         if (d < 1.30)
           h = 0;
         else if (d <= 1.37) {
@@ -405,9 +455,9 @@ void Perceiver::derive_hydrogens(int a) {
           s.flexible = true;
         } else
           h = 1;
-      } else if (x == Element(Element::Sulfur) || is_element(x, "Se")) {
+      } else if (is_code(x, Element::Sulfur) || is_z(x, kSelenium)) {
         h = d < 1.50 ? 0 : 1;
-      } else if (is_element(x, "P") || is_element(x, "As")) {
+      } else if (is_pnictogen_below_nitrogen(x)) {
         h = d < 1.53 ? 0 : 1;
       } else if (x.is_halogen()) {
         h = 0;
@@ -417,22 +467,22 @@ void Perceiver::derive_hydrogens(int a) {
     } else {
       h = s.metal_neighbours >= 2 ? 0 : 2;
     }
-  } else if (e == Element(Element::Sulfur) || is_element(e, "Se")) {
+  } else if (is_code(e, Element::Sulfur) || is_z(e, kSelenium)) {
     if (deg == 1) {
       int o = s.partners[0];
       double d = bond_length(a, o);
       double thione = element(o).is_carbon() ? 1.72 : 2.00;
-      if (is_element(e, "Se"))
+      if (is_z(e, kSelenium))
         thione += 0.15;
       h = d < thione ? 0 : 1;
     } else {
       h = 0;
     }
-  } else if (is_element(e, "B")) {
+  } else if (is_z(e, kBoron)) {
     h = std::max(0, 3 - deg);
-  } else if (is_element(e, "Si")) {
+  } else if (is_z(e, kSilicon)) {
     h = std::max(0, 4 - deg);
-  } else if (is_element(e, "P")) {
+  } else if (is_z(e, kPhosphorus)) {
     h = deg >= 3 ? 0 : 3 - deg;
   }
   // A bond cut where the polymer was split takes the place a hydrogen would have.
@@ -440,17 +490,17 @@ void Perceiver::derive_hydrogens(int a) {
 }
 
 void Perceiver::derive_hydrogens_from_geometry() {
-  for (int a = 0; a < mol_.natoms(); ++a)
+  for (int a = 0; a < n_; ++a)
     derive_hydrogens(a);
   // A carboxyl group tells acid from carboxylate by the difference of its two C-O bonds:
   // about 0.1 A in an acid, a few hundredths in a carboxylate whose charge is shared. The
   // longer bond of an unequal pair is the C-OH.
-  for (int c = 0; c < mol_.natoms(); ++c) {
+  for (int c = 0; c < n_; ++c) {
     if (!element(c).is_carbon())
       continue;
     std::vector<int> oxygens;
     for (int o : st_[c].partners)
-      if (element(o) == Element(Element::Oxygen) && st_[o].partners.size() == 1 &&
+      if (is_code(element(o), Element::Oxygen) && st_[o].partners.size() == 1 &&
           st_[o].implicit_h == 0)
         oxygens.push_back(o);
     if (oxygens.size() != 2)
@@ -465,9 +515,9 @@ void Perceiver::derive_hydrogens_from_geometry() {
 // Water and aqua ligands whose hydrogens were not located in an otherwise hydrogen-bearing
 // structure: an oxygen bonded to nothing but hydrogens and at most two metals is water.
 void Perceiver::fill_missing_water_hydrogens() {
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     AtomState& s = st_[a];
-    if (element(a) != Element(Element::Oxygen) || s.heavy_degree() != 0 || s.metal_neighbours > 2)
+    if (!is_code(element(a), Element::Oxygen) || s.heavy_degree() != 0 || s.metal_neighbours > 2)
       continue;
     if (s.explicit_h + s.implicit_h >= 2)
       continue;
@@ -481,14 +531,14 @@ void Perceiver::fill_missing_water_hydrogens() {
 // Carbon monoxide bound to a metal is drawn M-C#O; the charges C(-) and O(+) keep the
 // valences whole.
 void Perceiver::settle_metal_carbonyls() {
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     AtomState& s = st_[a];
     if (!element(a).is_carbon() || s.metal_neighbours == 0 || s.partners.size() != 1 ||
         s.implicit_h != 0)
       continue;
     int o = s.partners[0];
     AtomState& so = st_[o];
-    if (element(o) != Element(Element::Oxygen) || so.partners.size() != 1 || so.implicit_h != 0 ||
+    if (!is_code(element(o), Element::Oxygen) || so.partners.size() != 1 || so.implicit_h != 0 ||
         bond_length(a, o) >= 1.20)
       continue;
     fixed_units_[key(a, o)] = 2;
@@ -504,7 +554,7 @@ void Perceiver::settle_metal_carbonyls() {
 // left over carry -1. Nitrogen with three partners and a terminal oxygen is N(+) (nitro,
 // nitrate, N-oxide), its pi bond found later by the matching.
 void Perceiver::settle_hypervalent_centres() {
-  for (int c = 0; c < mol_.natoms(); ++c) {
+  for (int c = 0; c < n_; ++c) {
     AtomState& s = st_[c];
     if (s.metal || s.hydrogen || s.consumed || s.charge != 0)
       continue;
@@ -513,12 +563,12 @@ void Perceiver::settle_hypervalent_centres() {
     bool nitrogen = false;
     if (is_chalcogen_below_oxygen(e))
       options = {2, 4, 6};
-    else if (is_element(e, "P") || is_element(e, "As"))
+    else if (is_pnictogen_below_nitrogen(e))
       options = {3, 5};
-    else if (e == Element(Element::Chlorine) || e == Element(Element::Bromine) ||
-             e == Element(Element::Iodine))
+    else if (is_code(e, Element::Chlorine) || is_code(e, Element::Bromine) ||
+             is_code(e, Element::Iodine))
       options = {1, 3, 5, 7};
-    else if (e == Element(Element::Nitrogen))
+    else if (is_code(e, Element::Nitrogen))
       nitrogen = true;
     else
       continue;
@@ -526,7 +576,8 @@ void Perceiver::settle_hypervalent_centres() {
     for (int o : s.partners) {
       const AtomState& so = st_[o];
       const Element& eo = element(o);
-      bool chalcogen = eo == Element(Element::Oxygen) || (eo == Element(Element::Sulfur) && !nitrogen);
+      bool chalcogen =
+          is_code(eo, Element::Oxygen) || (is_code(eo, Element::Sulfur) && !nitrogen);
       if (chalcogen && so.partners.size() == 1 && so.implicit_h == 0 && !so.flexible &&
           !so.consumed && so.charge == 0)
         terminal.push_back(o);
@@ -545,9 +596,9 @@ void Perceiver::settle_hypervalent_centres() {
       // Onium centres: R3S(+), R4P(+); PF6(-) and similar anions.
       if (is_chalcogen_below_oxygen(e) && d == 3)
         s.charge = 1;
-      else if ((is_element(e, "P") || is_element(e, "As")) && d == 4)
+      else if ((is_pnictogen_below_nitrogen(e)) && d == 4)
         s.charge = 1;
-      else if ((is_element(e, "P") || is_element(e, "As")) && d == 6)
+      else if ((is_pnictogen_below_nitrogen(e)) && d == 6)
         s.charge = -1;
       else if (e.is_halogen() && d == 2)
         s.charge = 1;
@@ -579,7 +630,7 @@ void Perceiver::settle_hypervalent_centres() {
 }
 
 void Perceiver::compute_needs() {
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     AtomState& s = st_[a];
     if (s.metal || s.hydrogen || s.consumed)
       continue;
@@ -589,13 +640,13 @@ void Perceiver::compute_needs() {
       continue;
     int q = s.charge;
     int valence = base;
-    if (e == Element(Element::Nitrogen) || is_element(e, "P") || is_element(e, "As"))
+    if (is_code(e, Element::Nitrogen) || is_pnictogen_below_nitrogen(e))
       valence = base + q;
-    else if (e == Element(Element::Oxygen) || is_chalcogen_below_oxygen(e))
+    else if (is_code(e, Element::Oxygen) || is_chalcogen_below_oxygen(e))
       valence = base + q;
-    else if (e.is_carbon() || is_element(e, "Si"))
+    else if (e.is_carbon() || is_z(e, kSilicon))
       valence = base - std::abs(q);
-    else if (is_element(e, "B"))
+    else if (is_z(e, kBoron))
       valence = base + q;
     else if (e.is_halogen())
       valence = base + q;
@@ -606,13 +657,13 @@ void Perceiver::compute_needs() {
     }
     int need = valence - d;
     if (need < 0 && q == 0) {
-      if (e == Element(Element::Nitrogen) && d == 4) {
+      if (is_code(e, Element::Nitrogen) && d == 4) {
         s.charge = 1; // ammonium
         need = 0;
-      } else if (e == Element(Element::Oxygen) && d == 3) {
+      } else if (is_code(e, Element::Oxygen) && d == 3) {
         s.charge = 1; // oxonium
         need = 0;
-      } else if (is_element(e, "B") && d == 4) {
+      } else if (is_z(e, kBoron) && d == 4) {
         s.charge = -1; // borate
         need = 0;
       }
@@ -632,7 +683,7 @@ void Perceiver::compute_needs() {
     s.need = need;
   }
   // A flexible atom offers one pi bond; without one it keeps an extra hydrogen.
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     AtomState& s = st_[a];
     if (s.flexible && !s.consumed) {
       s.need = std::max(s.need, 1);
@@ -665,7 +716,7 @@ void Perceiver::greedy(Phase phase) {
     int a, b;
   };
   std::vector<Cand> cands;
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     if (copies_[a].empty())
       continue;
     for (int b : st_[a].partners)
@@ -696,7 +747,7 @@ void Perceiver::greedy(Phase phase) {
 }
 
 void Perceiver::match() {
-  const int n = mol_.natoms();
+  const int n = n_;
   copies_.assign(n, {});
   owner_.clear();
   for (Phase phase : {kDefinite, kMetalDonor, kFlexible, kTerminalOxide}) {
@@ -714,7 +765,7 @@ void Perceiver::match() {
 // up its lone pair to a pi bond when an atom of its pi system would otherwise stay
 // unsaturated.
 void Perceiver::promote_nitrogens() {
-  const int n = mol_.natoms();
+  const int n = n_;
   // Bounds that keep a large, badly resolved framework from costing more than a molecule.
   constexpr int kMaxAttempts = 200, kMaxCandidates = 4, kMaxHops = 8;
   int attempts = 0;
@@ -734,7 +785,7 @@ void Perceiver::promote_nitrogens() {
           if (dist[y] >= 0 || st_[y].hydrogen)
             continue;
           dist[y] = dist[x] + 1;
-          if (element(y) == Element(Element::Nitrogen) && st_[y].need == 0 && !st_[y].consumed &&
+          if (is_code(element(y), Element::Nitrogen) && st_[y].need == 0 && !st_[y].consumed &&
               st_[y].charge == 0 && st_[y].sigma() == 3 &&
               static_cast<int>(candidates.size()) < kMaxCandidates)
             candidates.push_back(y);
@@ -777,7 +828,7 @@ void Perceiver::collect_units() {
 
 void Perceiver::resolve_leftovers() {
   const bool no_h = !settings_.hydrogens_present;
-  for (int a = 0; a < mol_.natoms(); ++a) {
+  for (int a = 0; a < n_; ++a) {
     AtomState& s = st_[a];
     int left = copies_[a].empty() ? 0 : free_copies(a);
     if (left == 0)
@@ -792,9 +843,9 @@ void Perceiver::resolve_leftovers() {
       s.charge = -left;
       continue;
     }
-    if (terminal && left == 1 && (e == Element(Element::Oxygen) || is_chalcogen_below_oxygen(e))) {
+    if (terminal && left == 1 && (is_code(e, Element::Oxygen) || is_chalcogen_below_oxygen(e))) {
       int o = s.partners[0];
-      if (!no_h && e == Element(Element::Oxygen) && element(o).is_carbon() &&
+      if (!no_h && is_code(e, Element::Oxygen) && element(o).is_carbon() &&
           bond_length(a, o) >= 1.29) {
         // A C-O this long carries a hydrogen that the structure does not show.
         s.implicit_h += 1;
@@ -805,12 +856,12 @@ void Perceiver::resolve_leftovers() {
       continue;
     }
     if (s.metal_neighbours > 0 && left == 1 &&
-        (e.is_carbon() || e == Element(Element::Nitrogen) || e == Element(Element::Oxygen))) {
+        (e.is_carbon() || is_code(e, Element::Nitrogen) || is_code(e, Element::Oxygen))) {
       // Anionic ligands: cyclopentadienyl, amido, alkoxo.
       s.charge = -1;
       continue;
     }
-    if (!no_h && (e == Element(Element::Nitrogen) || e == Element(Element::Oxygen) ||
+    if (!no_h && (is_code(e, Element::Nitrogen) || is_code(e, Element::Oxygen) ||
                   is_chalcogen_below_oxygen(e))) {
       bool saturated_neighbours = true;
       for (int o : s.partners)
@@ -828,7 +879,7 @@ void Perceiver::resolve_leftovers() {
 
 void Perceiver::assign_types() {
   for (int b = 0; b < mol_.nbonds(); ++b) {
-    Bond& bd = *mol_.bond(b);
+    Bond& bd = *mol_.bonds()[b];
     int a1 = bd.atom1(), a2 = bd.atom2();
     if (st_[a1].metal || st_[a2].metal) {
       bd.set_type(BondType::Single);
@@ -844,10 +895,10 @@ void Perceiver::assign_types() {
 // carbanion), one from an atom whose double bond lies in an already aromatic neighbouring
 // ring. An exocyclic double bond to anything else (a quinone C=O) breaks the ring.
 void Perceiver::mark_aromatic_rings() {
-  std::vector<char> excluded(mol_.natoms(), 0);
+  std::vector<char> excluded(n_, 0);
   // An aromatic ring atom is trigonal at most: three sigma bonds to non-metals. Leaving out
   // the rest also keeps the ring walk small in dense frameworks and cages.
-  for (int a = 0; a < mol_.natoms(); ++a)
+  for (int a = 0; a < n_; ++a)
     excluded[a] = st_[a].metal || st_[a].hydrogen || st_[a].partners.size() > 3;
   std::vector<std::vector<int>> rings;
   for (auto& r : find_small_rings(mol_, 6, excluded))
@@ -895,8 +946,8 @@ void Perceiver::mark_aromatic_rings() {
             ok = false;
         } else {
           const Element& e = element(a);
-          bool lone_pair = (e == Element(Element::Nitrogen) && s.sigma() == 3 && s.charge == 0) ||
-                           (e == Element(Element::Oxygen) && s.sigma() == 2 && s.charge == 0) ||
+          bool lone_pair = (is_code(e, Element::Nitrogen) && s.sigma() == 3 && s.charge == 0) ||
+                           (is_code(e, Element::Oxygen) && s.sigma() == 2 && s.charge == 0) ||
                            (is_chalcogen_below_oxygen(e) && s.sigma() == 2 && s.charge == 0) ||
                            (e.is_carbon() && s.charge == -1 && s.sigma() == 3);
           if (lone_pair)
@@ -918,7 +969,7 @@ void Perceiver::mark_aromatic_rings() {
   }
   for (int b = 0; b < mol_.nbonds(); ++b)
     if (aromatic_bond[b])
-      mol_.bond(b)->set_type(BondType::Aromatic);
+      mol_.bonds()[b]->set_type(BondType::Aromatic);
 }
 
 std::vector<std::string> Perceiver::run() {
@@ -936,8 +987,8 @@ std::vector<std::string> Perceiver::run() {
   collect_units();
   assign_types();
   mark_aromatic_rings();
-  for (int a = 0; a < mol_.natoms(); ++a) {
-    Atom& at = *mol_.atom(a);
+  for (int a = 0; a < n_; ++a) {
+    Atom& at = *atoms_[a];
     if (!st_[a].metal)
       at.set_formal_charge(st_[a].charge);
     at.set_implicit_hydrogens(st_[a].hydrogen ? 0 : st_[a].implicit_h);
