@@ -38,9 +38,15 @@ bool is_pnictogen_below_nitrogen(const Element& e) {
 class BlossomMatcher {
 public:
   int add_vertex() {
+    const int v = size();
     adj_.emplace_back();
     match_.push_back(-1);
-    return static_cast<int>(adj_.size()) - 1;
+    // A new vertex starts outside every search tree.
+    used_.push_back(0);
+    parent_.push_back(-1);
+    base_.push_back(v);
+    seen_.push_back(0);
+    return v;
   }
   int size() const { return static_cast<int>(adj_.size()); }
   void add_edge(int a, int b) {
@@ -57,7 +63,7 @@ public:
   }
   /// Looks for an augmenting path from the free vertex `root` and applies it.
   bool augment(int root) {
-    if (match_[root] != -1)
+    if (match_[root] != -1 || adj_[root].empty())
       return false;
     int v = find_path(root);
     if (v == -1)
@@ -74,41 +80,52 @@ public:
 
 private:
   int lca(int a, int b) {
-    std::vector<char> seen(adj_.size(), 0);
+    seen_path_.clear();
     for (;;) {
       a = base_[a];
-      seen[a] = 1;
+      seen_[a] = 1;
+      seen_path_.push_back(a);
       if (match_[a] == -1)
         break;
       a = parent_[match_[a]];
     }
     for (;;) {
       b = base_[b];
-      if (seen[b])
-        return b;
+      if (seen_[b])
+        break;
       b = parent_[match_[b]];
     }
+    for (int x : seen_path_)
+      seen_[x] = 0;
+    return b;
   }
   void mark_path(int v, int b, int child) {
     while (base_[v] != b) {
       in_blossom_[base_[v]] = in_blossom_[base_[match_[v]]] = 1;
       parent_[v] = child;
+      touched_.push_back(v);
       child = match_[v];
       v = parent_[match_[v]];
     }
   }
+  // Breadth-first search for an augmenting path from `root`. The tree marks of the previous
+  // search stay in place until this one starts, because augment() follows them back; only the
+  // vertices that search touched are cleared, so a search costs what it visits rather than
+  // the size of the whole graph.
   int find_path(int root) {
     const int n = size();
-    used_.assign(n, 0);
-    parent_.assign(n, -1);
-    base_.resize(n);
-    std::iota(base_.begin(), base_.end(), 0);
+    for (int x : touched_) {
+      used_[x] = 0;
+      parent_[x] = -1;
+      base_[x] = x;
+    }
+    touched_.clear();
     used_[root] = 1;
-    std::queue<int> q;
-    q.push(root);
-    while (!q.empty()) {
-      int v = q.front();
-      q.pop();
+    touched_.push_back(root);
+    queue_.clear();
+    queue_.push_back(root);
+    for (std::size_t head = 0; head < queue_.size(); ++head) {
+      int v = queue_[head];
       for (int to : adj_[v]) {
         if (base_[v] == base_[to] || match_[v] == to)
           continue;
@@ -120,17 +137,20 @@ private:
           for (int i = 0; i < n; ++i)
             if (in_blossom_[base_[i]]) {
               base_[i] = cur;
+              touched_.push_back(i);
               if (!used_[i]) {
                 used_[i] = 1;
-                q.push(i);
+                queue_.push_back(i);
               }
             }
         } else if (parent_[to] == -1) {
           parent_[to] = v;
+          touched_.push_back(to);
           if (match_[to] == -1)
             return to;
           used_[match_[to]] = 1;
-          q.push(match_[to]);
+          touched_.push_back(match_[to]);
+          queue_.push_back(match_[to]);
         }
       }
     }
@@ -141,6 +161,10 @@ private:
   std::vector<int> match_;
   std::vector<int> parent_, base_;
   std::vector<char> used_, in_blossom_;
+  // Scratch of the searches: the vertices whose marks need clearing, the queue, and the
+  // marks of the lowest-common-ancestor walk with the bases it marked.
+  std::vector<int> touched_, queue_, seen_path_;
+  std::vector<char> seen_;
 };
 
 // Priority of an atom in the matching: atoms whose pi bonds are certain are matched first,
