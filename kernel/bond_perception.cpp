@@ -8,7 +8,6 @@
 #include <numeric>
 #include <queue>
 #include <set>
-#include <unordered_map>
 
 namespace xtalmotif {
 
@@ -249,15 +248,24 @@ private:
   void resolve_leftovers();
   void assign_types();
   void mark_aromatic_rings();
-
-  int units_between(int a, int b) const {
-    auto it = units_.find(key(a, b));
-    return it == units_.end() ? 0 : it->second;
+  // An atom that gives a lone pair to an aromatic ring: pyrrole-like N, furan-like O, a
+  // thiophene-like S or Se, a carbanion.
+  bool lone_pair_donor(int a) const {
+    const AtomState& s = st_[a];
+    const Element& e = element(a);
+    return (is_code(e, Element::Nitrogen) && s.sigma() == 3 && s.charge == 0) ||
+           (is_code(e, Element::Oxygen) && s.sigma() == 2 && s.charge == 0) ||
+           (is_chalcogen_below_oxygen(e) && s.sigma() == 2 && s.charge == 0) ||
+           (e.is_carbon() && s.charge == -1 && s.sigma() == 3);
   }
-  static long long key(int a, int b) {
-    if (a > b)
-      std::swap(a, b);
-    return (static_cast<long long>(a) << 32) | static_cast<unsigned>(b);
+
+  // The bond from atom a to its partner o; pi bonds only ever join partners.
+  int partner_bond(int a, int o) const {
+    const AtomState& s = st_[a];
+    for (std::size_t k = 0; k < s.partners.size(); ++k)
+      if (s.partners[k] == o)
+        return s.partner_bonds[k];
+    return -1;
   }
   int free_copies(int a) const {
     int n = 0;
@@ -286,13 +294,14 @@ private:
   BlossomMatcher matcher_;
   std::vector<std::vector<int>> copies_;
   std::vector<int> owner_;
-  std::unordered_map<long long, int> units_;      // pi units per bond
-  std::unordered_map<long long, int> fixed_units_; // pi units settled before the matching
+  std::vector<int> units_;       // pi units per bond, by bond index
+  std::vector<int> fixed_units_; // pi units settled before the matching, by bond index
 };
 
 void Perceiver::setup_atoms() {
   const int n = n_;
   st_.assign(n, AtomState());
+  fixed_units_.assign(mol_.nbonds(), 0);
   elements_.resize(n);
   positions_.resize(n);
   for (int a = 0; a < n; ++a) {
@@ -565,7 +574,7 @@ void Perceiver::settle_metal_carbonyls() {
     if (!is_code(element(o), Element::Oxygen) || so.partners.size() != 1 || so.implicit_h != 0 ||
         bond_length(a, o) >= 1.20)
       continue;
-    fixed_units_[key(a, o)] = 2;
+    fixed_units_[s.partner_bonds[0]] = 2;
     s.charge = -1;
     so.charge = 1;
     s.consumed = so.consumed = true;
@@ -644,7 +653,7 @@ void Perceiver::settle_hypervalent_centres() {
     for (int i = 0; i < k; ++i) {
       int o = terminal[i];
       if (i < doubles)
-        fixed_units_[key(c, o)] = 1;
+        fixed_units_[partner_bond(c, o)] = 1;
       else
         st_[o].charge = -1;
       st_[o].consumed = true;
@@ -846,7 +855,7 @@ void Perceiver::collect_units() {
   for (int v = 0; v < matcher_.size(); ++v) {
     int w = matcher_.mate(v);
     if (w > v)
-      ++units_[key(owner_[v], owner_[w])];
+      ++units_[partner_bond(owner_[v], owner_[w])];
   }
 }
 
@@ -909,7 +918,7 @@ void Perceiver::assign_types() {
       bd.set_type(BondType::Single);
       continue;
     }
-    int u = units_between(a1, a2);
+    int u = units_[b];
     bd.set_type(u == 0 ? BondType::Single : u == 1 ? BondType::Double : BondType::Triple);
   }
 }
@@ -919,15 +928,32 @@ void Perceiver::assign_types() {
 // carbanion), one from an atom whose double bond lies in an already aromatic neighbouring
 // ring. An exocyclic double bond to anything else (a quinone C=O) breaks the ring.
 void Perceiver::mark_aromatic_rings() {
+  // An aromatic ring atom is trigonal at most: three sigma bonds to non-metals. It also brings
+  // electrons to the ring, from a pi bond or from a lone pair; an atom with neither fails every
+  // ring through it, so leaving it out of the ring search changes no verdict. Leaving these
+  // atoms out also keeps the ring walk small in dense frameworks, cages and saturated rings.
   std::vector<char> excluded(n_, 0);
-  // An aromatic ring atom is trigonal at most: three sigma bonds to non-metals. Leaving out
-  // the rest also keeps the ring walk small in dense frameworks and cages.
-  for (int a = 0; a < n_; ++a)
-    excluded[a] = st_[a].metal || st_[a].hydrogen || st_[a].partners.size() > 3;
+  bool any_usable = false;
+  for (int a = 0; a < n_; ++a) {
+    const AtomState& s = st_[a];
+    excluded[a] = s.metal || s.hydrogen || s.partners.size() > 3;
+    if (excluded[a])
+      continue;
+    bool pi = false;
+    for (int b : s.partner_bonds)
+      if (units_[b] != 0) {
+        pi = true;
+        break;
+      }
+    excluded[a] = !pi && !lone_pair_donor(a);
+    any_usable = any_usable || !excluded[a];
+  }
+  if (!any_usable)
+    return;
   std::vector<std::vector<int>> rings;
   for (auto& r : find_small_rings(mol_, 6, excluded))
     if (r.size() >= 5)
-      rings.push_back(r);
+      rings.push_back(std::move(r));
   if (rings.empty())
     return;
   std::vector<char> aromatic_bond(mol_.nbonds(), 0);
@@ -947,48 +973,38 @@ void Perceiver::mark_aromatic_rings() {
         int prev = ring[(i + n - 1) % n], next = ring[(i + 1) % n];
         const AtomState& s = st_[a];
         int in_ring_double = 0;
-        int exo_double = -1;
-        for (int o : s.partners) {
-          int u = units_between(a, o);
+        int exo_bond = -1;
+        for (std::size_t k = 0; k < s.partners.size(); ++k) {
+          int o = s.partners[k];
+          int u = units_[s.partner_bonds[k]];
           if (u == 0)
             continue;
           if (o == prev || o == next)
             in_ring_double += u;
           else
-            exo_double = o;
+            exo_bond = s.partner_bonds[k];
         }
         if (in_ring_double == 1) {
           electrons += 1;
         } else if (in_ring_double > 1) {
           ok = false;
-        } else if (exo_double >= 0) {
-          THandle<Bond> bd = mol_.bond_between(a, exo_double);
-          int bi = bd ? mol_.index_of(bd) : -1;
-          if (bi >= 0 && aromatic_bond[bi])
+        } else if (exo_bond >= 0) {
+          if (aromatic_bond[exo_bond])
             electrons += 1;
           else
             ok = false;
+        } else if (lone_pair_donor(a)) {
+          electrons += 2;
         } else {
-          const Element& e = element(a);
-          bool lone_pair = (is_code(e, Element::Nitrogen) && s.sigma() == 3 && s.charge == 0) ||
-                           (is_code(e, Element::Oxygen) && s.sigma() == 2 && s.charge == 0) ||
-                           (is_chalcogen_below_oxygen(e) && s.sigma() == 2 && s.charge == 0) ||
-                           (e.is_carbon() && s.charge == -1 && s.sigma() == 3);
-          if (lone_pair)
-            electrons += 2;
-          else
-            ok = false;
+          ok = false;
         }
       }
       if (!ok || electrons != 6)
         continue;
       ring_done[ri] = 1;
       changed = true;
-      for (int i = 0; i < n; ++i) {
-        THandle<Bond> bd = mol_.bond_between(ring[i], ring[(i + 1) % n]);
-        if (bd)
-          aromatic_bond[mol_.index_of(bd)] = 1;
-      }
+      for (int i = 0; i < n; ++i)
+        aromatic_bond[partner_bond(ring[i], ring[(i + 1) % n])] = 1;
     }
   }
   for (int b = 0; b < mol_.nbonds(); ++b)

@@ -185,6 +185,71 @@ TEST(AromaticRings, CyclohexeneIsNotAromatic) {
   EXPECT_EQ(b.count(BondType::Double), 1);
 }
 
+// Two regular hexagons of side 1.40 sharing the bond 0-1 (along y at x = 0): atoms 0-5 make the
+// right ring, 0, 1 and 6-9 the left one. A hydrogen points out from its own ring centre at every
+// atom except the fusion pair; the atoms flagged in `saturated` get two, above and below the
+// plane, instead of one.
+std::vector<Placed> fused_hexagons(const std::vector<bool>& saturated, double fusion = 1.40) {
+  const double s = 1.40, cx = s * std::sqrt(3.0) / 2;
+  std::vector<Placed> atoms = {{"C", Point(0, fusion / 2, 0)}, {"C", Point(0, -fusion / 2, 0)}};
+  std::vector<Point> centre = {Point(), Point()};
+  // Each ring is walked from atom 1 away from the fusion bond round to atom 0.
+  const std::vector<std::pair<double, std::vector<double>>> rings = {
+      {cx, {270, 330, 30, 90}}, {-cx, {270, 210, 150, 90}}};
+  for (const auto& r : rings) {
+    Point c(r.first, 0, 0);
+    for (double deg : r.second) {
+      atoms.push_back({"C", c + polar(s, deg)});
+      centre.push_back(c);
+    }
+  }
+  const int nc = static_cast<int>(atoms.size());
+  for (int i = 2; i < nc; ++i) {
+    Point out = atoms[i].p - centre[i];
+    out *= 1.0 / out.length();
+    if (saturated[i]) {
+      atoms.push_back({"H", atoms[i].p + out * 0.62 + Point(0, 0, 0.88)});
+      atoms.push_back({"H", atoms[i].p + out * 0.62 - Point(0, 0, 0.88)});
+    } else {
+      atoms.push_back({"H", atoms[i].p + out * 1.08});
+    }
+  }
+  return atoms;
+}
+
+TEST(AromaticRings, NaphthaleneAndTetralin) {
+  Built naphthalene(fused_hexagons(std::vector<bool>(10, false)));
+  ASSERT_EQ(naphthalene.mol().natoms(), 18);
+  EXPECT_TRUE(naphthalene.bonded(0, 1));
+  EXPECT_TRUE(naphthalene.bonded(1, 2) && naphthalene.bonded(5, 0));
+  EXPECT_TRUE(naphthalene.bonded(1, 6) && naphthalene.bonded(9, 0));
+  // Whichever Kekule structure the matching finds, both rings are aromatic: a ring whose
+  // fusion atoms take their double bond in the other ring still counts those electrons.
+  EXPECT_EQ(naphthalene.count(BondType::Aromatic), 11);
+  EXPECT_EQ(naphthalene.count(BondType::Double), 0);
+  EXPECT_TRUE(naphthalene.problems().empty());
+  // A long shared bond is the last the matching makes double, so here one ring holds three
+  // double bonds and the other takes the electrons of its fusion atoms from the first.
+  Built long_fusion(fused_hexagons(std::vector<bool>(10, false), 1.46));
+  EXPECT_EQ(long_fusion.count(BondType::Aromatic), 11);
+  EXPECT_EQ(long_fusion.count(BondType::Double), 0);
+  EXPECT_TRUE(long_fusion.problems().empty());
+
+  // Tetralin: the left ring is saturated apart from the shared bond, so only the right ring
+  // is aromatic and the CH2 ring bonds stay single.
+  std::vector<bool> saturated(10, false);
+  for (int i = 6; i < 10; ++i)
+    saturated[i] = true;
+  Built tetralin(fused_hexagons(saturated));
+  EXPECT_EQ(tetralin.count(BondType::Aromatic), 6);
+  EXPECT_EQ(tetralin.type(0, 1), BondType::Aromatic);
+  EXPECT_EQ(tetralin.type(1, 6), BondType::Single);
+  EXPECT_EQ(tetralin.type(6, 7), BondType::Single);
+  EXPECT_EQ(tetralin.type(9, 0), BondType::Single);
+  EXPECT_EQ(tetralin.count(BondType::Double), 0);
+  EXPECT_TRUE(tetralin.problems().empty());
+}
+
 // ---- functional groups --------------------------------------------------------------------------
 
 std::vector<Placed> acetic_acid(bool with_acid_h) {
