@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <numeric>
 #include <queue>
-#include <set>
 
 namespace xtalmotif {
 
@@ -190,6 +188,36 @@ private:
   const int* last_ = nullptr;
 };
 
+/// The matching vertices of one atom, one per pi bond it may still form. An atom gets its
+/// vertices all at once, so they are numbered consecutively.
+class VertexRun {
+public:
+  class iterator {
+  public:
+    explicit iterator(int v) : v_(v) {}
+    int operator*() const { return v_; }
+    iterator& operator++() {
+      ++v_;
+      return *this;
+    }
+    bool operator!=(const iterator& o) const { return v_ != o.v_; }
+
+  private:
+    int v_;
+  };
+  VertexRun() = default;
+  VertexRun(int first, int count) : first_(first), count_(count) {}
+  iterator begin() const { return iterator(first_); }
+  iterator end() const { return iterator(first_ + count_); }
+  bool empty() const { return count_ == 0; }
+  int back() const { return first_ + count_ - 1; }
+  void clear() { count_ = 0; }
+
+private:
+  int first_ = 0;
+  int count_ = 0;
+};
+
 struct AtomState {
   bool metal = false;
   bool hydrogen = false;
@@ -224,7 +252,16 @@ public:
 private:
   const std::string& label(int a) const { return atoms_[a]->label(); }
   const Element& element(int a) const { return elements_[a]; }
-  double bond_length(int a, int b) const { return distance(positions_[a], positions_[b]); }
+  // Positions are read from the sites when first asked for: hydrogens and atoms without pi
+  // bonds often never are.
+  const Point& position(int a) const {
+    if (!position_read_[a]) {
+      positions_[a] = atoms_[a]->position();
+      position_read_[a] = 1;
+    }
+    return positions_[a];
+  }
+  double bond_length(int a, int b) const { return distance(position(a), position(b)); }
   // Bond length over the sum of single-bond covalent radii: about 1 for single bonds, 0.87 for
   // double and 0.79 for triple bonds.
   double ratio(int a, int b) const {
@@ -275,6 +312,12 @@ private:
     return n;
   }
   void add_vertices(int a);
+  // A pair of partners that may share a pi bond, with the ratio of their bond length.
+  struct Cand {
+    double r;
+    int a, b;
+  };
+  std::vector<Cand> cands_; // scratch for greedy
   void greedy(Phase phase);
   void collect_units();
 
@@ -283,16 +326,18 @@ private:
   const int n_;
   const BondPerceptionSettings& settings_;
   const BondPerception::PolymerCuts& cuts_;
-  // Elements and positions of the atoms, read once: every test below asks for them many times.
+  // Elements of the atoms, copied once, and their positions, copied when first needed: the
+  // tests below ask for them many times.
   std::vector<Element> elements_;
-  std::vector<Point> positions_;
+  mutable std::vector<Point> positions_;
+  mutable std::vector<char> position_read_;
   // The partners of all atoms one after another, and the bonds to them; AtomState holds ranges.
   std::vector<int> partner_list_, partner_bond_list_;
   std::vector<int> geo_; // scratch for derive_hydrogens
   std::vector<AtomState> st_;
   std::vector<std::string> problems_;
   BlossomMatcher matcher_;
-  std::vector<std::vector<int>> copies_;
+  std::vector<VertexRun> copies_;
   std::vector<int> owner_;
   std::vector<int> units_;       // pi units per bond, by bond index
   std::vector<int> fixed_units_; // pi units settled before the matching, by bond index
@@ -304,10 +349,10 @@ void Perceiver::setup_atoms() {
   fixed_units_.assign(mol_.nbonds(), 0);
   elements_.resize(n);
   positions_.resize(n);
+  position_read_.assign(n, 0);
   for (int a = 0; a < n; ++a) {
     const Atom& at = *atoms_[a];
     elements_[a] = at.element();
-    positions_[a] = at.position();
     AtomState& s = st_[a];
     s.metal = at.element().is_metal();
     s.hydrogen = at.element().is_hydrogen();
@@ -399,7 +444,7 @@ void Perceiver::derive_hydrogens(int a) {
     double sum = 0;
     for (std::size_t i = 0; i < geo.size(); ++i)
       for (std::size_t j = i + 1; j < geo.size(); ++j)
-        sum += angle(positions_[geo[i]], positions_[a], positions_[geo[j]]);
+        sum += angle(position(geo[i]), position(a), position(geo[j]));
     return sum / kDegree;
   };
   auto min_ratio = [&]() {
@@ -729,11 +774,13 @@ void Perceiver::compute_needs() {
 }
 
 void Perceiver::add_vertices(int a) {
+  // Called once per atom, for the atoms that have none yet.
+  const int first = matcher_.size();
   for (int i = 0; i < st_[a].need; ++i) {
-    int v = matcher_.add_vertex();
-    copies_[a].push_back(v);
+    matcher_.add_vertex();
     owner_.push_back(a);
   }
+  copies_[a] = VertexRun(first, matcher_.size() - first);
   for (int o : st_[a].partners) {
     if (copies_[o].empty() || o == a)
       continue;
@@ -744,11 +791,8 @@ void Perceiver::add_vertices(int a) {
 }
 
 void Perceiver::greedy(Phase phase) {
-  struct Cand {
-    double r;
-    int a, b;
-  };
-  std::vector<Cand> cands;
+  std::vector<Cand>& cands = cands_;
+  cands.clear();
   for (int a = 0; a < n_; ++a) {
     if (copies_[a].empty())
       continue;
