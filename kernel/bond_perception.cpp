@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <queue>
 
 namespace xtalmotif {
 
@@ -58,6 +57,20 @@ public:
     match_[a] = b;
     match_[b] = a;
   }
+  /// Takes back the newest vertex, which must be unmatched and have no edges added after its
+  /// own; the graph and the matching are then as they were before it came.
+  void remove_last_vertex() {
+    const int v = size() - 1;
+    clear_marks();
+    for (int w : adj_[v])
+      adj_[w].pop_back();
+    adj_.pop_back();
+    match_.pop_back();
+    used_.pop_back();
+    parent_.pop_back();
+    base_.pop_back();
+    seen_.pop_back();
+  }
   /// Looks for an augmenting path from the free vertex `root` and applies it.
   bool augment(int root) {
     if (match_[root] != -1 || adj_[root].empty())
@@ -109,14 +122,17 @@ private:
   // search stay in place until this one starts, because augment() follows them back; only the
   // vertices that search touched are cleared, so a search costs what it visits rather than
   // the size of the whole graph.
-  int find_path(int root) {
-    const int n = size();
+  void clear_marks() {
     for (int x : touched_) {
       used_[x] = 0;
       parent_[x] = -1;
       base_[x] = x;
     }
     touched_.clear();
+  }
+  int find_path(int root) {
+    const int n = size();
+    clear_marks();
     used_[root] = 1;
     touched_.push_back(root);
     queue_.clear();
@@ -318,6 +334,7 @@ private:
     int a, b;
   };
   std::vector<Cand> cands_; // scratch for greedy
+  std::vector<int> dist_, queue_; // scratch for promote_nitrogens
   void greedy(Phase phase);
   void collect_units();
 
@@ -850,14 +867,14 @@ void Perceiver::promote_nitrogens() {
     while (free_copies(a) > 0 && st_[a].phase != kTerminalOxide && !st_[a].flexible &&
            attempts++ < kMaxAttempts) {
       // Nitrogens of the same pi system, nearest first.
-      std::vector<int> dist(n, -1);
-      std::queue<int> q;
+      std::vector<int>& dist = dist_;
+      std::vector<int>& q = queue_;
+      dist.assign(n, -1);
       dist[a] = 0;
-      q.push(a);
+      q.assign(1, a);
       std::vector<int> candidates;
-      while (!q.empty()) {
-        int x = q.front();
-        q.pop();
+      for (std::size_t head = 0; head < q.size(); ++head) {
+        int x = q[head];
         for (int y : st_[x].partners) {
           if (dist[y] >= 0 || st_[y].hydrogen)
             continue;
@@ -868,13 +885,11 @@ void Perceiver::promote_nitrogens() {
             candidates.push_back(y);
           // Only atoms with pi bonds conduct; the nitrogen itself is a dead end.
           if (st_[y].need > 0 && dist[y] < kMaxHops)
-            q.push(y);
+            q.push_back(y);
         }
       }
       bool done = false;
       for (int y : candidates) {
-        BlossomMatcher saved = matcher_;
-        std::vector<int> saved_owner = owner_;
         st_[y].need = 1;
         add_vertices(y);
         int v = copies_[y].back();
@@ -883,8 +898,9 @@ void Perceiver::promote_nitrogens() {
           done = true;
           break;
         }
-        matcher_ = saved;
-        owner_ = saved_owner;
+        // A failed search leaves the matching alone: taking the vertex back restores it all.
+        matcher_.remove_last_vertex();
+        owner_.pop_back();
         copies_[y].clear();
         st_[y].need = 0;
       }

@@ -392,6 +392,31 @@ TEST(FunctionalGroups, AmmoniumAndGuanidinium) {
   EXPECT_TRUE(guanidinium.problems().empty());
 }
 
+TEST(FunctionalGroups, AminoNitrogenThatCannotTakeTheLeftoverPiBond) {
+  // 2-Aminoallyl, H2C-C(NH2)=CH2 with one terminal carbon short of a partner: the amino
+  // nitrogen sits on the middle carbon, whose pi bond is taken, so giving up its lone pair
+  // cannot reach the terminal carbon and it stays neutral. A pyridinium ring beside it still
+  // gets its charge from the same search afterwards.
+  const Point b(0, 0, 0), a = polar(1.40, 90), c = polar(1.40, 210), n = polar(1.40, 330);
+  std::vector<Placed> atoms = {{"C", a}, {"C", b}, {"C", c}, {"N", n}};
+  for (const Point& h : {a + polar(1.08, 30), a + polar(1.08, 150), c + polar(1.08, 150),
+                         c + polar(1.08, 270), n + polar(1.01, 270), n + polar(1.01, 30)})
+    atoms.push_back({"H", h});
+  const int first_ring_atom = static_cast<int>(atoms.size());
+  for (const Placed& p : ring({"N", "C", "C", "C", "C", "C"}, 1.39, {1, 1, 1, 1, 1, 1}))
+    atoms.push_back({p.symbol, p.p + Point(10, 0, 0)});
+  Built both(atoms);
+  EXPECT_EQ(both.charge(3), 0);
+  EXPECT_EQ(both.type(1, 3), BondType::Single);
+  EXPECT_EQ(both.count(BondType::Double), 1);
+  EXPECT_NE(both.type(0, 1) == BondType::Double, both.type(1, 2) == BondType::Double);
+  EXPECT_EQ(both.charge(first_ring_atom), 1);
+  EXPECT_EQ(both.count(BondType::Aromatic), 6);
+  EXPECT_EQ(both.total_charge(), 1);
+  ASSERT_EQ(both.problems().size(), 1u);
+  EXPECT_NE(both.problems()[0].find("unresolved valence"), std::string::npos);
+}
+
 TEST(FunctionalGroups, NitrileIsATripleBond) {
   std::vector<Placed> a = {{"C", Point(0, 0, 0)}, {"C", Point(1.46, 0, 0)}, {"N", Point(2.61, 0, 0)}};
   add_three_h(a, a[0].p, Point(-1, 0, 0));
