@@ -13,6 +13,7 @@
 #include <optional>
 #include <stdexcept>
 #include <tuple>
+#include <unordered_set>
 
 namespace xtalmotif {
 
@@ -1279,6 +1280,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // across metal-ligand bonds. A bond that would bring back a piece already placed, at another
   // lattice translation, is where a coordination polymer repeats: it is cut there.
   std::vector<char> site_used(sites.size(), 0);
+  std::unordered_set<std::string> reported(cm->errors().begin(), cm->errors().end());
   std::vector<std::array<int, 3>> offset(ncell);
   std::vector<int> index_of(ncell, -1); // cell atom -> atom of the molecule being built
   for (std::size_t s = 0; s < sites.size(); ++s) {
@@ -1373,9 +1375,10 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
                      " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
                      " handled");
     mol->add_bonds(bonds);
-    for (const std::string& p : typer.assign_bond_types(*mol, cuts))
-      if (std::find(cm->errors().begin(), cm->errors().end(), p) == cm->errors().end())
-        cm->add_error(p);
+    // Each problem once, however many molecules show it.
+    for (std::string& p : typer.assign_bond_types(*mol, cuts))
+      if (reported.insert(p).second)
+        cm->add_error(std::move(p));
     cm->add_molecule(THandle<Molecule>(mol), std::move(origins));
   }
   cm->set_polymeric(polymeric);
