@@ -648,42 +648,62 @@ std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
       return;
     parent[find(a)] = find(b);
   };
-  // Ordered atoms that each grouped atom is bonded to. Only sites within bonding reach along
-  // the a axis are looked at: the sites sorted by their place along it (in the cell), and
-  // each grouped atom visits the stretch of the cell either side of its own.
+  // Ordered atoms that each grouped atom is bonded to. Only sites within bonding reach are
+  // looked at: the sites sit in buckets over the cell, each bucket at least as wide as bonding
+  // reaches along its axis, and a grouped atom visits its own bucket and the neighbouring ones.
   double max_radius = 0;
   for (const SiteAtom& a : sites)
     max_radius = std::max(max_radius, a.element.covalent_radius());
-  const double reach = lattice_distance.reach_along(0, 2 * max_radius + 0.4) + 1e-9;
-  std::vector<std::pair<double, std::size_t>> along(sites.size());
-  for (std::size_t j = 0; j < sites.size(); ++j)
-    along[j] = {sites[j].frac[0] - std::floor(sites[j].frac[0]), j};
-  std::sort(along.begin(), along.end());
-  auto first_at = [&](double x) {
-    return static_cast<std::size_t>(
-        std::lower_bound(along.begin(), along.end(), std::make_pair(x, std::size_t{0})) -
-        along.begin());
+  std::array<int, 3> nb{1, 1, 1};
+  for (int k = 0; k < 3; ++k) {
+    const double reach = lattice_distance.reach_along(k, 2 * max_radius + 0.4) * (1.0 + 1e-9);
+    nb[k] = std::max(1, std::min(32, static_cast<int>(1.0 / std::max(reach, 1e-6))));
+  }
+  auto place = [&](const Point& f) {
+    std::array<int, 3> at;
+    for (int k = 0; k < 3; ++k)
+      at[k] = std::min(nb[k] - 1, static_cast<int>((f[k] - std::floor(f[k])) * nb[k]));
+    return at;
+  };
+  const std::size_t nbuckets = static_cast<std::size_t>(nb[0]) * nb[1] * nb[2];
+  std::vector<int> bucket_first(nbuckets + 1, 0), in_bucket(sites.size());
+  std::vector<int> bucket_of(sites.size());
+  for (std::size_t j = 0; j < sites.size(); ++j) {
+    const std::array<int, 3> at = place(sites[j].frac);
+    bucket_of[j] = (at[0] * nb[1] + at[1]) * nb[2] + at[2];
+    ++bucket_first[bucket_of[j] + 1];
+  }
+  for (std::size_t c = 0; c < nbuckets; ++c)
+    bucket_first[c + 1] += bucket_first[c];
+  {
+    std::vector<int> fill(bucket_first.begin(), bucket_first.end() - 1);
+    for (std::size_t j = 0; j < sites.size(); ++j)
+      in_bucket[fill[bucket_of[j]]++] = static_cast<int>(j);
+  }
+  // The buckets next to `at` along one axis, each once.
+  auto around = [&](int k, int at, std::array<int, 3>& out) {
+    out[0] = at;
+    if (nb[k] == 1)
+      return 1;
+    out[1] = at + 1 == nb[k] ? 0 : at + 1;
+    if (nb[k] == 2)
+      return 2;
+    out[2] = at == 0 ? nb[k] - 1 : at - 1;
+    return 3;
   };
   std::vector<std::size_t> near_i;
   auto within_reach = [&](std::size_t i) -> const std::vector<std::size_t>& {
     near_i.clear();
-    const double x = sites[i].frac[0] - std::floor(sites[i].frac[0]);
-    auto take = [&](std::size_t b, std::size_t e) {
-      for (std::size_t k = b; k < e; ++k)
-        near_i.push_back(along[k].second);
-    };
-    const std::size_t n = along.size();
-    if (2 * reach >= 1.0) {
-      take(0, n);
-    } else if (x - reach < 0) {
-      take(0, first_at(std::nextafter(x + reach, 2.0)));
-      take(first_at(x - reach + 1.0), n);
-    } else if (x + reach >= 1.0) {
-      take(first_at(x - reach), n);
-      take(0, first_at(std::nextafter(x + reach - 1.0, 2.0)));
-    } else {
-      take(first_at(x - reach), first_at(std::nextafter(x + reach, 2.0)));
-    }
+    const std::array<int, 3> at = place(sites[i].frac);
+    std::array<int, 3> w0, w1, w2;
+    const int n0 = around(0, at[0], w0), n1 = around(1, at[1], w1), n2 = around(2, at[2], w2);
+    for (int i0 = 0; i0 < n0; ++i0)
+      for (int i1 = 0; i1 < n1; ++i1)
+        for (int i2 = 0; i2 < n2; ++i2) {
+          const int c = (w0[i0] * nb[1] + w1[i1]) * nb[2] + w2[i2];
+          for (int m = bucket_first[c]; m < bucket_first[c + 1]; ++m)
+            near_i.push_back(static_cast<std::size_t>(in_bucket[m]));
+        }
     return near_i;
   };
   std::vector<std::vector<std::size_t>> anchors(sites.size());
