@@ -1,7 +1,8 @@
 // The cost of turning CIF files into crystals, measured against the parser alone on the same
-// files in one run: gemmi's parse of every data block, then parse + molecule assembly + bond
-// perception of every block that has atom sites. The ratio (full / parse) is the figure to
-// watch; assembly and perception should add at most half again to the parse.
+// files in one run: gemmi's parse of every data block of every file, then parse + molecule
+// assembly + bond perception of every block that has atom sites, each read from its place in
+// its file as a database entry reads it. The ratio (full / parse) is the figure to watch;
+// assembly and perception should add at most half again to the parse.
 
 #include "kernel/cif_reader.h"
 #include "kernel/database.h"
