@@ -13,12 +13,14 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 namespace xtalmotif {
@@ -134,13 +136,6 @@ std::string lower(std::string s) {
 // spellings equal: `_space_group_symop.operation_xyz` is `_space_group_symop_operation_xyz`.
 char tag_char(char c) { return c == '.' ? '_' : ascii_lower(c); }
 
-std::uint64_t tag_hash(const std::string& tag) {
-  std::uint64_t h = 1469598103934665603ULL; // FNV-1a
-  for (char c : tag)
-    h = (h ^ static_cast<unsigned char>(tag_char(c))) * 1099511628211ULL;
-  return h;
-}
-
 bool same_tag(const std::string& a, const char* b) {
   std::size_t i = 0;
   for (; i < a.size(); ++i)
@@ -148,6 +143,125 @@ bool same_tag(const std::string& a, const char* b) {
       return false;
   return b[i] == '\0';
 }
+
+/// The tags this reader looks at. A block has a hundred tags or so, of which these few are
+/// used: they are found in one pass over the block's tags, and everything else is passed over.
+enum Tag : int {
+  kCellLengthA,
+  kCellLengthB,
+  kCellLengthC,
+  kCellAngleAlpha,
+  kCellAngleBeta,
+  kCellAngleGamma,
+  kSpaceGroupNameHall,
+  kSymmetrySpaceGroupNameHall,
+  kSpaceGroupNameHMAlt,
+  kSymmetrySpaceGroupNameHM,
+  kSpaceGroupNameHMFull,
+  kSpaceGroupITNumber,
+  kSymmetryIntTablesNumber,
+  kSpaceGroupSymopOperationXyz,
+  kSymmetryEquivPosAsXyz,
+  kAtomSiteFractX,
+  kAtomSiteFractY,
+  kAtomSiteFractZ,
+  kAtomSiteLabel,
+  kAtomSiteTypeSymbol,
+  kAtomSiteOccupancy,
+  kAtomSiteDisorderGroup,
+  kAtomSiteDisorderAssembly,
+  kAtomSiteCalcFlag,
+  kAtomSiteRefinementFlags,
+  kAtomSiteRefinementFlagsOccupancy,
+  kChemicalFormulaSum,
+  kChemicalFormulaMoiety,
+  kRefineLsRFactorGt,
+  kRefineLsRFactorObs,
+  kRefineLsRFactorAll,
+  kTagCount
+};
+
+// In the order of the enumeration; these spellings also appear in warnings and errors.
+constexpr const char* kTagNames[kTagCount] = {
+    "_cell_length_a",
+    "_cell_length_b",
+    "_cell_length_c",
+    "_cell_angle_alpha",
+    "_cell_angle_beta",
+    "_cell_angle_gamma",
+    "_space_group_name_Hall",
+    "_symmetry_space_group_name_Hall",
+    "_space_group_name_H-M_alt",
+    "_symmetry_space_group_name_H-M",
+    "_space_group_name_H-M_full",
+    "_space_group_IT_number",
+    "_symmetry_Int_Tables_number",
+    "_space_group_symop_operation_xyz",
+    "_symmetry_equiv_pos_as_xyz",
+    "_atom_site_fract_x",
+    "_atom_site_fract_y",
+    "_atom_site_fract_z",
+    "_atom_site_label",
+    "_atom_site_type_symbol",
+    "_atom_site_occupancy",
+    "_atom_site_disorder_group",
+    "_atom_site_disorder_assembly",
+    "_atom_site_calc_flag",
+    "_atom_site_refinement_flags",
+    "_atom_site_refinement_flags_occupancy",
+    "_chemical_formula_sum",
+    "_chemical_formula_moiety",
+    "_refine_ls_R_factor_gt",
+    "_refine_ls_R_factor_obs",
+    "_refine_ls_R_factor_all",
+};
+
+/// Which of the reader's tags a block's tag is. Most tags of a block are ruled out by their
+/// length alone; the rest are hashed in their normal form (lower case, '.' as '_') into a small
+/// open-addressed table and confirmed character by character.
+class TagFinder {
+public:
+  TagFinder() {
+    for (unsigned c = 0; c < 256; ++c)
+      normal_[c] = static_cast<unsigned char>(tag_char(static_cast<char>(c)));
+    slot_tag_.fill(-1);
+    for (int t = 0; t < kTagCount; ++t) {
+      const std::size_t len = std::strlen(kTagNames[t]);
+      lengths_ |= std::uint64_t{1} << len;
+      std::size_t at = hash(kTagNames[t], len) & kMask;
+      while (slot_tag_[at] >= 0)
+        at = (at + 1) & kMask;
+      slot_tag_[at] = static_cast<signed char>(t);
+    }
+  }
+
+  /// The tag's place in the enumeration, or -1 when the reader does not use it.
+  int find(const std::string& tag) const {
+    const std::size_t len = tag.size();
+    if (len >= 64 || !((lengths_ >> len) & 1))
+      return -1;
+    for (std::size_t at = hash(tag.data(), len) & kMask; slot_tag_[at] >= 0; at = (at + 1) & kMask)
+      if (same_tag(tag, kTagNames[slot_tag_[at]]))
+        return slot_tag_[at];
+    return -1;
+  }
+
+private:
+  static constexpr std::size_t kSlots = 128; // a quarter full
+  static constexpr std::size_t kMask = kSlots - 1;
+  static_assert(kSlots >= 4 * kTagCount, "the tag table is kept sparse");
+
+  std::size_t hash(const char* s, std::size_t len) const {
+    std::uint64_t h = 1469598103934665603ULL; // FNV-1a
+    for (std::size_t i = 0; i < len; ++i)
+      h = (h ^ normal_[static_cast<unsigned char>(s[i])]) * 1099511628211ULL;
+    return static_cast<std::size_t>(h ^ (h >> 29));
+  }
+
+  std::array<unsigned char, 256> normal_{};
+  std::array<signed char, kSlots> slot_tag_{};
+  std::uint64_t lengths_ = 0; // bit n: some tag of the reader has n characters
+};
 
 /// The values under one tag, read in place from the parsed block: a single value, or a column
 /// of a loop (every `stride`-th value from `first`). Empty when the block does not have the tag.
@@ -166,42 +280,40 @@ private:
   std::size_t n_ = 0;
 };
 
-/// The values of a parsed block, looked up by tag. The index holds a hash of each tag's normal
-/// form and where its values are; nothing is copied, so the reflection and other large loops of
-/// a file cost nothing beyond their parse.
+/// The values of a parsed block under the reader's tags, found in one pass over the block.
+/// Nothing is copied, so the reflection and other large loops of a file cost nothing beyond
+/// their parse. Of a tag met twice the first occurrence is kept, even when it is a loop with
+/// no rows.
 class BlockValues {
 public:
   explicit BlockValues(const gemmi::cif::Block& block) {
+    static const TagFinder finder;
+    std::array<bool, kTagCount> seen{};
+    auto note = [&](const std::string& tag, const Column& values) {
+      const int t = finder.find(tag);
+      if (t >= 0 && !seen[t]) {
+        seen[t] = true;
+        columns_[t] = values;
+      }
+    };
     for (const gemmi::cif::Item& item : block.items) {
       if (item.type == gemmi::cif::ItemType::Pair) {
-        index_.push_back({tag_hash(item.pair[0]), &item.pair[0], Column(&item.pair[1], 1, 1)});
+        note(item.pair[0], Column(&item.pair[1], 1, 1));
       } else if (item.type == gemmi::cif::ItemType::Loop) {
         const gemmi::cif::Loop& loop = item.loop;
         const std::size_t w = loop.width(), len = loop.length();
         for (std::size_t c = 0; c < w; ++c)
-          index_.push_back({tag_hash(loop.tags[c]), &loop.tags[c],
-                            Column(len ? &loop.values[c] : nullptr, w, len)});
+          note(loop.tags[c], Column(len ? &loop.values[c] : nullptr, w, len));
       }
     }
-    // Stable, so that of a tag met twice the first occurrence is found first and kept.
-    std::stable_sort(index_.begin(), index_.end(),
-                     [](const Entry& a, const Entry& b) { return a.hash < b.hash; });
   }
   /// The values under a tag; not present when the block does not have it (or has it in a loop
   /// with no rows).
-  Column column(const char* tag) const {
-    const std::uint64_t h = tag_hash(tag);
-    auto it = std::lower_bound(index_.begin(), index_.end(), h,
-                               [](const Entry& e, std::uint64_t x) { return e.hash < x; });
-    for (; it != index_.end() && it->hash == h; ++it)
-      if (same_tag(*it->tag, tag))
-        return it->values;
-    return Column();
-  }
+  const Column& column(Tag tag) const { return columns_[tag]; }
   /// The first value of the first of the tags present that is not '?' or '.'.
-  std::string value(std::initializer_list<const char*> tags) const {
-    for (const char* t : tags) {
-      const Column c = column(t);
+  std::string value(std::initializer_list<Tag> tags) const {
+    for (Tag t : tags) {
+      const Column& c = column(t);
       for (std::size_t i = 0; i < c.size(); ++i)
         if (!gemmi::cif::is_null(c[i]))
           return gemmi::cif::as_string(c[i]);
@@ -210,17 +322,75 @@ public:
   }
 
 private:
-  struct Entry {
-    std::uint64_t hash;
-    const std::string* tag;
-    Column values;
-  };
-  std::vector<Entry> index_;
+  std::array<Column, kTagCount> columns_;
 };
 
-double number(const std::string& raw) { return gemmi::cif::as_number(raw); }
+// A CIF number ("1.234(5)", "-0.5e-3", "90"): the short decimals that make up nearly every
+// coordinate, cell edge and occupancy are read here directly, anything else by gemmi. A
+// mantissa of at most 2^53 scaled by a power of ten up to 10^22 is converted with one exact
+// multiplication or division, which is correctly rounded, as gemmi's own fast path does: both
+// give the same double.
+double number(const std::string& raw) {
+  static constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  const char* p = raw.data();
+  const char* const end = p + raw.size();
+  if (p != end && *p == '+')
+    ++p;
+  const bool negative = p != end && *p == '-';
+  if (negative)
+    ++p;
+  std::uint64_t mantissa = 0;
+  int digits = 0, exponent = 0;
+  for (; p != end && *p >= '0' && *p <= '9'; ++p, ++digits)
+    mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  if (p != end && *p == '.')
+    for (++p; p != end && *p >= '0' && *p <= '9'; ++p, ++digits, --exponent)
+      mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  bool simple = digits > 0 && digits <= 19;
+  if (simple && p != end && (*p == 'e' || *p == 'E')) {
+    ++p;
+    const bool negative_exponent = p != end && *p == '-';
+    if (p != end && (*p == '-' || *p == '+'))
+      ++p;
+    int e = 0, exponent_digits = 0;
+    for (; p != end && *p >= '0' && *p <= '9' && exponent_digits < 4; ++p, ++exponent_digits)
+      e = e * 10 + (*p - '0');
+    simple = exponent_digits > 0 && exponent_digits < 4;
+    exponent += negative_exponent ? -e : e;
+  }
+  // A standard uncertainty in brackets closes the number.
+  if (simple && p != end && *p == '(') {
+    ++p;
+    while (p != end && *p >= '0' && *p <= '9')
+      ++p;
+    simple = p != end && *p == ')';
+    if (simple)
+      ++p;
+  }
+  if (!simple || p != end || mantissa > (std::uint64_t{1} << 53) || exponent < -22 || exponent > 22)
+    return gemmi::cif::as_number(raw);
+  double d = static_cast<double>(mantissa);
+  d = exponent < 0 ? d / kPowersOfTen[-exponent] : d * kPowersOfTen[exponent];
+  return negative ? -d : d;
+}
 
-std::string trim(const std::string& s) {
+// The text of a value as gemmi::cif::as_string gives it (quotes and text-field delimiters
+// taken off, '?' and '.' empty), seen in place rather than copied.
+std::string_view text_of(const std::string& value) {
+  if (value.empty() || gemmi::cif::is_null(value))
+    return {};
+  if ((value[0] == '"' || value[0] == '\'') && value.size() >= 2)
+    return std::string_view(value.data() + 1, value.size() - 2);
+  if (value[0] == ';' && value.size() > 2 && value[value.size() - 2] == '\n') {
+    const bool crlf = value[value.size() - 3] == '\r';
+    return std::string_view(value.data() + 1, value.size() - (crlf ? 4 : 3));
+  }
+  return value;
+}
+
+std::string_view trim(std::string_view s) {
   std::size_t b = 0, e = s.size();
   while (b < e && std::isspace(static_cast<unsigned char>(s[b])))
     ++b;
@@ -228,6 +398,8 @@ std::string trim(const std::string& s) {
     --e;
   return s.substr(b, e - b);
 }
+
+std::string trim(const std::string& s) { return std::string(trim(std::string_view(s))); }
 
 CrystalSymmetryOperator from_gemmi(const gemmi::Op& op) {
   Matrix<int, 3, 3> rot;
@@ -286,16 +458,18 @@ bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
 // Symmetry from the operator loop, else the Hall symbol, else the Hermann-Mauguin symbol,
 // else the International Tables number; none at all is P1, with a warning.
 void read_symmetry(const BlockValues& v, CrystalDescription& d) {
-  const std::string hall = trim(v.value({"_space_group_name_Hall", "_symmetry_space_group_name_Hall"}));
-  const std::string hm = trim(v.value({"_space_group_name_H-M_alt", "_symmetry_space_group_name_H-M",
-                                       "_space_group_name_H-M_full"}));
-  const std::string number_text = trim(v.value({"_space_group_IT_number", "_symmetry_Int_Tables_number"}));
+  const std::string hall = trim(v.value({kSpaceGroupNameHall, kSymmetrySpaceGroupNameHall}));
+  const std::string hm = trim(v.value({kSpaceGroupNameHMAlt, kSymmetrySpaceGroupNameHM,
+                                       kSpaceGroupNameHMFull}));
+  const std::string number_text = trim(v.value({kSpaceGroupITNumber, kSymmetryIntTablesNumber}));
   d.space_group = !hm.empty() ? hm : hall;
-  for (const char* tag : {"_space_group_symop_operation_xyz", "_symmetry_equiv_pos_as_xyz"}) {
-    const Column col = v.column(tag);
+  for (const Tag t : {kSpaceGroupSymopOperationXyz, kSymmetryEquivPosAsXyz}) {
+    const char* tag = kTagNames[t];
+    const Column& col = v.column(t);
     if (!col.present())
       continue;
     std::vector<CrystalSymmetryOperator> ops;
+    ops.reserve(col.size());
     bool bad = false;
     for (std::size_t row = 0; row < col.size(); ++row) {
       const std::string& raw = col[row];
@@ -315,7 +489,7 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
       bad = true;
     }
     if (!bad && !ops.empty()) {
-      d.operators = ops;
+      d.operators = std::move(ops);
       d.operators_form_group = true;
       return;
     }
@@ -357,19 +531,19 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
 }
 
 void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& where) {
-  static const char* tags[6] = {"_cell_length_a", "_cell_length_b", "_cell_length_c",
-                                "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"};
+  static constexpr Tag tags[6] = {kCellLengthA,    kCellLengthB,   kCellLengthC,
+                                  kCellAngleAlpha, kCellAngleBeta, kCellAngleGamma};
   for (int k = 0; k < 6; ++k) {
+    const std::string name = kTagNames[tags[k]];
     std::string raw = v.value({tags[k]});
     double x = raw.empty() ? NAN : number(raw);
     if (!std::isfinite(x)) {
       if (k >= 3 && raw.empty()) {
         d.cell[k] = 90.0;
-        d.warnings.push_back(std::string(tags[k]) + " missing; 90 degrees assumed");
+        d.warnings.push_back(name + " missing; 90 degrees assumed");
         continue;
       }
-      throw CifError(where + (raw.empty() ? std::string(tags[k]) + " missing"
-                                          : std::string(tags[k]) + " is not a number: " + raw));
+      throw CifError(where + (raw.empty() ? name + " missing" : name + " is not a number: " + raw));
     }
     d.cell[k] = x;
   }
@@ -378,48 +552,64 @@ void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& w
 int disorder_group_value(const std::string& raw) {
   if (gemmi::cif::is_null(raw))
     return 0;
-  std::string s = trim(gemmi::cif::as_string(raw));
+  const std::string_view s = trim(text_of(raw));
   if (s.empty())
     return 0;
-  char* end = nullptr;
-  long g = std::strtol(s.c_str(), &end, 10);
-  if (end && *end == '\0')
-    return static_cast<int>(std::max(-1000L, std::min(1000L, g)));
+  // A whole number with an optional sign, read up to the end of the text (or a NUL byte, where
+  // a C string would end); beyond a thousand it is held at a thousand.
+  std::size_t i = s[0] == '+' || s[0] == '-' ? 1 : 0;
+  const std::size_t first_digit = i;
+  long g = 0;
+  for (; i < s.size() && s[i] >= '0' && s[i] <= '9'; ++i)
+    g = std::min(g * 10 + (s[i] - '0'), 1000000L);
+  if (i > first_digit && (i == s.size() || s[i] == '\0'))
+    return static_cast<int>(std::min(1000L, g)) * (s[0] == '-' ? -1 : 1);
   // Letters used as group names: A is the first alternative, B the second.
   if (std::isalpha(static_cast<unsigned char>(s[0])))
     return std::toupper(static_cast<unsigned char>(s[0])) - 'A' + 1;
   return 0;
 }
 
+// Whether a text is `word` (given in lower case) without regard to case.
+bool equals_lower(std::string_view text, std::string_view word) {
+  if (text.size() != word.size())
+    return false;
+  for (std::size_t i = 0; i < text.size(); ++i)
+    if (ascii_lower(text[i]) != word[i])
+      return false;
+  return true;
+}
+
 void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& where) {
-  const Column xs = v.column("_atom_site_fract_x");
-  const Column ys = v.column("_atom_site_fract_y");
-  const Column zs = v.column("_atom_site_fract_z");
+  const Column& xs = v.column(kAtomSiteFractX);
+  const Column& ys = v.column(kAtomSiteFractY);
+  const Column& zs = v.column(kAtomSiteFractZ);
   if (!xs.present() || !ys.present() || !zs.present() || xs.size() != ys.size() ||
       xs.size() != zs.size())
     throw CifError(where + "no atom sites with coordinates");
   const std::size_t n = xs.size();
   d.sites.reserve(n);
   // A column of another length than the coordinates' belongs to another loop: not used.
-  auto site_column = [&](const char* tag) {
-    const Column c = v.column(tag);
+  auto site_column = [&](Tag tag) {
+    const Column& c = v.column(tag);
     return c.size() == n ? c : Column();
   };
-  const Column labels = site_column("_atom_site_label");
-  const Column types = site_column("_atom_site_type_symbol");
-  const Column occ = site_column("_atom_site_occupancy");
-  const Column group = site_column("_atom_site_disorder_group");
-  const Column assembly = site_column("_atom_site_disorder_assembly");
-  const Column calc = site_column("_atom_site_calc_flag");
-  const Column flags = site_column("_atom_site_refinement_flags");
-  const Column occ_flags = site_column("_atom_site_refinement_flags_occupancy");
+  const Column labels = site_column(kAtomSiteLabel);
+  const Column types = site_column(kAtomSiteTypeSymbol);
+  const Column occ = site_column(kAtomSiteOccupancy);
+  const Column group = site_column(kAtomSiteDisorderGroup);
+  const Column assembly = site_column(kAtomSiteDisorderAssembly);
+  const Column calc = site_column(kAtomSiteCalcFlag);
+  const Column flags = site_column(kAtomSiteRefinementFlags);
+  const Column occ_flags = site_column(kAtomSiteRefinementFlagsOccupancy);
   int skipped = 0, empty = 0;
   std::string first_skipped;
   for (std::size_t i = 0; i < n; ++i) {
     AtomSiteRecord r;
-    r.label = labels.present() ? gemmi::cif::as_string(labels[i]) : "";
+    if (labels.present())
+      r.label.assign(text_of(labels[i]));
     if (types.present())
-      r.type_symbol = gemmi::cif::as_string(types[i]);
+      r.type_symbol.assign(text_of(types[i]));
     double x = number(xs[i]), y = number(ys[i]), z = number(zs[i]);
     if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > 1e4 ||
         std::fabs(y) > 1e4 || std::fabs(z) > 1e4) {
@@ -440,13 +630,13 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
     if (group.present())
       r.disorder_group = disorder_group_value(group[i]);
     if (assembly.present() && !gemmi::cif::is_null(assembly[i]))
-      r.disorder_assembly = gemmi::cif::as_string(assembly[i]);
+      r.disorder_assembly.assign(text_of(assembly[i]));
     // "P" among the refinement flags: occupancy refined or fixed below one.
-    if (flags.present() && gemmi::cif::as_string(flags[i]).find('P') != std::string::npos)
+    if (flags.present() && text_of(flags[i]).find('P') != std::string_view::npos)
       r.flagged_partial = r.occupancy >= 0.99;
-    if (occ_flags.present() && gemmi::cif::as_string(occ_flags[i]).find('P') != std::string::npos)
+    if (occ_flags.present() && text_of(occ_flags[i]).find('P') != std::string_view::npos)
       r.flagged_partial = r.occupancy >= 0.99;
-    if (calc.present() && lower(gemmi::cif::as_string(calc[i])) == "dum")
+    if (calc.present() && equals_lower(text_of(calc[i]), "dum"))
       r.dummy = true;
     d.sites.push_back(std::move(r));
   }
@@ -468,8 +658,8 @@ CrystalDescription describe_block(const gemmi::cif::Block& block, const std::str
   read_cell(v, d, where);
   read_symmetry(v, d);
   read_sites(v, d, where);
-  d.formula = v.value({"_chemical_formula_sum", "_chemical_formula_moiety"});
-  for (const char* tag : {"_refine_ls_R_factor_gt", "_refine_ls_R_factor_obs", "_refine_ls_R_factor_all"}) {
+  d.formula = v.value({kChemicalFormulaSum, kChemicalFormulaMoiety});
+  for (const Tag tag : {kRefineLsRFactorGt, kRefineLsRFactorObs, kRefineLsRFactorAll}) {
     std::string raw = v.value({tag});
     double r = raw.empty() ? NAN : number(raw);
     if (std::isfinite(r) && r >= 0) {

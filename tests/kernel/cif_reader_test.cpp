@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <utility>
 
 namespace xtalmotif {
 namespace {
@@ -144,6 +146,102 @@ TEST(CifValues, NumbersWithStandardUncertainties) {
   auto atom = cm->molecule(0)->atom(0);
   EXPECT_DOUBLE_EQ(atom->site()->fractional()[0], 0.1234);
   EXPECT_DOUBLE_EQ(atom->site()->fractional()[1], 0.2);
+}
+
+// A number is read as the nearest double to its decimal value, whatever its form; the short
+// decimals and the long or unusual ones are read by different code, and must agree with the C
+// library's correctly rounded conversion of the same digits.
+TEST(CifValues, NumbersInEveryFormReadToTheNearestDouble) {
+  const char* forms[] = {"0.25",        ".5",          "5.e-1",        "+0.125",
+                         "0.1234(5)",   "0.2()",       "2.5E-1",       "25e-2",
+                         "0.375e+0",    "1e-30",       "0.3333333333333333333333",
+                         "0.12345678901234567",        "0.0000000000000000000000001234",
+                         "0.1000000000000000055511151231257827"};
+  for (const char* form : forms) {
+    std::string text = form;
+    auto cm = read_crystal_from_string(
+        cif_block("n", cell_text(20, 20, 20), "", label_type_xyz(),
+                  std::string("C1 C ") + text + " 0.5 0.5"),
+        "n.cif");
+    const std::string digits = text.substr(0, text.find('('));
+    auto atom = cm->molecule(0)->atom(0);
+    EXPECT_EQ(atom->site()->fractional()[0], std::strtod(digits.c_str(), nullptr)) << form;
+  }
+  // Cell edges in exponent form, and a negative number.
+  auto cm = read_crystal_from_string(
+      cif_block("e", cell_text(5, 6, 7) + "_refine_ls_R_factor_gt -1.5E-2\n"
+                                          "_refine_ls_R_factor_obs 4.5e-2(3)\n",
+                "", label_type_xyz(), kOneCarbon),
+      "e.cif");
+  EXPECT_EQ(cm->r_factor(), std::strtod("4.5e-2", nullptr));
+}
+
+TEST(CifValues, TextsThatAreNotNumbersLeaveTheSiteOut) {
+  const char* forms[] = {"0.5(3", "1e", "1e+", "0.5x", "--0.5", "'0.5'", "inf", "nan", "-",
+                         "e5",    ".",  "?",   "0.5(3)4"};
+  for (const char* form : forms) {
+    auto cm = read_crystal_from_string(
+        cif_block("bad", cell_text(20, 20, 20), "", label_type_xyz(),
+                  std::string("C1 C 0.1 0.1 0.1\nC9 C ") + form + " 0.5 0.5"),
+        "bad.cif");
+    EXPECT_TRUE(has_warning_containing(*cm, "1 atom site(s) without coordinates skipped (first: C9)"))
+        << form;
+  }
+}
+
+// Tags are matched without regard to case and with '.' for '_'; a tag given twice counts once,
+// as first written.
+TEST(CifValues, TagsInAnyCaseAndSpellingFirstOccurrenceKept) {
+  std::string cell = "_CELL_LENGTH_A 11\n_Cell.Length_B 12\n_cell_length_c 13\n"
+                     "_cell_length_a 99\n_cell_length_d 98\n_cell_angle_alpha 90\n"
+                     "_cell.angle_beta 100\n_cell_angle_gamma 90\n";
+  std::string tags = "_ATOM_SITE_LABEL\n_atom_site.type_symbol\n_Atom_Site_Fract_X\n"
+                     "_atom_site.fract_y\n_atom_site_fract_z";
+  auto cm = read_crystal_from_string(cif_block("t", cell, "", tags, kOneCarbon), "t.cif");
+  EXPECT_EQ(cm->a(), 11.0);
+  EXPECT_EQ(cm->b(), 12.0);
+  EXPECT_EQ(cm->c(), 13.0);
+  EXPECT_EQ(cm->beta(), 100.0);
+  ASSERT_TRUE(find_atom(*cm, "C1").found());
+}
+
+// Disorder groups: whole numbers with a sign, letters for alternatives, and anything else no
+// group at all; refinement flags with a "P", and dummy sites, in any quoting.
+TEST(CifValues, DisorderGroupsFlagsAndDummySites) {
+  const std::pair<const char*, bool> groups[] = {
+      {"0", false},  {"+0", false},  {"-0", false}, {"'0 '", false}, {".", false},
+      {"'-'", false}, {"0x", false}, {"2", true},   {"-1", true},    {"A", true},
+      {"x0", true},  {"99999999999999999999", true}, {"'+3'", true}};
+  for (const auto& [group, disordered] : groups) {
+    auto cm = read_crystal_from_string(
+        cif_block("g", cell_text(20, 20, 20), "",
+                  std::string(label_type_xyz()) + "\n_atom_site_disorder_group",
+                  std::string("C1 C 0.1 0.1 0.1 ") + group),
+        "g.cif");
+    EXPECT_EQ(cm->has_disorder(), disordered) << group;
+  }
+  const std::pair<const char*, bool> flags[] = {
+      {"P", true}, {"'P'", true}, {"\"DP\"", true}, {".", false}, {"D", false}, {"p", false}};
+  for (const auto& [flag, partial] : flags) {
+    for (const char* tag : {"_atom_site_refinement_flags", "_atom_site_refinement_flags_occupancy"}) {
+      auto cm = read_crystal_from_string(
+          cif_block("f", cell_text(20, 20, 20), "", std::string(label_type_xyz()) + "\n" + tag,
+                    std::string("C1 C 0.1 0.1 0.1 ") + flag),
+          "f.cif");
+      EXPECT_EQ(cm->has_disorder(), partial) << tag << " " << flag;
+    }
+  }
+  auto cm = read_crystal_from_string(
+      cif_block("d", cell_text(20, 20, 20), "",
+                std::string(label_type_xyz()) + "\n_atom_site_calc_flag",
+                "C1 C 0.1 0.1 0.1 d\nC2 C 0.5 0.5 0.5 'DUM'\nC3 C 0.3 0.7 0.2 dum\n"
+                "C4 C 0.7 0.3 0.2 dummy\nC5 C 0.2 0.2 0.7 calc"),
+      "d.cif");
+  EXPECT_TRUE(find_atom(*cm, "C1").found());
+  EXPECT_FALSE(find_atom(*cm, "C2").found());
+  EXPECT_FALSE(find_atom(*cm, "C3").found());
+  EXPECT_TRUE(find_atom(*cm, "C4").found());
+  EXPECT_TRUE(find_atom(*cm, "C5").found());
 }
 
 TEST(CifValues, RFactorAbsentIsNegative) {
