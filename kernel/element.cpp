@@ -1,13 +1,15 @@
 #include "kernel/element.h"
 
-#include <algorithm>
 #include <cctype>
 #include <ostream>
 
 namespace xtalmotif {
 
-// Codes 3..104 run over the symbols in ASCII order, so the table is laid out by code.
-const std::array<ElementData, Element::ncodes> Element::table_ = {{
+namespace {
+// Codes 3..104 run over the symbols in ASCII order, so the table is laid out by code. It is a
+// constant expression, so that the columns and kinds below are filled at compile time, before
+// any other file's static objects could ask for them.
+constexpr std::array<ElementData, Element::ncodes> kTable = {{
     {"X", 0, 2.00, 0.00}, // 0
     {"C", 6, 1.70, 0.76}, // 1
     {"H", 1, 1.09, 0.31}, // 2
@@ -118,15 +120,33 @@ const std::array<ElementData, Element::ncodes> Element::table_ = {{
     {"", 0, 2.00, 0.00}, // 107 reserved
 }};
 
-namespace {
-template <class F> auto column(F f) {
-  using V = decltype(f(Element::table_[0]));
+template <class F> constexpr auto column(F f) {
+  using V = decltype(f(kTable[0]));
   std::array<V, Element::ncodes> out{};
   for (int i = 0; i < Element::ncodes; ++i)
-    out[i] = f(Element::table_[i]);
+    out[i] = f(kTable[i]);
   return out;
 }
+
+constexpr bool halogen_z(int z) { return z == 9 || z == 17 || z == 35 || z == 53 || z == 85; }
+
+constexpr bool transition_metal_z(int z) {
+  return (z >= 21 && z <= 30) || (z >= 39 && z <= 48) || (z >= 57 && z <= 80) ||
+         (z >= 89 && z <= 103);
+}
+
+// The alkali and alkaline-earth metals and the heavier main-group metals.
+constexpr bool main_group_metal_z(int z) {
+  constexpr int metals[] = {3,  4,  11, 12, 13, 19, 20, 31, 32, 37, 38,
+                            49, 50, 51, 55, 56, 81, 82, 83, 84, 87, 88};
+  for (int m : metals)
+    if (m == z)
+      return true;
+  return false;
+}
 } // namespace
+
+const std::array<ElementData, Element::ncodes> Element::table_ = kTable;
 
 const std::array<int, Element::ncodes> Element::atomic_numbers_ =
     column([](const ElementData& d) { return d.atomic_number; });
@@ -134,6 +154,13 @@ const std::array<double, Element::ncodes> Element::vdw_radii_ =
     column([](const ElementData& d) { return d.vdw_radius; });
 const std::array<double, Element::ncodes> Element::covalent_radii_ =
     column([](const ElementData& d) { return d.covalent_radius; });
+const std::array<unsigned char, Element::ncodes> Element::kinds_ =
+    column([](const ElementData& d) -> unsigned char {
+      const int z = d.atomic_number;
+      return static_cast<unsigned char>((halogen_z(z) ? kHalogen : 0) |
+                                        (transition_metal_z(z) ? kTransitionMetal | kMetal : 0) |
+                                        (main_group_metal_z(z) ? kMetal : 0));
+    });
 
 Element::Element(VelkCode code) : code_(code >= 0 && code < ncodes ? code : Unknown) {}
 
@@ -181,25 +208,6 @@ Element::VelkCode Element::code_of_atomic_number(int z) {
     if (table_[i].atomic_number == z && z > 0)
       return i;
   return Unknown;
-}
-
-bool Element::is_halogen() const {
-  int z = atomic_number();
-  return z == 9 || z == 17 || z == 35 || z == 53 || z == 85;
-}
-
-bool Element::is_transition_metal() const {
-  int z = atomic_number();
-  return (z >= 21 && z <= 30) || (z >= 39 && z <= 48) || (z >= 57 && z <= 80) || (z >= 89 && z <= 103);
-}
-
-bool Element::is_metal() const {
-  int z = atomic_number();
-  static constexpr int main_group_metals[] = {3, 4, 11, 12, 13, 19, 20, 31, 32, 37, 38, 49, 50, 51,
-                                              55, 56, 81, 82, 83, 84, 87, 88};
-  return is_transition_metal() ||
-         std::find(std::begin(main_group_metals), std::end(main_group_metals), z) !=
-             std::end(main_group_metals);
 }
 
 void Element::print(std::ostream& os) const { os << symbol(); }

@@ -70,11 +70,12 @@ public:
 
   bool is_hydrogen() const { return code_ == Hydrogen || code_ == Deuterium; }
   bool is_carbon() const { return code_ == Carbon; }
-  bool is_halogen() const;
+  bool is_halogen() const { return kinds_[code_] & kHalogen; }
   /// Metals in the sense used for bonding and screening: alkali, alkaline-earth, transition,
   /// lanthanide, actinide and the heavier main-group metals (Al, Ga, In, Tl, Ge, Sn, Pb, Sb, Bi, Po).
-  bool is_metal() const;
-  bool is_transition_metal() const;
+  bool is_metal() const { return kinds_[code_] & kMetal; }
+  /// Groups 3 to 12 with the lanthanides and actinides.
+  bool is_transition_metal() const { return kinds_[code_] & kTransitionMetal; }
 
   void print(std::ostream& os) const;
 
@@ -83,6 +84,10 @@ public:
   friend bool operator<(const Element& a, const Element& b) { return a.code_ < b.code_; }
 
 private:
+  // The kinds of element the predicates above ask about, one bit each, looked up by code.
+  enum Kind : unsigned char { kHalogen = 1, kMetal = 2, kTransitionMetal = 4 };
+  static const std::array<unsigned char, ncodes> kinds_;
+
   VelkCode code_ = Unknown;
 };
 

@@ -128,6 +128,25 @@ TEST(ElementTable, ChemicalClasses) {
     EXPECT_FALSE(Element(s).is_metal()) << s;
 }
 
+// Every code of the table, classed from the other side: the metals are every element but the
+// non-metals and the lighter metalloids; the transition metals are the d and f blocks.
+TEST(ElementTable, EveryCodeIsClassedByItsAtomicNumber) {
+  const std::set<int> non_metals = {1,  2,  5,  6,  7,  8,  9,  10, 14, 15, 16,
+                                    17, 18, 33, 34, 35, 36, 52, 53, 54, 85, 86};
+  int metals = 0;
+  for (int code = 0; code < Element::ncodes; ++code) {
+    const Element e(code);
+    const int z = e.atomic_number();
+    const bool d_or_f_block = (z >= 21 && z <= 30) || (z >= 39 && z <= 48) ||
+                              (z >= 57 && z <= 80) || (z >= 89 && z <= 103);
+    EXPECT_EQ(e.is_metal(), z > 0 && !non_metals.count(z)) << code;
+    EXPECT_EQ(e.is_transition_metal(), d_or_f_block) << code;
+    EXPECT_EQ(e.is_halogen(), z == 9 || z == 17 || z == 35 || z == 53 || z == 85) << code;
+    metals += e.is_metal();
+  }
+  EXPECT_EQ(metals, 81);
+}
+
 TEST(ElementTable, ComparesAndPrintsByCode) {
   EXPECT_EQ(Element("O"), Element(64));
   EXPECT_NE(Element("O"), Element("N"));
