@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -492,6 +495,91 @@ TEST(SmallRings, NaphthaleneHasTwoSixRingsAndNoTen) {
   std::vector<char> skip(10, 0);
   skip[0] = 1;
   EXPECT_TRUE(find_small_rings(m, 10, skip).empty());
+}
+
+// Every simple cycle of at most `max_size` atoms that avoids `excluded`, found the slow way:
+// every path from every atom, each cycle kept once in its listed form.
+std::vector<std::vector<int>> rings_by_every_path(const Molecule& m, int max_size,
+                                                  const std::vector<char>& excluded) {
+  std::vector<std::vector<int>> found;
+  std::vector<int> path;
+  std::function<void(int)> extend = [&](int at) {
+    for (int next : m.neighbours(at)) {
+      if (excluded[next])
+        continue;
+      if (next == path[0] && path.size() >= 3) {
+        std::vector<int> ring = path;
+        if (*std::min_element(ring.begin(), ring.end()) == ring[0] && ring[1] < ring.back())
+          found.push_back(ring);
+        continue;
+      }
+      if (std::find(path.begin(), path.end(), next) != path.end() ||
+          static_cast<int>(path.size()) >= max_size)
+        continue;
+      path.push_back(next);
+      extend(next);
+      path.pop_back();
+    }
+  };
+  for (int a = 0; a < m.natoms(); ++a)
+    if (!excluded[a]) {
+      path.assign(1, a);
+      extend(a);
+    }
+  std::sort(found.begin(), found.end(), [](const std::vector<int>& a, const std::vector<int>& b) {
+    return a.size() != b.size() ? a.size() < b.size() : a < b;
+  });
+  return found;
+}
+
+// Molecules of different sizes one after another, with hydrogens and chains bonded between
+// ring atoms in the neighbour lists and a metal left out: the search walks ring atoms only,
+// and its working space is reused from one molecule to the next.
+TEST(SmallRings, RingAtomsOnlyAndEveryMoleculeAfterAnother) {
+  auto build = [](int rings_fused) {
+    // A ladder of fused four- to six-membered rings, with a hydrogen on every ring atom added
+    // between its ring bonds, a two-atom chain on atom 0, and a metal chelated by 1 and 3.
+    Molecule m;
+    const int n = 2 * (rings_fused + 1);
+    for (int i = 0; i < n; ++i)
+      m.add_atom(make_handle<Atom>(Element("C")));
+    for (int i = 0; i + 2 < n; i += 2) {
+      m.add_bond(i, i + 2);
+      const int h = m.add_atom(make_handle<Atom>(Element("H")));
+      m.add_bond(i, h);
+      m.add_bond(i + 1, i + 3);
+    }
+    for (int i = 0; i < n; i += 2)
+      m.add_bond(i, i + 1);
+    const int c1 = m.add_atom(make_handle<Atom>(Element("C")));
+    const int c2 = m.add_atom(make_handle<Atom>(Element("C")));
+    m.add_bond(0, c1);
+    m.add_bond(c1, c2);
+    const int metal = m.add_atom(make_handle<Atom>(Element("Cu")));
+    m.add_bond(1, metal);
+    m.add_bond(3, metal);
+    return std::make_pair(m, metal);
+  };
+  for (int size : {5, 1, 8, 2, 8}) {
+    auto [m, metal] = build(size);
+    std::vector<char> none(m.natoms(), 0), no_metal(m.natoms(), 0);
+    no_metal[metal] = 1;
+    for (int max_size : {4, 6, 8}) {
+      EXPECT_EQ(find_small_rings(m, max_size), rings_by_every_path(m, max_size, none))
+          << size << " " << max_size;
+      EXPECT_EQ(find_small_rings(m, max_size, no_metal),
+                rings_by_every_path(m, max_size, no_metal))
+          << size << " " << max_size;
+    }
+    EXPECT_FALSE(find_small_rings(m, 6, no_metal).empty());
+  }
+  // A molecule without rings after all those.
+  Molecule chain;
+  for (int i = 0; i < 4; ++i)
+    chain.add_atom(make_handle<Atom>(Element("C")));
+  for (int i = 0; i < 3; ++i)
+    chain.add_bond(i, i + 1);
+  EXPECT_TRUE(find_small_rings(chain, 6).empty());
 }
 
 } // namespace
