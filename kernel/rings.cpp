@@ -6,8 +6,7 @@ namespace xtalmotif {
 
 namespace {
 
-/// Working space of the ring search, kept from one molecule to the next so that a search
-/// allocates only when it meets a molecule larger than any before.
+/// Working space of one ring search.
 struct RingScratch {
   std::vector<char> usable;
   std::vector<char> on_path;
@@ -78,7 +77,7 @@ std::vector<std::vector<int>> find_small_rings(const Molecule& molecule, int max
   const int n = molecule.natoms();
   if (max_size < 3)
     return rings;
-  thread_local RingScratch s;
+  RingScratch s;
   // Atoms off every ring (hydrogens, chain atoms) can never close one.
   s.usable.assign(n, 0);
   bool any = false;
