@@ -759,16 +759,21 @@ bool read_block_text(const std::string& path, const std::string& name, const Cif
                      std::string* text) {
   if (r.length == 0 || r.length > kMaxFileBytes)
     return false;
-  std::error_code ec;
-  const std::uintmax_t size = std::filesystem::file_size(path, ec);
-  if (ec || size != r.file_size)
-    return false;
   // The next block's `data_` line, or the end of the file, must follow the range.
   const std::size_t want = r.length + 5;
   text->assign(want, '\0');
   std::size_t got = 0;
   unsigned char magic[2] = {0, 0};
   if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+    // The size of the file as it is now, asked of the open file.
+    long size = -1;
+    if (std::fseek(f, 0, SEEK_END) == 0)
+      size = std::ftell(f);
+    if (size < 0 || static_cast<std::uintmax_t>(size) != r.file_size ||
+        std::fseek(f, 0, SEEK_SET) != 0) {
+      std::fclose(f);
+      return false;
+    }
     const bool gzipped = std::fread(magic, 1, 2, f) == 2 && magic[0] == 0x1f && magic[1] == 0x8b;
     if (!gzipped && std::fseek(f, static_cast<long>(r.offset), SEEK_SET) == 0)
       got = std::fread(&(*text)[0], 1, want, f);
