@@ -161,6 +161,8 @@ private:
   const std::vector<CrystalSymmetryOperator>& ops_;
   const Matrix<double, 3, 3> orth_;
   const OperatorTable table_;
+  // The operators are known to form a group: every product is in the list.
+  bool group_ = false;
   double metric_misfit_ = 0;
   bool isometric_ = true;
   bool derived_by_symmetry_ = false;
@@ -227,8 +229,8 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   }
   isometric_ = metric_misfit_ <= 1e-9;
   int a = 0, b = 0;
-  derived_by_symmetry_ =
-      isometric_ && table_.exact() && (operators_form_group || table_.closed(&a, &b));
+  group_ = operators_form_group || (isometric_ && table_.exact() && table_.closed(&a, &b));
+  derived_by_symmetry_ = isometric_ && table_.exact() && group_;
   product_row_.resize(ops_.size());
   product_lattice_.resize(ops_.size());
   const Matrix<double, 3, 3>& frac = cm.fractional_matrix();
@@ -359,18 +361,25 @@ void CellNeighbours::derive(int i) {
   const int k = cell_[i].op;
   const int s = cell_[i].site;
   find(s);
-  // Carried over only when every product it needs is in the list; otherwise searched.
+  // Carried over only when every product it needs is in the list (as it is in a group);
+  // otherwise searched.
   Int3 l;
-  for (std::size_t e = first_[s]; e < last_[s]; ++e)
-    if (product(k, cell_[all_[e].other].op, &l) < 0) {
-      search(i);
-      return;
-    }
+  if (!group_)
+    for (std::size_t e = first_[s]; e < last_[s]; ++e)
+      if (product(k, cell_[all_[e].other].op, &l) < 0) {
+        search(i);
+        return;
+      }
   const Matrix<int, 3, 3>& r = ops_[k].rotation();
   for (std::size_t e = first_[s]; e < last_[s]; ++e) {
     const Neighbour nb = all_[e]; // a copy: adding below may move the list
     const CellAtom& cj = cell_[nb.other];
     const int m = product(k, cj.op, &l);
+    if (m < 0) { // a list said to be a group that is not one after all
+      all_.resize(first_[i]);
+      search(i);
+      return;
+    }
     int g = m * static_cast<int>(nsites_) + cj.site;
     Int3 v, t;
     for (int a = 0; a < 3; ++a)

@@ -252,6 +252,39 @@ TEST(CrystalSpecialPositions, EthaneOnAThreefoldAxisBuildsAsItsP1Expansion) {
 // cell): the operators change distances, so no image's neighbours can be carried over from
 // another's. Every atom must have the bonded neighbours it has when the same images are written
 // out in P1 and searched directly, and the mismatch is reported.
+// A description may say its operators form a group when they do not (three of the four
+// operators of 222): the build must not trust the claim into a product that does not exist.
+TEST(CrystalSymmetryMisfit, AListWronglySaidToBeAGroupBuildsAsWithoutTheClaim) {
+  CrystalDescription d;
+  d.source = "claim.cif";
+  d.block = "claim";
+  d.cell = {6.0, 6.0, 6.0, 90, 90, 90};
+  for (const char* op : {"x,y,z", "-x,-y,z", "x,-y,-z"})
+    d.operators.push_back(CrystalSymmetryOperator::from_xyz(op));
+  // A chain that crosses the twofold axes, so that images of every operator are bonded.
+  const std::vector<Point> at = {Point(0.05, 0.05, 0.25), Point(0.10, 0.20, 0.30),
+                                 Point(0.25, 0.25, 0.35), Point(0.20, 0.10, 0.45)};
+  for (std::size_t i = 0; i < at.size(); ++i) {
+    AtomSiteRecord r;
+    r.label = "C" + std::to_string(i + 1);
+    r.type_symbol = "C";
+    r.fractional = at[i];
+    d.sites.push_back(r);
+  }
+  CrystalDescription claimed = d;
+  claimed.operators_form_group = true;
+  auto plain = CrystalBuilder().build(d);
+  auto trusting = CrystalBuilder().build(claimed);
+  ASSERT_EQ(trusting->nmolecules(), plain->nmolecules());
+  int atoms = 0;
+  for (int m = 0; m < plain->nmolecules(); ++m) {
+    EXPECT_EQ(trusting->molecule(m)->natoms(), plain->molecule(m)->natoms());
+    EXPECT_EQ(trusting->molecule(m)->nbonds(), plain->molecule(m)->nbonds());
+    atoms += plain->molecule(m)->natoms();
+  }
+  EXPECT_GT(atoms, static_cast<int>(at.size())); // images of other operators were reached
+}
+
 TEST(CrystalSymmetryMisfit, ImagesAreBondedWhereTheyActuallyLie) {
   // P2_1/c operators on a cell with gamma far from 90 degrees.
   const std::vector<std::string> ops = {"x,y,z", "-x,y+1/2,-z+1/2", "-x,-y,-z", "x,-y+1/2,z+1/2"};
