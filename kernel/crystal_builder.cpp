@@ -1354,26 +1354,10 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         return a.op < b.op;
       return offset[x] < offset[y];
     });
-    auto mol = make_handle<Molecule3d>();
-    std::vector<AtomOrigin> origins;
-    for (int c : members) {
-      const CellAtom& ca = cell[c];
-      const SiteAtom& sa = sites[ca.site];
-      site_used[ca.site] = 1;
-      std::array<int, 3> t = offset[c];
-      Point f = ca.frac + Point(t[0], t[1], t[2]);
-      auto atom = make_handle<Atom3d>(sa.element, sa.label,
-                                      make_handle<Site>(f, cm->to_orthogonal(f), sa.occupancy));
-      atom->set_formal_charge(sa.charge);
-      index_of[c] = mol->add_atom(THandle<Atom>(atom));
-      AtomOrigin origin;
-      origin.site = sa.record;
-      origin.op = ca.op;
-      // frac = op(site) + shift + offset
-      std::array<int, 3> tr = add(ca.shift, t);
-      origin.translation = Translation(tr[0], tr[1], tr[2]);
-      origins.push_back(origin);
-    }
+    // The molecule's atoms are the members in this order; its bonds are counted first, so
+    // that an endless framework too large to handle is refused before anything is made.
+    for (std::size_t m = 0; m < members.size(); ++m)
+      index_of[members[m]] = static_cast<int>(m);
     std::vector<std::pair<int, int>> bonds;
     BondPerception::PolymerCuts cuts;
     for (int c : members)
@@ -1403,6 +1387,27 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       throw CifError(where + "one molecule has " + std::to_string(bonds.size()) +
                      " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
                      " handled");
+    auto mol = make_handle<Molecule3d>();
+    std::vector<AtomOrigin> origins;
+    origins.reserve(members.size());
+    for (int c : members) {
+      const CellAtom& ca = cell[c];
+      const SiteAtom& sa = sites[ca.site];
+      site_used[ca.site] = 1;
+      std::array<int, 3> t = offset[c];
+      Point f = ca.frac + Point(t[0], t[1], t[2]);
+      auto atom = make_handle<Atom3d>(sa.element, sa.label,
+                                      make_handle<Site>(f, cm->to_orthogonal(f), sa.occupancy));
+      atom->set_formal_charge(sa.charge);
+      mol->add_atom(THandle<Atom>(std::move(atom)));
+      AtomOrigin origin;
+      origin.site = sa.record;
+      origin.op = ca.op;
+      // frac = op(site) + shift + offset
+      std::array<int, 3> tr = add(ca.shift, t);
+      origin.translation = Translation(tr[0], tr[1], tr[2]);
+      origins.push_back(origin);
+    }
     mol->add_bonds(bonds);
     // Each problem once, however many molecules show it.
     for (std::string& p : typer.assign_bond_types(*mol, cuts))
