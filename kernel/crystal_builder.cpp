@@ -1126,21 +1126,34 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (arcs_first[x] == kNotFound) {
       candidates.clear();
       BondKey k;
+      const bool x_hydrogen = is_hydrogen(x);
       for (const Neighbour nb : near.of(x)) {
         if (!bond_to(x, nb, &k))
           continue;
-        if (is_hydrogen(x) && !hydrogen_bond_of(x).same_pair(k))
-          continue;
-        if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
+        // (A hydrogen's partner is never a hydrogen.)
+        if (!x_hydrogen && is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
           continue;
         const bool reversed = !(x == k.a && nb.t == k.t);
         candidates.push_back(
             {k, reversed,
              {nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]}});
       }
-      std::sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
+      auto before = [](const Candidate& p, const Candidate& q) {
         return p.key < q.key || (!(q.key < p.key) && p.reversed < q.reversed);
-      });
+      };
+      if (x_hydrogen) {
+        // A hydrogen keeps its shortest bond, chosen here from the same list.
+        auto best = std::min_element(candidates.begin(), candidates.end(), before);
+        if (h_bond[x].a == -2)
+          h_bond[x] = best == candidates.end() ? BondKey{0, -1, -1, {0, 0, 0}} : best->key;
+        if (best != candidates.end())
+          candidates.assign(1, *best);
+      } else {
+        // Few bonds to an atom: sorted by insertion.
+        for (std::size_t i = 1; i < candidates.size(); ++i)
+          for (std::size_t j = i; j > 0 && before(candidates[j], candidates[j - 1]); --j)
+            std::swap(candidates[j], candidates[j - 1]);
+      }
       arcs_first[x] = all_arcs.size();
       for (const Candidate& c : candidates)
         all_arcs.push_back(c.arc);
