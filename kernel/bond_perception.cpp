@@ -1128,16 +1128,6 @@ int BondPerception::standard_valence(const Element& e) {
   }
 }
 
-double BondPerception::max_bond_length(const Element& a, const Element& b) const {
-  return a.covalent_radius() + b.covalent_radius() + settings_.tolerance;
-}
-
-bool BondPerception::is_bond_length(const Element& a, const Element& b, double d) const {
-  if (a.is_hydrogen() && b.is_hydrogen())
-    return false;
-  return d > settings_.min_distance && d < max_bond_length(a, b);
-}
-
 void BondPerception::add_bonds(Molecule& m) const {
   const int n = m.natoms();
   if (n < 2)

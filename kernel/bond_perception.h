@@ -39,9 +39,15 @@ public:
   /// True when two atoms of these elements at this distance are bonded: farther apart than
   /// `min_distance`, closer than the sum of covalent radii plus `tolerance`, and not both
   /// hydrogen.
-  bool is_bond_length(const Element& a, const Element& b, double distance) const;
+  bool is_bond_length(const Element& a, const Element& b, double distance) const {
+    if (a.is_hydrogen() && b.is_hydrogen())
+      return false;
+    return distance > settings_.min_distance && distance < max_bond_length(a, b);
+  }
   /// The longest bond between the two elements (angstrom).
-  double max_bond_length(const Element& a, const Element& b) const;
+  double max_bond_length(const Element& a, const Element& b) const {
+    return a.covalent_radius() + b.covalent_radius() + settings_.tolerance;
+  }
 
   /// Adds the bonds implied by the coordinates of the atoms (every atom needs a site). A
   /// hydrogen keeps only its shortest bond. Existing bonds are kept.

@@ -436,22 +436,11 @@ bool operators_usable(const std::vector<CrystalSymmetryOperator>& ops,
   } catch (const std::exception&) {
     return closed(); // the cell itself is reported later
   }
-  const Matrix<double, 3, 3>& m = cm.orthogonal_matrix();
-  Matrix<double, 3, 3> g = m.transpose() * m;
-  double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
-  for (const auto& op : ops) {
-    Matrix<double, 3, 3> r;
-    for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j)
-        r(i, j) = op.rotation()(i, j);
-    Matrix<double, 3, 3> h = r.transpose() * g * r;
-    for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j)
-        if (std::fabs(h(i, j) - g(i, j)) > 0.02 * scale) {
-          *why = "operator " + op.to_xyz() + " does not fit the cell";
-          return false;
-        }
-  }
+  for (const auto& op : ops)
+    if (cm.metric_change(op) > CrystalMaker::kMetricTolerance) {
+      *why = "operator " + op.to_xyz() + " does not fit the cell";
+      return false;
+    }
   return closed();
 }
 
@@ -757,7 +746,7 @@ THandle<CrystalMaker> read_from_text(const std::string& text, const std::string&
 // with the block's name at the start of the range).
 bool read_block_text(const std::string& path, const std::string& name, const CifBlockRange& r,
                      std::string* text) {
-  if (r.length == 0 || r.length > kMaxFileBytes)
+  if (r.length < 5 + name.size() || r.length > kMaxFileBytes)
     return false;
   // The next block's `data_` line, or the end of the file, must follow the range.
   const std::size_t want = r.length + 5;

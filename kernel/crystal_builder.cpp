@@ -213,20 +213,8 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   // lattice: symmetry that does not fit the cell (a space group taken from a number that
   // belongs to another structure) moves atoms apart or together, and each image is then
   // searched for itself.
-  {
-    const Matrix<double, 3, 3> g = orth_.transpose() * orth_;
-    const double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
-    for (const CrystalSymmetryOperator& op : ops_) {
-      Matrix<double, 3, 3> r;
-      for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-          r(i, j) = op.rotation()(i, j);
-      const Matrix<double, 3, 3> h = r.transpose() * g * r;
-      for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-          metric_misfit_ = std::max(metric_misfit_, std::fabs(h(i, j) - g(i, j)) / scale);
-    }
-  }
+  for (const CrystalSymmetryOperator& op : ops_)
+    metric_misfit_ = std::max(metric_misfit_, cm.metric_change(op));
   isometric_ = metric_misfit_ <= 1e-9;
   int a = 0, b = 0;
   group_ = operators_form_group || (isometric_ && table_.exact() && table_.closed(&a, &b));
@@ -926,7 +914,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     site_radius.push_back(s.element.covalent_radius());
   std::optional<CellNeighbours> neighbours;
   try {
-    neighbours.emplace(cell, sites.size(), site_radius, bps.tolerance,
+    neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
                        settings_.merge_distance + 0.01, repeat_of, *cm,
                        desc.operators_form_group,
                        static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
@@ -934,9 +922,9 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     throw CifError(where + e.what());
   }
   CellNeighbours& near = *neighbours;
-  // The same tolerance as the reader's for an operator loop: symmetry that changes the metric
-  // more than this belongs to another cell, and its images may clash.
-  if (near.metric_misfit() > 0.02)
+  // The reader's tolerance for an operator loop: symmetry that changes the metric more than
+  // this belongs to another cell, and its images may clash.
+  if (near.metric_misfit() > CrystalMaker::kMetricTolerance)
     cm->add_warning("symmetry operators do not fit the cell (they change its metric by up to " +
                     std::to_string(static_cast<int>(std::lround(near.metric_misfit() * 100))) +
                     " %)");
@@ -1056,17 +1044,14 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     }
     bool same_pair(const BondKey& o) const { return a == o.a && b == o.b && t == o.t; }
   };
-  // The bond that a listed neighbour of x makes, or false when it is none. The test is
-  // BondPerception::is_bond_length written out on the site radii.
+  // The bond that a listed neighbour of x makes, or false when it is none.
+  const BondPerception perception(bps);
   auto bond_to = [&](int x, const Neighbour& nb, BondKey* key) {
     const int o = nb.other;
     if (!cell[o].alive)
       return false;
-    const int site_x = cell[x].site, site_o = cell[o].site;
-    if (site_hydrogen[site_x] && site_hydrogen[site_o])
-      return false;
-    const SiteAtom& sx = sites[site_x];
-    const SiteAtom& so = sites[site_o];
+    const SiteAtom& sx = sites[cell[x].site];
+    const SiteAtom& so = sites[cell[o].site];
     // Atoms of a negative disorder group bond to symmetry images only through ordered atoms.
     if ((sx.group < 0 || so.group < 0) && sx.group != 0 && so.group != 0 &&
         !same_image(cell[x], cell[o], nb.t))
@@ -1080,7 +1065,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       const Point to_b = orth * Point(key->t[0], key->t[1], key->t[2]);
       d = std::sqrt(sqrdistance(cell[key->a].orth, cell[key->b].orth + to_b));
     }
-    if (!(d > bps.min_distance && d < site_radius[site_x] + site_radius[site_o] + bps.tolerance))
+    if (!perception.is_bond_length(sx.element, so.element, d))
       return false;
     // Rounded half away from zero, as llround does, without the library call.
     const double scaled = d * 1e5;
@@ -1088,19 +1073,6 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (scaled - static_cast<double>(key->length) >= 0.5)
       ++key->length;
     return true;
-  };
-  // The one bond each hydrogen keeps (a == -1: none); `a == -2` until asked.
-  std::vector<BondKey> h_bond(cell.size(), BondKey{0, -2, -2, {0, 0, 0}});
-  auto hydrogen_bond_of = [&](int h) -> const BondKey& {
-    BondKey& best = h_bond[h];
-    if (best.a == -2) {
-      best.a = -1;
-      BondKey k;
-      for (const Neighbour nb : near.of(h))
-        if (bond_to(h, nb, &k) && (best.a == -1 || k < best))
-          best = k;
-    }
-    return best;
   };
   auto is_hydrogen = [&](int x) { return site_hydrogen[cell[x].site] != 0; };
 
@@ -1116,6 +1088,31 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
   std::vector<Arc> all_arcs;
   std::vector<std::size_t> arcs_first(ncell, kNotFound), arcs_last(ncell, kNotFound);
+  auto arc_to = [&](int x, const Neighbour& nb) {
+    return Arc{nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]};
+  };
+  // A hydrogen keeps one bond, its shortest (a == -1: none): one scan of its list gives both
+  // that bond and the hydrogen's own arcs. A hydrogen's partner is never a hydrogen.
+  std::vector<BondKey> h_bond(cell.size());
+  auto find_hydrogen_bond = [&](int h) {
+    BondKey best, k;
+    Arc arc{};
+    for (const Neighbour nb : near.of(h))
+      if (bond_to(h, nb, &k) && (best.a == -1 || k < best)) {
+        best = k;
+        arc = arc_to(h, nb);
+      }
+    h_bond[h] = best;
+    arcs_first[h] = all_arcs.size();
+    if (best.a >= 0)
+      all_arcs.push_back(arc);
+    arcs_last[h] = all_arcs.size();
+  };
+  auto hydrogen_bond_of = [&](int h) -> const BondKey& {
+    if (arcs_first[h] == kNotFound)
+      find_hydrogen_bond(h);
+    return h_bond[h];
+  };
   struct Candidate {
     BondKey key;
     bool reversed;
@@ -1123,37 +1120,25 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   };
   std::vector<Candidate> candidates;
   auto arcs_of = [&](int x) {
-    if (arcs_first[x] == kNotFound) {
+    if (arcs_first[x] == kNotFound && is_hydrogen(x)) {
+      find_hydrogen_bond(x);
+    } else if (arcs_first[x] == kNotFound) {
       candidates.clear();
       BondKey k;
-      const bool x_hydrogen = is_hydrogen(x);
       for (const Neighbour nb : near.of(x)) {
         if (!bond_to(x, nb, &k))
           continue;
-        // (A hydrogen's partner is never a hydrogen.)
-        if (!x_hydrogen && is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
+        if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
           continue;
-        const bool reversed = !(x == k.a && nb.t == k.t);
-        candidates.push_back(
-            {k, reversed,
-             {nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]}});
+        candidates.push_back({k, !(x == k.a && nb.t == k.t), arc_to(x, nb)});
       }
+      // Few bonds to an atom: sorted by insertion.
       auto before = [](const Candidate& p, const Candidate& q) {
         return p.key < q.key || (!(q.key < p.key) && p.reversed < q.reversed);
       };
-      if (x_hydrogen) {
-        // A hydrogen keeps its shortest bond, chosen here from the same list.
-        auto best = std::min_element(candidates.begin(), candidates.end(), before);
-        if (h_bond[x].a == -2)
-          h_bond[x] = best == candidates.end() ? BondKey{0, -1, -1, {0, 0, 0}} : best->key;
-        if (best != candidates.end())
-          candidates.assign(1, *best);
-      } else {
-        // Few bonds to an atom: sorted by insertion.
-        for (std::size_t i = 1; i < candidates.size(); ++i)
-          for (std::size_t j = i; j > 0 && before(candidates[j], candidates[j - 1]); --j)
-            std::swap(candidates[j], candidates[j - 1]);
-      }
+      for (std::size_t i = 1; i < candidates.size(); ++i)
+        for (std::size_t j = i; j > 0 && before(candidates[j], candidates[j - 1]); --j)
+          std::swap(candidates[j], candidates[j - 1]);
       arcs_first[x] = all_arcs.size();
       for (const Candidate& c : candidates)
         all_arcs.push_back(c.arc);

@@ -317,6 +317,21 @@ void CrystalMaker::set_cell(double a, double b, double c, double alpha, double b
 
 double CrystalMaker::volume() const { return determinant(orth_); }
 
+double CrystalMaker::metric_change(const CrystalSymmetryOperator& op) const {
+  const Matrix<double, 3, 3> g = orth_.transpose() * orth_;
+  const double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
+  Matrix<double, 3, 3> r;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j)
+      r(i, j) = op.rotation()(i, j);
+  const Matrix<double, 3, 3> h = r.transpose() * g * r;
+  double change = 0;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j)
+      change = std::max(change, std::fabs(h(i, j) - g(i, j)) / scale);
+  return change;
+}
+
 void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops) {
   // Repeats are found by comparing rotations as packed keys first: a cubic group's 192
   // operators would otherwise be compared pair by pair in full.

@@ -67,6 +67,12 @@ public:
   const Matrix<double, 3, 3>& fractional_matrix() const { return frac_; }
   Point to_orthogonal(const Point& f) const { return orth_ * f; }
   Point to_fractional(const Point& o) const { return frac_ * o; }
+  /// How far an operator's rotation changes the cell's metric tensor G (the largest entry of
+  /// R^T G R - G, relative to the largest diagonal entry of G): 0 when the operator is a
+  /// symmetry of this lattice, of order 1 when it belongs to another cell.
+  double metric_change(const CrystalSymmetryOperator& op) const;
+  /// The metric change beyond which an operator is taken to belong to another cell.
+  static constexpr double kMetricTolerance = 0.02;
 
   // ---- symmetry ----
   /// The operators; the identity is always first.
