@@ -2,6 +2,7 @@
 
 #include "kernel/bond_perception.h"
 #include "kernel/cif_reader.h"
+#include "kernel/coexistence.h"
 #include "kernel/operator_table.h"
 
 #include <algorithm>
@@ -23,6 +24,14 @@ bool is_upper(char c) { return c >= 'A' && c <= 'Z'; }
 bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
 bool is_alpha(char c) { return is_upper(c) || is_lower(c); }
 
+// A hydrogen closer than this to an O or N is its own, not one shared with a neighbour.
+constexpr double kOwnHydrogen = 1.15;
+// Partly occupied hydrogens closer than this are alternatives of one another.
+constexpr double kAlternativeHydrogens = 1.2;
+// Two bonds from one atom are never closer than this (radians; 80 degrees): three-membered
+// rings, at 60, are never made of images of one disordered site.
+constexpr double kSmallestBondAngle = 80.0 * 3.14159265358979323846 / 180.0;
+
 int element_code(const std::string& s) { return Element::code_of(s); }
 
 // ---- the atoms of the asymmetric unit ------------------------------------------------------
@@ -37,6 +46,9 @@ struct SiteAtom {
   int group = 0;
   bool partial = false; // partly occupied or disordered: may clash with an alternative
   bool flagged_partial = false;
+  // The fraction of cells in which the site holds its atom: the occupancy with the share of a
+  // special position taken out, at most 1.
+  double presence = 1.0;
 };
 
 struct CellAtom {
@@ -735,6 +747,53 @@ std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
         if (std::fabs(sites[i].occupancy + sites[j].occupancy - 1.0) < 0.1)
           unite(gid[i], gid[j]);
       }
+  // A group left without an alternative while another group of its assembly lies next to it
+  // (within van der Waals contact) with an occupancy that leaves room for only one of the two:
+  // the two are alternatives that neither clash nor hang on one atom, such as a methyl group
+  // on one ring carbon (group 1) or on the next (group 2). Groups far apart are independent
+  // regions, even where a file names them all with one assembly.
+  {
+    // A group's occupancy is that of its partly occupied atoms (an ordered atom is sometimes
+    // filed in group 1 too); a group with none was written without occupancies.
+    std::vector<double> group_occupancy(groups.size(), 1.0);
+    std::vector<int> cluster_size(groups.size(), 0);
+    for (std::size_t i : grouped)
+      group_occupancy[gid[i]] = std::min(group_occupancy[gid[i]], sites[i].occupancy);
+    for (std::size_t g = 0; g < groups.size(); ++g)
+      ++cluster_size[find(static_cast<int>(g))];
+    const auto& ops = cm.symmetry_operators();
+    constexpr double kMostPairs = 2.0e7;
+    const double pairs = static_cast<double>(grouped.size()) * grouped.size() * ops.size();
+    for (std::size_t x = 0; x < grouped.size() && pairs <= kMostPairs; ++x) {
+      const std::size_t i = grouped[x];
+      if (cluster_size[find(gid[i])] != 1)
+        continue;
+      for (std::size_t y = 0; y < grouped.size(); ++y) {
+        const std::size_t j = grouped[y];
+        if (gid[j] == gid[i] || groups[gid[i]].first != groups[gid[j]].first ||
+            (groups[gid[i]].second > 0) != (groups[gid[j]].second > 0))
+          continue;
+        // Occupancies must leave room for only one of the two; where the file gives none, a
+        // named assembly is word enough.
+        const double total = group_occupancy[gid[i]] + group_occupancy[gid[j]];
+        if (total > 1.05 && !(total == 2.0 && !groups[gid[i]].first.empty()))
+          continue;
+        // The other group may be written beside a symmetry image of this one (a perchlorate
+        // at 0.7 and, across an inversion centre, its alternative at 0.3).
+        const double contact = sites[i].element.vdw_radius() + sites[j].element.vdw_radius();
+        bool near = false;
+        for (std::size_t k = 0; k < ops.size() && !near; ++k)
+          near = lattice_distance.below(sites[i].frac, ops[k].apply(sites[j].frac), contact) <
+                 contact;
+        if (near) {
+          const int before = cluster_size[find(gid[j])];
+          unite(gid[i], gid[j]);
+          cluster_size[find(gid[i])] = before + 1;
+          break;
+        }
+      }
+    }
+  }
   // The kept group of each cluster: the smallest group number in absolute value.
   std::map<int, int> best;
   for (std::size_t g = 0; g < groups.size(); ++g) {
@@ -838,6 +897,11 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (partly)
       disorder = true;
     s.partial = partly || s.group != 0 || s.flagged_partial;
+    s.presence = std::min(1.0, s.occupancy * self);
+    // Flagged as partly occupied with no occupancy given: its share is unknown, and taken as
+    // one half, so that it counts as partial wherever presence is weighed.
+    if (s.flagged_partial && s.presence >= 0.99)
+      s.presence = 0.5;
     if (s.flagged_partial)
       disorder = true;
   }
@@ -910,8 +974,13 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   BondPerceptionSettings bps;
   std::vector<double> site_radius;
   site_radius.reserve(sites.size());
+  // A partly occupied hydrogen reaches far enough to meet an alternative hydrogen closer than
+  // a real H...H contact (see clash_distance below).
   for (const SiteAtom& s : sites)
-    site_radius.push_back(s.element.covalent_radius());
+    site_radius.push_back(s.partial && s.element.is_hydrogen()
+                              ? std::max(s.element.covalent_radius(),
+                                         (CoexistenceRule::kHydrogenSeparation - bps.tolerance) / 2)
+                              : s.element.covalent_radius());
   std::optional<CellNeighbours> neighbours;
   try {
     neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
@@ -929,7 +998,12 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
                     std::to_string(static_cast<int>(std::lround(near.metric_misfit() * 100))) +
                     " %)");
 
+  // Two partly occupied hydrogens closer than the two hydrogens of one water (1.35 A with
+  // X-ray O-H lengths) are alternatives: the two staggered sets of a disordered methyl group
+  // are 0.9-1.0 A apart.
   auto clash_distance = [&](const SiteAtom& x, const SiteAtom& y) {
+    if (x.element.is_hydrogen() && y.element.is_hydrogen())
+      return kAlternativeHydrogens;
     if (x.element.is_hydrogen() || y.element.is_hydrogen())
       return settings_.merge_distance;
     return std::max(settings_.merge_distance,
@@ -973,6 +1047,54 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (site_dropped[c.site])
       c.alive = false;
 
+  // Orientations of one disordered atom: images of a partly occupied site that all bond to one
+  // partner on a symmetry element, more of them than the partner's own occupancy leaves room
+  // for, and placed as no real bonds could be: closer together than any bond angle allows
+  // (three images of a 1/3-occupied N around a C on a threefold axis, 49 degrees apart), or on
+  // an atom that takes one bond (the carbon of a CH2Cl2, 0.16, around its two Cl, 0.47, on a
+  // threefold axis). They are one atom in several orientations; the written one stays, and the
+  // search meets the others in the symmetry copies of its molecule. A molecule that is whole
+  // in every cell where it is there keeps them all (the Cl atoms of a CHCl3 on a threefold axis
+  // each have the occupancy of its carbon), and so does a group whose images are bonded as the
+  // group is (the two trans F of a PF6 on an inversion centre, 180 degrees apart).
+  {
+    const BondPerception lengths(bps);
+    std::vector<int> around;
+    for (std::size_t s = 0; s < sites.size(); ++s) {
+      const SiteAtom& a = sites[s];
+      if (!a.partial || !cell[s].alive)
+        continue;
+      for (const Neighbour nb : near.of(static_cast<int>(s))) {
+        const int p = nb.other;
+        const SiteAtom& partner = sites[cell[p].site];
+        if (!cell[p].alive || cell[p].site == static_cast<int>(s) ||
+            !lengths.is_bond_length(a.element, partner.element, nb.d))
+          continue;
+        const bool single_bond = partner.element.is_halogen() || partner.element.is_hydrogen();
+        // Positions in the frame of the written atom: the partner at its place plus nb.t, each
+        // image at the partner's list entry plus the same shift.
+        auto shifted = [&](int c, const Int3& t1, const Int3& t2) {
+          const Int3 t = add(t1, t2);
+          return cell[c].orth + cm->orthogonal_matrix() * Point(t[0], t[1], t[2]);
+        };
+        const Point at_partner = shifted(p, nb.t, {0, 0, 0});
+        around.clear();
+        for (const Neighbour q : near.of(p)) {
+          if (q.other == static_cast<int>(s) || cell[q.other].site != static_cast<int>(s) ||
+              !cell[q.other].alive || !lengths.is_bond_length(a.element, partner.element, q.d))
+            continue;
+          if (single_bond || angle(cell[s].orth, at_partner, shifted(q.other, q.t, nb.t)) <
+                                 kSmallestBondAngle)
+            around.push_back(q.other);
+        }
+        if (!around.empty() && a.presence * static_cast<double>(around.size() + 1) <=
+                                   partner.presence + 0.05)
+          for (int c : around)
+            cell[c].alive = false;
+      }
+    }
+  }
+
   // Images that land on an atom already placed: the same atom on a special position, or the
   // symmetry image of a molecule disordered across a symmetry element, which gives way to the
   // asymmetric unit's orientation. `slack` widens the test by how far a pair's distance may
@@ -983,12 +1105,18 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     const double d = nb.d - slack;
     bool duplicate = d < settings_.merge_distance;
     bool clash = a.partial && b.partial && d < clash_distance(a, b);
+    // Two images of a hydrogen there in half the cells or fewer, closer than any real H...H
+    // contact (a half hydrogen beside a mirror plane), are its two orientations.
+    bool other_orientation_of_site = cell[i].site == cell[nb.other].site &&
+                                     a.element.is_hydrogen() && a.partial &&
+                                     a.presence * 2 <= 1.05 &&
+                                     d < CoexistenceRule::kHydrogenSeparation;
     // A negative disorder group is disordered across a symmetry element: an image of it
     // within bonding reach of another image of a negative group is the other orientation.
     bool other_orientation =
         a.group < 0 && b.group < 0 && (slack > 0 || !same_image(cell[i], cell[nb.other], nb.t)) &&
         d < a.element.covalent_radius() + b.element.covalent_radius() + bps.tolerance;
-    return duplicate || clash || other_orientation;
+    return duplicate || clash || other_orientation || other_orientation_of_site;
   };
   // Symmetry keeps distances: every pair of images is the image of a pair in an
   // asymmetric-unit list, at the same distance up to how far a dropped repeat lies from the
@@ -1091,17 +1219,50 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   auto arc_to = [&](int x, const Neighbour& nb) {
     return Arc{nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]};
   };
+  // Room an O or N atom has for one more hydrogen: its valence less its bonds to other heavy
+  // atoms and to hydrogens clearly its own (closer than a shared hydrogen ever is).
+  auto hydrogen_room = [&](int x, const Int3& t, int h) {
+    const SiteAtom& sx = sites[cell[x].site];
+    int room = BondPerception::standard_valence(sx.element);
+    for (const Neighbour nb : near.of(x)) {
+      if (!cell[nb.other].alive || (nb.other == h && nb.t == negate(t)))
+        continue;
+      const SiteAtom& so = sites[cell[nb.other].site];
+      if (so.element.is_hydrogen() ? nb.d < kOwnHydrogen
+                                   : !so.element.is_metal() &&
+                                         perception.is_bond_length(sx.element, so.element, nb.d))
+        --room;
+    }
+    return room;
+  };
   // A hydrogen keeps one bond, its shortest (a == -1: none): one scan of its list gives both
   // that bond and the hydrogen's own arcs. A hydrogen's partner is never a hydrogen.
+  // A hydrogen shared between two O or N atoms (within bonding reach of both: the proton of
+  // a very short hydrogen bond) goes to the nearer one unless that one has no room left for
+  // it and the other has: a water keeps its two hydrogens, and no O takes a third.
   std::vector<BondKey> h_bond(cell.size());
   auto find_hydrogen_bond = [&](int h) {
-    BondKey best, k;
-    Arc arc{};
+    BondKey best, second, k;
+    Arc arc{}, arc2{};
+    Int3 t_best{}, t_second{};
     for (const Neighbour nb : near.of(h))
-      if (bond_to(h, nb, &k) && (best.a == -1 || k < best)) {
-        best = k;
-        arc = arc_to(h, nb);
+      if (bond_to(h, nb, &k)) {
+        if (best.a == -1 || k < best) {
+          second = best, arc2 = arc, t_second = t_best;
+          best = k, arc = arc_to(h, nb), t_best = nb.t;
+        } else if (second.a == -1 || k < second) {
+          second = k, arc2 = arc_to(h, nb), t_second = nb.t;
+        }
       }
+    auto takes_shared = [&](int x) {
+      const Element& e = sites[cell[x].site].element;
+      return e == Element(Element::Oxygen) || e == Element(Element::Nitrogen);
+    };
+    if (second.a >= 0 && arc2.to != arc.to && takes_shared(arc.to) && takes_shared(arc2.to) &&
+        hydrogen_room(arc.to, t_best, h) <= 0 && hydrogen_room(arc2.to, t_second, h) > 0) {
+      best = second;
+      arc = arc2;
+    }
     h_bond[h] = best;
     arcs_first[h] = all_arcs.size();
     if (best.a >= 0)
@@ -1404,6 +1565,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       // frac = op(site) + shift + offset
       std::array<int, 3> tr = add(ca.shift, t);
       origin.translation = Translation(tr[0], tr[1], tr[2]);
+      origin.occupancy = sa.presence;
       origins.push_back(origin);
     }
     mol->add_bonds(bonds);

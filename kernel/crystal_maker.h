@@ -42,6 +42,10 @@ struct AtomOrigin {
   int site = -1;
   int op = 0;
   Translation translation;
+  /// The fraction of unit cells in which the site holds this atom: 1 for an ordered atom,
+  /// also on a special position written with its crystallographic occupancy (1/2 on an
+  /// inversion centre); below 1 for an atom of a disordered or partly occupied site.
+  double occupancy = 1.0;
 };
 
 /// One crystal structure as the search sees it: the cell, the symmetry operators (identity first)

@@ -193,6 +193,31 @@ bool MotifMatch::are_atoms_already_used(int nmol_in_msr, const THandle<Translati
   return false;
 }
 
+bool MotifMatch::can_coexist(int s, const MotifSearchResource& resource) const {
+  const SubstructureMatch& placed = *checked_index(substructure_matches, s);
+  const Matrix<double, 3, 3>& orth = resource.orthogonal_matrix();
+  for (std::size_t o = 0; o < substructure_matches.size(); ++o) {
+    const SubstructureMatch& other = *substructure_matches[o];
+    // Atoms of one molecule were made to coexist when the crystal was built.
+    if (static_cast<int>(o) == s || !other.found ||
+        (other.nmol_in_msr == placed.nmol_in_msr && *other.translation == *placed.translation))
+      continue;
+    for (int a : *placed.atoms) {
+      const Point pa = resource.get_point(placed.nmol_in_msr, a, true) +
+                       placed.translation->as_point();
+      const CoexistenceRule::AtomState& sa = resource.atom_state(placed.nmol_in_cm, a);
+      for (int b : *other.atoms) {
+        const Point pb =
+            resource.get_point(other.nmol_in_msr, b, true) + other.translation->as_point();
+        if (!CoexistenceRule::can_coexist(sa, resource.atom_state(other.nmol_in_cm, b),
+                                          (orth * (pa - pb)).length()))
+          return false;
+      }
+    }
+  }
+  return true;
+}
+
 bool MotifMatch::are_atoms_repeat_atoms(int s1, int a1, int s2, int a2) const {
   const SubstructureMatch& m1 = *checked_index(substructure_matches, s1);
   const SubstructureMatch& m2 = *checked_index(substructure_matches, s2);

@@ -99,6 +99,10 @@ public:
   /// The angle at the second atom, in radians as the kernel gives it (not degrees).
   double atom_angle(int s1, int a1, int s2, int a2, int s3, int a3,
                     const THandle<MotifSearchResource>& resource) const;
+  /// Whether every atom placed for substructure `s` can be present together with every atom
+  /// placed for the other substructures on other molecules (CoexistenceRule): no two atoms of
+  /// a match closer than a real contact, no two orientations of one disordered site.
+  bool can_coexist(int s, const MotifSearchResource& resource) const;
   /// Number of distinct contact points (points closer than 0.5 angstrom are one).
   int nvertices();
 

@@ -151,6 +151,10 @@ bool MotifSearch::find_next() {
           continue;
         match_->set_substructure_match(to, candidate->nmol_in_msr, candidate->nmol_in_cm, placement,
                                        candidate->translation);
+        if (!match_->can_coexist(to, *resource_)) {
+          match_->ditch_substruct_match(to);
+          continue;
+        }
         std::vector<int> closed;
         if (check_remaining_contacts(to, closed)) {
           const bool constraints_hold =

@@ -15,6 +15,23 @@ MotifSearchResource::MotifSearchResource(const THandle<CrystalMaker>& crystal)
       orthogonal_matrix_(crystal->orthogonal_matrix()),
       cell_values_{{crystal->a(), crystal->b(), crystal->c()}} {
   const auto& operators = crystal->symmetry_operators();
+  atom_states_.resize(crystal->nmolecules());
+  for (int m = 0; m < crystal->nmolecules(); ++m) {
+    THandle<Molecule> mol = crystal->molecule(m);
+    const std::vector<AtomOrigin>& origins = crystal->atom_origins(m);
+    for (int i = 0; i < mol->natoms(); ++i) {
+      const Atom& atom = *mol->atom(i);
+      CoexistenceRule::AtomState state;
+      state.element = atom.element();
+      if (i < static_cast<int>(origins.size())) {
+        state.occupancy = origins[i].occupancy;
+        state.site = origins[i].site;
+      } else if (atom.has_site()) {
+        state.occupancy = atom.site()->occupancy();
+      }
+      atom_states_[m].push_back(state);
+    }
+  }
   for (int m = 0; m < crystal->nmolecules(); ++m) {
     THandle<Molecule> mol = crystal->molecule(m);
     auto points = make_handle<std::vector<Point>>();

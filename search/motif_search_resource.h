@@ -1,6 +1,7 @@
 #ifndef XTALMOTIF_SEARCH_MOTIF_SEARCH_RESOURCE_H
 #define XTALMOTIF_SEARCH_MOTIF_SEARCH_RESOURCE_H
 
+#include "kernel/coexistence.h"
 #include "kernel/crystal_maker.h"
 #include "kernel/geometry.h"
 #include "kernel/handle.h"
@@ -72,6 +73,12 @@ public:
                                             int substructure) const;
   THandle<std::vector<THandle<Atom>>> atoms(const THandle<SubstructureMatch>& match) const;
 
+  /// What the coexistence rule needs of atom `atom` of crystal-maker molecule `nmol_in_cm`:
+  /// its element, its chemical occupancy and its asymmetric-unit site.
+  const CoexistenceRule::AtomState& atom_state(int nmol_in_cm, int atom) const {
+    return atom_states_.at(nmol_in_cm).at(atom);
+  }
+
   const THandle<CrystalMaker>& crystal() const { return crystal_maker; }
   const Matrix<double, 3, 3>& orthogonal_matrix() const { return orthogonal_matrix_; }
 
@@ -84,6 +91,7 @@ public:
 
 private:
   Matrix<double, 3, 3> orthogonal_matrix_;
+  std::vector<std::vector<CoexistenceRule::AtomState>> atom_states_;
   // Copied from the crystal (a, b, c); kept for callers, not read by the environment itself.
   std::array<double, 3> cell_values_{};
 };
