@@ -39,6 +39,8 @@ public:
     try {
       THandle<CrystalStructureDatabaseEntry> entry = db_.entry(index);
       out.id = entry->identifier();
+      out.file = entry->source_file();
+      out.block = entry->block_name();
       if (screens_ && !passes_screens(out))
         return out;
       THandle<CrystalMaker> crystal = entry->crystal();

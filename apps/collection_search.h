@@ -37,6 +37,9 @@ enum class EntryStatus { Searched, Prescreened, Filtered, Refused };
 /// What happened to one entry of the collection.
 struct EntryOutcome {
   DatabaseEntryIdentifier id;
+  /// The CIF file as the sources gave it ("-" for standard input) and the data block.
+  std::string file;
+  std::string block;
   EntryStatus status = EntryStatus::Searched;
   std::string reason; ///< why a refused entry could not be searched
   bool aborted = false;

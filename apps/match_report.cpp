@@ -1,6 +1,7 @@
 #include "apps/match_report.h"
 
 #include "kernel/atomic_file.h"
+#include "results/match_description.h"
 
 #include <nlohmann/json.hpp>
 
@@ -9,38 +10,15 @@
 #include <filesystem>
 #include <ostream>
 #include <set>
-#include <sstream>
 #include <tuple>
 
 namespace xtalmotif::app {
 
 namespace {
 
-int operator_of(const MotifSearchResource& resource, int copy) {
-  return resource.operator_of_copy.at(copy);
-}
-
-// x' = R x + t as integer rotation and fractional translation.
-struct Op {
-  Matrix<int, 3, 3> r;
-  Point t;
-};
-
-Op compose(const CrystalSymmetryOperator& outer, const CrystalSymmetryOperator& inner,
-           const Point& inner_shift) {
-  Op o;
-  o.r = outer.rotation() * inner.rotation();
-  Point shifted = inner.translation() + inner_shift;
-  for (int i = 0; i < 3; ++i) {
-    double s = outer.translation()[i];
-    for (int j = 0; j < 3; ++j)
-      s += outer.rotation()(i, j) * shifted[j];
-    o.t[i] = s;
-  }
-  return o;
-}
-
-double finite_or_nan(double d) { return std::isfinite(d) ? d : std::nan(""); }
+using MotifSearchLibFunctions::describe_match;
+using MotifSearchLibFunctions::placed_atom_code;
+using MotifSearchLibFunctions::symmetry_code;
 
 nlohmann::json rounded(double d) {
   if (!std::isfinite(d))
@@ -48,41 +26,30 @@ nlohmann::json rounded(double d) {
   return std::round(d * 10000.0) / 10000.0;
 }
 
-std::string atom_label(const CrystalMaker& crystal, int molecule, int atom) {
-  return crystal.molecule(molecule)->atom(atom)->label();
+std::string fixed4(double d) {
+  if (!std::isfinite(d))
+    return "";
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.4f", d);
+  return buf;
 }
 
-struct ContactRow {
-  int contact;
-  int from_sub, to_sub;
-  std::string from_label, from_code, to_label, to_code;
-  double distance;
-};
-
-std::string code_of_address(const EntryOutcome& e, const AtomAddress& a) {
-  return atom_symmetry_code(*e.crystal, a.nmol_in_cm, a.natom, operator_of(*e.resource, a.nmol_in_msr),
-                            *a.translation);
+nlohmann::json atom_json(const DescribedAtom& a) {
+  nlohmann::json j = {{"substructure", a.substructure},
+                      {"query_atom", a.query_atom},
+                      {"atom", a.label},
+                      {"element", a.element},
+                      {"site", a.site_row},
+                      {"symmetry", a.code},
+                      {"fract", {std::round(a.fractional[0] * 1e5) / 1e5,
+                                 std::round(a.fractional[1] * 1e5) / 1e5,
+                                 std::round(a.fractional[2] * 1e5) / 1e5}}};
+  if (!a.query_label.empty())
+    j["query_label"] = a.query_label;
+  return j;
 }
 
-std::vector<ContactRow> contact_rows(const EntryOutcome& e, const MotifMatch& m) {
-  std::vector<ContactRow> rows;
-  const auto& contacts = *m.motif->contacts();
-  for (std::size_t j = 0; j < m.contact_matches.size(); ++j) {
-    const ContactMatch& c = *m.contact_matches[j];
-    ContactRow r;
-    r.contact = static_cast<int>(j);
-    r.from_sub = contacts[j]->from_substructure();
-    r.to_sub = contacts[j]->to_substructure();
-    r.from_label = atom_label(*e.crystal, c.from->nmol_in_cm, c.from->natom);
-    r.to_label = atom_label(*e.crystal, c.to->nmol_in_cm, c.to->natom);
-    r.from_code = code_of_address(e, *c.from);
-    r.to_code = code_of_address(e, *c.to);
-    r.distance = finite_or_nan(distance(e.resource->get_point(c.from, false),
-                                        e.resource->get_point(c.to, false)));
-    rows.push_back(r);
-  }
-  return rows;
-}
+std::string file_of(const EntryOutcome& e) { return e.file.empty() ? "-" : e.file; }
 
 std::string file_safe(const std::string& s) {
   std::string out;
@@ -97,103 +64,93 @@ std::string cif_number(double v) {
   return buf;
 }
 
+// A CIF value as one token: quoted where it holds a blank or a quote, starts with a character
+// that would make it something else, or is a reserved word.
+std::string cif_value(const std::string& v) {
+  bool plain = !v.empty() && v != "." && v != "?";
+  for (char c : v)
+    plain = plain && static_cast<unsigned char>(c) > ' ' && c != '\'' && c != '"';
+  if (plain && std::string("_#$'\";[]").find(v[0]) != std::string::npos)
+    plain = false;
+  for (const char* word : {"data_", "loop_", "save_", "global_", "stop_"})
+    if (plain && v.size() >= std::string(word).size() &&
+        std::equal(v.begin(), v.begin() + std::string(word).size(), word,
+                   [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; }))
+      plain = false;
+  if (plain)
+    return v;
+  std::string q;
+  for (char c : v)
+    q += (c == '\'' || static_cast<unsigned char>(c) < ' ') ? '_' : c;
+  return "'" + q + "'";
+}
+
 } // namespace
-
-std::string symmetry_code(int op, const Translation& t) {
-  bool small = true;
-  for (int i = 0; i < 3; ++i)
-    small = small && t[i] >= -5 && t[i] <= 4;
-  std::ostringstream os;
-  os << op + 1 << '_';
-  if (small)
-    os << 5 + t[0] << 5 + t[1] << 5 + t[2];
-  else
-    os << '(' << t[0] << ',' << t[1] << ',' << t[2] << ')';
-  return os.str();
-}
-
-std::string atom_symmetry_code(const CrystalMaker& crystal, int molecule, int atom, int op,
-                               const Translation& t) {
-  const auto& ops = crystal.symmetry_operators();
-  const auto& origins = crystal.atom_origins(molecule);
-  if (origins.empty() || atom >= static_cast<int>(origins.size()))
-    return symmetry_code(op, t);
-  const AtomOrigin& origin = origins[atom];
-  // The atom is operator `origin.op` (plus a translation) of its asymmetric-unit site, and the
-  // environment applies operator `op` and translation `t` to it: find the one operator of the
-  // list that the two make together.
-  Op total = compose(ops.at(op), ops.at(origin.op), origin.translation.as_point());
-  for (int i = 0; i < 3; ++i)
-    total.t[i] += t[i];
-  for (std::size_t n = 0; n < ops.size(); ++n) {
-    if (!(ops[n].rotation() == total.r))
-      continue;
-    Translation shift;
-    bool whole = true;
-    for (int i = 0; i < 3; ++i) {
-      double d = total.t[i] - ops[n].translation()[i];
-      shift[i] = static_cast<int>(std::lround(d));
-      whole = whole && std::fabs(d - shift[i]) < 1e-3;
-    }
-    if (whole)
-      return symmetry_code(static_cast<int>(n), shift);
-  }
-  return symmetry_code(op, t);
-}
 
 void write_json_lines(std::ostream& os, const std::string& motif_name,
                       const std::vector<EntryOutcome>& outcomes) {
   for (const auto& e : outcomes) {
+    if (e.matches.empty())
+      continue;
+    const CrystalMaker& crystal = *e.crystal;
+    nlohmann::json entry = {{"record", "entry"},
+                            {"entry", e.id.str()},
+                            {"file", file_of(e)},
+                            {"block", e.block},
+                            {"symmetry_source", crystal.symmetry_source()}};
+    nlohmann::json ops = nlohmann::json::array();
+    for (const auto& op : crystal.listed_operators())
+      ops.push_back(op.to_xyz());
+    entry["operators"] = ops;
+    entry["notices"] = crystal.notices();
+    os << entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MotifMatch& match = *e.matches[m];
-      nlohmann::json j;
-      j["entry"] = e.id.str();
-      j["motif"] = motif_name;
-      j["match"] = m + 1;
+      const MatchDescription d = describe_match(*e.resource, match);
+      nlohmann::json j = {{"record", "match"},
+                          {"entry", e.id.str()},
+                          {"motif", motif_name},
+                          {"match", m + 1}};
       nlohmann::json subs = nlohmann::json::array();
       for (std::size_t s = 0; s < match.substructure_matches.size(); ++s) {
         const SubstructureMatch& sm = *match.substructure_matches[s];
         nlohmann::json atoms = nlohmann::json::array();
-        for (int a : *sm.atoms)
-          atoms.push_back(atom_label(*e.crystal, sm.nmol_in_cm, a));
+        for (const DescribedAtom& a : d.atoms)
+          if (a.substructure == static_cast<int>(s))
+            atoms.push_back(atom_json(a));
         subs.push_back({{"substructure", s},
                         {"molecule", sm.nmol_in_cm},
                         {"copy", sm.nmol_in_msr},
-                        {"symmetry", symmetry_code(operator_of(*e.resource, sm.nmol_in_msr),
-                                                   *sm.translation)},
                         {"atoms", atoms}});
       }
       j["substructures"] = subs;
       nlohmann::json contacts = nlohmann::json::array();
-      for (const auto& r : contact_rows(e, match))
-        contacts.push_back({{"contact", r.contact},
-                            {"from", {{"substructure", r.from_sub}, {"atom", r.from_label},
-                                      {"symmetry", r.from_code}}},
-                            {"to", {{"substructure", r.to_sub}, {"atom", r.to_label},
-                                    {"symmetry", r.to_code}}},
-                            {"distance", rounded(r.distance)}});
+      for (const DescribedContact& c : d.contacts)
+        contacts.push_back({{"contact", c.contact},
+                            {"from", atom_json(d.atoms[c.from])},
+                            {"to", atom_json(d.atoms[c.to])},
+                            {"distance", rounded(c.distance)}});
       j["contacts"] = contacts;
-      os << j.dump() << '\n';
+      os << j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
     }
   }
 }
 
 void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
-  os << "entry\tmatch\tcontact\tfrom_substructure\tfrom_atom\tfrom_symmetry\tto_substructure\t"
-        "to_atom\tto_symmetry\tdistance\n";
+  os << "entry\tmatch\tcontact\tfrom_substructure\tfrom_query_atom\tfrom_query_label\tfrom_atom\t"
+        "from_symmetry\tto_substructure\tto_query_atom\tto_query_label\tto_atom\tto_symmetry\t"
+        "distance\n";
   for (const auto& e : outcomes)
-    for (std::size_t m = 0; m < e.matches.size(); ++m)
-      for (const auto& r : contact_rows(e, *e.matches[m])) {
-        os << e.id.str() << '\t' << m + 1 << '\t' << r.contact << '\t' << r.from_sub << '\t'
-           << r.from_label << '\t' << r.from_code << '\t' << r.to_sub << '\t' << r.to_label
-           << '\t' << r.to_code << '\t';
-        if (std::isfinite(r.distance)) {
-          char buf[32];
-          std::snprintf(buf, sizeof buf, "%.4f", r.distance);
-          os << buf;
-        }
-        os << '\n';
+    for (std::size_t m = 0; m < e.matches.size(); ++m) {
+      const MatchDescription d = describe_match(*e.resource, *e.matches[m]);
+      for (const DescribedContact& c : d.contacts) {
+        os << e.id.str() << '\t' << m + 1 << '\t' << c.contact;
+        for (const DescribedAtom* a : {&d.atoms[c.from], &d.atoms[c.to]})
+          os << '\t' << a->substructure << '\t' << a->query_atom << '\t' << a->query_label << '\t'
+             << a->label << '\t' << a->code;
+        os << '\t' << fixed4(c.distance) << '\n';
       }
+    }
 }
 
 std::vector<std::string> export_matches(const std::string& dir,
@@ -204,6 +161,7 @@ std::vector<std::string> export_matches(const std::string& dir,
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MotifMatch& match = *e.matches[m];
       const CrystalMaker& c = *e.crystal;
+      const MatchDescription d = describe_match(*e.resource, match);
       std::string name = file_safe(e.id.str()) + "_match" + std::to_string(m + 1);
       std::string path = (std::filesystem::path(dir) / (name + ".cif")).string();
       std::string error;
@@ -212,8 +170,14 @@ std::vector<std::string> export_matches(const std::string& dir,
           [&](std::ostream& os) {
             os << "# Molecules of motif match " << m + 1 << " in entry " << e.id.str()
                << ", at the positions where they were found.\n"
-               << "# Atom labels carry the symmetry code n_klm of the original structure.\n"
-               << "data_" << name << "\n"
+               << "# Atom labels carry the symmetry code n_klm of the original structure: its\n"
+               << "# site, moved by operator n of the list below and k-5, l-5, m-5 cells.\n"
+               << "# Operators (" << c.symmetry_source() << "):\n";
+            for (std::size_t k = 0; k < c.listed_operators().size(); ++k)
+              os << "#   " << k + 1 << "  " << c.listed_operators()[k].to_xyz() << '\n';
+            for (const auto& n : c.notices())
+              os << "# Note: " << n << '\n';
+            os << "data_" << name << "\n"
                << "_cell_length_a " << cif_number(c.a()) << "\n_cell_length_b "
                << cif_number(c.b()) << "\n_cell_length_c " << cif_number(c.c())
                << "\n_cell_angle_alpha " << cif_number(c.alpha()) << "\n_cell_angle_beta "
@@ -229,16 +193,32 @@ std::vector<std::string> export_matches(const std::string& dir,
               if (!seen.insert({sm->nmol_in_msr, t[0], t[1], t[2]}).second)
                 continue;
               THandle<Molecule> mol = e.resource->molecule(sm);
-              int op = operator_of(*e.resource, sm->nmol_in_msr);
               for (int a = 0; a < mol->natoms(); ++a) {
                 const Atom& atom = *mol->atom(a);
                 if (!atom.has_site())
                   continue;
+                const CrystalMaker::ListedCode code =
+                    placed_atom_code(*e.resource, sm->nmol_in_msr, sm->nmol_in_cm, a, t);
                 const Point& f = atom.site()->fractional();
-                os << atom.label() << '_' << atom_symmetry_code(c, sm->nmol_in_cm, a, op, t) << ' '
-                   << atom.element().symbol() << ' ' << cif_number(f[0]) << ' '
+                os << cif_value(atom.label() + '_' + symmetry_code(code.listed, code.translation))
+                   << ' ' << atom.element().symbol() << ' ' << cif_number(f[0]) << ' '
                    << cif_number(f[1]) << ' ' << cif_number(f[2]) << " 1\n";
               }
+            }
+            // Which atom matched which query atom, and the contacts, by the labels above.
+            os << "loop_\n_xtalmotif_match_atom_label\n_xtalmotif_match_atom_substructure\n"
+                  "_xtalmotif_match_atom_query_atom\n_xtalmotif_match_atom_query_label\n";
+            for (const DescribedAtom& a : d.atoms)
+              os << cif_value(a.label + '_' + a.code) << ' ' << a.substructure << ' '
+                 << a.query_atom << ' ' << (a.query_label.empty() ? "." : cif_value(a.query_label))
+                 << '\n';
+            if (!d.contacts.empty()) {
+              os << "loop_\n_xtalmotif_match_contact_id\n_xtalmotif_match_contact_atom_1\n"
+                    "_xtalmotif_match_contact_atom_2\n_xtalmotif_match_contact_distance\n";
+              for (const DescribedContact& k : d.contacts)
+                os << k.contact << ' ' << cif_value(d.atoms[k.from].label + '_' + d.atoms[k.from].code)
+                   << ' ' << cif_value(d.atoms[k.to].label + '_' + d.atoms[k.to].code) << ' '
+                   << fixed4(k.distance) << '\n';
             }
           },
           &error);

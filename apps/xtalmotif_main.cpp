@@ -283,6 +283,12 @@ int run_search(const SearchCommand& cmd) {
 
   for (const auto& r : refused)
     std::cerr << "refused: " << r << '\n';
+  // What a reader of the hits must know to check them against their files.
+  for (const auto& o : outcomes)
+    if (!o.matches.empty())
+      for (const auto& n : o.crystal->notices())
+        std::cerr << "note: " << (o.file.empty() ? "-" : o.file) << ": block " << o.block << ": "
+                  << n << '\n';
   if (!cmd.quiet) {
     std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << searched
               << " searched, " << prescreened << " prescreened out, " << filtered
@@ -358,7 +364,10 @@ void run_show(const std::string& name) {
     const MotifSubstructure& sub = *m->substructures()->at(s);
     std::cout << "substructure " << s << " \"" << sub.name << "\":\n";
     for (int a = 0; a < sub.nnodes(); ++a) {
-      std::cout << "  atom " << a << ": ";
+      std::cout << "  atom " << a;
+      if (!sub.node(a)->label().empty())
+        std::cout << " (" << sub.node(a)->label() << ')';
+      std::cout << ": ";
       sub.node(a)->print(std::cout);
       std::cout << '\n';
     }

@@ -92,6 +92,7 @@ THandle<SubstructureAtom> ConAtom::substructure_atom() const {
     atom->add_constraint(make_handle<AtomFormalChargeConstraint>(q));
   if (auto n = nbonds_condition())
     atom->add_constraint(make_handle<AtomNBondsConstraint>(n));
+  atom->set_label("AT" + std::to_string(number_));
   return atom;
 }
 

@@ -480,14 +480,23 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
     if (!bad && !ops.empty()) {
       d.operators = std::move(ops);
       d.operators_form_group = true;
+      d.symmetry_source = tag;
+      d.symmetry_replaced.clear();
       return;
     }
+    if (bad && d.symmetry_replaced.empty())
+      d.symmetry_replaced = d.warnings.back();
   }
+  // The operators below are generated, and listed as gemmi lists them.
+  auto generated = [&](const std::string& source) {
+    d.operators_form_group = true;
+    d.symmetry_source = source;
+    d.warnings.push_back("symmetry taken from the " + source);
+  };
   if (!hall.empty()) {
     try {
       d.operators = from_gemmi(gemmi::symops_from_hall(hall.c_str()));
-      d.operators_form_group = true;
-      d.warnings.push_back("symmetry taken from the Hall symbol '" + hall + "'");
+      generated("Hall symbol '" + hall + "'");
       return;
     } catch (const std::exception&) {
       d.warnings.push_back("unreadable Hall symbol '" + hall + "'");
@@ -496,8 +505,7 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
   if (!hm.empty()) {
     if (const gemmi::SpaceGroup* sg = gemmi::find_spacegroup_by_name(hm, d.cell[3], d.cell[5])) {
       d.operators = from_gemmi(sg->operations());
-      d.operators_form_group = true;
-      d.warnings.push_back("symmetry taken from the Hermann-Mauguin symbol '" + hm + "'");
+      generated("Hermann-Mauguin symbol '" + hm + "'");
       return;
     }
     d.warnings.push_back("unknown Hermann-Mauguin symbol '" + hm + "'");
@@ -508,15 +516,15 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
       for (const gemmi::SpaceGroup& sg : gemmi::spacegroup_tables::main)
         if (sg.number == static_cast<int>(num) && sg.is_reference_setting()) {
           d.operators = from_gemmi(sg.operations());
-          d.operators_form_group = true;
-          d.warnings.push_back("symmetry taken from the space-group number " + number_text);
+          generated("space-group number " + number_text);
           return;
         }
     }
   }
   d.operators.clear();
   d.operators_form_group = true;
-  d.warnings.push_back("no symmetry given; P1 assumed");
+  d.symmetry_source = "no symmetry given; P1 assumed";
+  d.warnings.push_back(d.symmetry_source);
 }
 
 void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& where) {
@@ -595,6 +603,7 @@ void read_sites(const BlockValues& v, CrystalDescription& d, const std::string& 
   std::string first_skipped;
   for (std::size_t i = 0; i < n; ++i) {
     AtomSiteRecord r;
+    r.row = static_cast<int>(i);
     if (labels.present())
       r.label.assign(text_of(labels[i]));
     if (types.present())

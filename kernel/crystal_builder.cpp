@@ -38,6 +38,7 @@ int element_code(const std::string& s) { return Element::code_of(s); }
 
 struct SiteAtom {
   int record = -1; // index in the description's site list
+  int row = -1;    // row of the file's atom-site loop
   Element element;
   int charge = 0;
   std::string label;
@@ -822,10 +823,17 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     throw CifError(where + "unusable cell: " + e.what());
   }
   cm->set_symmetry_operators(desc.operators);
+  cm->set_symmetry_source(desc.symmetry_source, desc.symmetry_replaced);
   cm->set_space_group_name(desc.space_group);
   cm->set_r_factor(desc.r_factor);
   for (const auto& w : desc.warnings)
-    cm->add_warning(w);
+    if (w != desc.symmetry_replaced)
+      cm->add_warning(w);
+  // Symmetry codes number the operators used; a reader holding the file's own list must know
+  // that it was not.
+  if (!desc.symmetry_replaced.empty())
+    cm->add_notice(desc.symmetry_replaced + "; symmetry codes number the operators of the " +
+                   desc.symmetry_source + " instead");
   const auto& ops = cm->symmetry_operators();
   const LatticeDistance lattice_distance(*cm);
 
@@ -846,6 +854,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     SiteAtom s;
     s.record = static_cast<int>(i);
     s.label = r.label;
+    s.row = r.row >= 0 ? r.row : static_cast<int>(i);
     if (!r.type_symbol.empty())
       s.element = element_from_type_symbol(r.type_symbol, formula, &s.charge);
     if (s.element.code() == 0) {
@@ -871,6 +880,24 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       s.label = s.element.symbol() + std::to_string(i + 1);
     all_sites.push_back(std::move(s));
     assembly.push_back(r.disorder_assembly);
+  }
+  // A label that names two sites is told apart, wherever it is printed, by the row of the
+  // atom-site loop each stands on ("H20#37"), and said once.
+  {
+    std::map<std::string, std::vector<std::size_t>> by_label;
+    for (std::size_t i = 0; i < all_sites.size(); ++i)
+      by_label[all_sites[i].label].push_back(i);
+    for (const auto& [label, which] : by_label) {
+      if (which.size() < 2)
+        continue;
+      std::string names;
+      for (std::size_t i : which) {
+        all_sites[i].label = label + "#" + std::to_string(all_sites[i].row + 1);
+        names += (names.empty() ? "" : ", ") + all_sites[i].label;
+      }
+      cm->add_notice("atom site label " + label + " names " + std::to_string(which.size()) +
+                     " sites, printed as " + names + " (# row of the atom-site loop)");
+    }
   }
   std::vector<SiteAtom> sites;
   {
@@ -1560,7 +1587,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       atom->set_formal_charge(sa.charge);
       mol->add_atom(THandle<Atom>(std::move(atom)));
       AtomOrigin origin;
-      origin.site = sa.record;
+      origin.site = sa.row;
       origin.op = ca.op;
       // frac = op(site) + shift + offset
       std::array<int, 3> tr = add(ca.shift, t);

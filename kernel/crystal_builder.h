@@ -16,6 +16,9 @@ namespace xtalmotif {
 /// One row of a CIF atom-site list as written: label, type symbol, fractional coordinates,
 /// occupancy and disorder assignment.
 struct AtomSiteRecord {
+  /// Its row in the file's atom-site loop, counted from 0; -1 for its place in the
+  /// description's list.
+  int row = -1;
   std::string label;
   /// `_atom_site_type_symbol` ("C", "O2-", "Ag1+"); empty when the file gives none.
   std::string type_symbol;
@@ -43,6 +46,10 @@ struct CrystalDescription {
   /// from a space-group table); otherwise the builder finds out for itself.
   bool operators_form_group = false;
   std::string space_group;
+  /// Where the operators come from (the loop's tag, or "Hall symbol 'P 2ac 2ab'"), and why the
+  /// file's own operator list was not used (empty when it was, or when it gave none).
+  std::string symmetry_source;
+  std::string symmetry_replaced;
   /// Notes made while reading (which symmetry source was used...).
   std::vector<std::string> warnings;
   std::vector<AtomSiteRecord> sites;

@@ -279,7 +279,11 @@ bool CrystalSymmetryOperator::operator==(const CrystalSymmetryOperator& o) const
 
 // ---------------------------------------------------------------------------------------------
 
-CrystalMaker::CrystalMaker() { operators_.emplace_back(); }
+CrystalMaker::CrystalMaker() {
+  operators_.emplace_back();
+  listed_.emplace_back();
+  listed_of_.emplace_back();
+}
 
 void CrystalMaker::set_cell(double a, double b, double c, double alpha, double beta,
                             double gamma) {
@@ -363,6 +367,39 @@ void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOpera
     }
   }
   operators_ = std::move(out);
+
+  // Each operator's place in the list as given: the first listed operator with its rotation
+  // and its translation up to a lattice vector.
+  listed_ = ops;
+  if (std::none_of(listed_.begin(), listed_.end(),
+                   [](const CrystalSymmetryOperator& op) { return op.is_identity(); }))
+    listed_.insert(listed_.begin(), CrystalSymmetryOperator());
+  listed_of_.assign(operators_.size(), ListedCode{});
+  for (std::size_t k = 0; k < operators_.size(); ++k)
+    for (std::size_t n = 0; n < listed_.size(); ++n) {
+      if (!(listed_[n].rotation() == operators_[k].rotation()))
+        continue;
+      Translation offset;
+      bool whole = true;
+      for (int i = 0; i < 3; ++i) {
+        const double d = operators_[k].translation()[i] - listed_[n].translation()[i];
+        offset[i] = static_cast<int>(std::lround(d));
+        whole = whole && std::fabs(d - offset[i]) < 1e-3;
+      }
+      if (whole) {
+        listed_of_[k] = ListedCode{static_cast<int>(n), offset};
+        break;
+      }
+    }
+}
+
+CrystalMaker::ListedCode CrystalMaker::listed_code(int op, const Translation& t) const {
+  if (op < 0 || op >= static_cast<int>(listed_of_.size()))
+    throw std::out_of_range("CrystalMaker::listed_code: no operator " + std::to_string(op));
+  ListedCode code = listed_of_[op];
+  for (int i = 0; i < 3; ++i)
+    code.translation[i] += t[i];
+  return code;
 }
 
 THandle<Molecule> CrystalMaker::molecule(int i) const {

@@ -39,6 +39,7 @@ private:
 /// symmetry operator (an index into the crystal's operator list) and lattice translation that
 /// carry that site onto the atom, so that fractional = operator(site) + translation.
 struct AtomOrigin {
+  /// The site's row in the file's atom-site loop, counted from 0.
   int site = -1;
   int op = 0;
   Translation translation;
@@ -83,8 +84,29 @@ public:
   const std::vector<CrystalSymmetryOperator>& symmetry_operators() const { return operators_; }
   /// Replaces the operators; the identity is moved (or added) to the front, repeats dropped.
   /// Translations are reduced into [0, 1), so operators that differ by a lattice vector count
-  /// as repeats.
+  /// as repeats. The list as given is kept as the listed operators.
   void set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops);
+  /// The operators as the file lists them (or as the list that replaced the file's was given),
+  /// translations as written: the list that symmetry codes number. A list without the
+  /// identity has it put first.
+  const std::vector<CrystalSymmetryOperator>& listed_operators() const { return listed_; }
+  /// Operator `op` of symmetry_operators() followed by lattice translation `t`, as an operator
+  /// of the listed operators and the lattice translation that goes with it: the parts of the
+  /// symmetry code "n_klm" (n = listed + 1, k, l, m = 5 + translation).
+  struct ListedCode {
+    int listed = 0;
+    Translation translation;
+  };
+  ListedCode listed_code(int op, const Translation& t) const;
+  /// Where the operators come from: the operator loop's tag, or the symbol or number they were
+  /// generated from ("Hall symbol 'R 3'").
+  const std::string& symmetry_source() const { return symmetry_source_; }
+  /// Why the file's own operator list was not used; empty when it was, or when it gave none.
+  const std::string& symmetry_replaced() const { return symmetry_replaced_; }
+  void set_symmetry_source(std::string source, std::string replaced) {
+    symmetry_source_ = std::move(source);
+    symmetry_replaced_ = std::move(replaced);
+  }
   const std::string& space_group_name() const { return space_group_; }
   void set_space_group_name(std::string s) { space_group_ = std::move(s); }
 
@@ -121,6 +143,13 @@ public:
   /// Notes that do not make the structure doubtful (symmetry taken from the Hall symbol...).
   const std::vector<std::string>& warnings() const { return warnings_; }
   void add_warning(std::string w) { warnings_.push_back(std::move(w)); }
+  /// What a reader of any result from this structure must know to check it against the file
+  /// (its operator list replaced, labels told apart): also kept among the warnings.
+  const std::vector<std::string>& notices() const { return notices_; }
+  void add_notice(std::string n) {
+    warnings_.push_back(n);
+    notices_.push_back(std::move(n));
+  }
   /// Conventional R factor (R1) as a fraction; negative when the file does not give one.
   double r_factor() const { return r_factor_; }
   void set_r_factor(double r) { r_factor_ = r; }
@@ -135,6 +164,11 @@ private:
   Matrix<double, 3, 3> orth_ = Matrix<double, 3, 3>::identity();
   Matrix<double, 3, 3> frac_ = Matrix<double, 3, 3>::identity();
   std::vector<CrystalSymmetryOperator> operators_;
+  std::vector<CrystalSymmetryOperator> listed_;
+  // Per operator: its place in listed_, and the lattice vector between the two translations
+  // (operator = listed + offset).
+  std::vector<ListedCode> listed_of_;
+  std::string symmetry_source_, symmetry_replaced_;
   std::string space_group_;
   std::vector<THandle<Molecule>> molecules_;
   std::vector<std::vector<AtomOrigin>> origins_;
@@ -144,6 +178,7 @@ private:
   double r_factor_ = -1.0;
   std::vector<std::string> errors_;
   std::vector<std::string> warnings_;
+  std::vector<std::string> notices_;
 };
 
 } // namespace xtalmotif

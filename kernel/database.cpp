@@ -59,7 +59,8 @@ THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
 THandle<CrystalMaker> copy_crystal(const CrystalMaker& c) {
   auto copy = make_handle<CrystalMaker>();
   copy->set_cell(c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma());
-  copy->set_symmetry_operators(c.symmetry_operators());
+  copy->set_symmetry_operators(c.listed_operators());
+  copy->set_symmetry_source(c.symmetry_source(), c.symmetry_replaced());
   copy->set_space_group_name(c.space_group_name());
   for (int i = 0; i < c.nmolecules(); ++i) {
     THandle<Molecule> m = c.molecule(i);
@@ -73,7 +74,10 @@ THandle<CrystalMaker> copy_crystal(const CrystalMaker& c) {
   for (const auto& e : c.errors())
     copy->add_error(e);
   for (const auto& w : c.warnings())
-    copy->add_warning(w);
+    if (std::find(c.notices().begin(), c.notices().end(), w) == c.notices().end())
+      copy->add_warning(w);
+  for (const auto& n : c.notices())
+    copy->add_notice(n);
   copy->set_r_factor(c.r_factor());
   copy->set_has_hydrogen_sites(c.has_hydrogen_sites());
   return copy;

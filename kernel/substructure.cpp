@@ -126,7 +126,8 @@ void BondCyclicityConstraint::print(std::ostream &os) const {
 // ---------------------------------------------------------------------------------------------
 // Query atoms and bonds
 
-SubstructureAtom::SubstructureAtom(const SubstructureAtom &other) : elements_(other.elements_) {
+SubstructureAtom::SubstructureAtom(const SubstructureAtom &other)
+    : elements_(other.elements_), label_(other.label_) {
   constraints_.reserve(other.constraints_.size());
   for (const auto &c : other.constraints_)
     constraints_.push_back(c->clone());
@@ -137,6 +138,7 @@ SubstructureAtom &SubstructureAtom::operator=(const SubstructureAtom &other) {
     SubstructureAtom copy(other);
     elements_ = std::move(copy.elements_);
     constraints_ = std::move(copy.constraints_);
+    label_ = std::move(copy.label_);
   }
   return *this;
 }

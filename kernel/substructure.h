@@ -121,6 +121,12 @@ public:
   const std::vector<THandle<AtomConstraint>>& constraints() const { return constraints_; }
   void add_constraint(const THandle<AtomConstraint>& c) { constraints_.push_back(c); }
 
+  /// The name the query gives the atom ("AT4" in a query file), printed with every atom it
+  /// matches; empty when it has none. A name, not part of what the atom asks for: equality
+  /// ignores it.
+  const std::string& label() const { return label_; }
+  void set_label(std::string label) { label_ = std::move(label); }
+
   /// Element and every constraint, judged on atom `atom` of `molecule`.
   bool matches(const Molecule& molecule, int atom) const;
 
@@ -131,6 +137,7 @@ public:
 private:
   std::vector<Element> elements_;
   std::vector<THandle<AtomConstraint>> constraints_;
+  std::string label_;
 };
 
 /// A query bond: the bond types it may be (empty accepts any) and ring constraints.

@@ -651,6 +651,68 @@ TEST(CrystalDisorder, NegativeGroupAcrossAnInversionCentre) {
   EXPECT_EQ(ordered->molecule(0)->natoms(), 6);
 }
 
+// Disorder read as the authors read it: each structure builds into the molecules of its own
+// `_chemical_formula_moiety` (hydrogens the file does not place left out).
+TEST(CrystalDisorder, DisorderedStructuresGiveTheAuthorsMolecules) {
+  const std::string inputs = "bulk/cod-tools/tests/inputs/";
+  const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
+      // A methyl group on one ring carbon (group 1) or the next (group 2), 0.59/0.41.
+      {"2222274.cif", {"C15 H14 N2 O2"}},
+      // Two CH2OH rotamers per cation, O4/O4' both bonded to C12.
+      {"cif2cod/2238212-only-doi.cif", {"C16 H38 N2 O6", "C16 H38 N2 O6", "C6 S10 Zn"}},
+      // Butyl chains in two positions each, in named assemblies.
+      {"2204368.cif", {"C96 H124 O14 Sn4"}},
+      // A perchlorate (0.70) whose alternative (0.30) is written beside its inverted image.
+      {"2006596.cif", {"C4 O2", "C55 H43 N6 O2 P2 Ru", "Cl O4"}},
+      // An ethylammonium whose N, at 1/3, takes three orientations about a threefold axis.
+      {"spacegroup-builder/cif/2016949.cif", {"C18 H18 Al3 Na3 O36", "C2 H8 N"}},
+      // CH2Cl2 (no H sites) whose carbon, at 0.16, stands in three places about its Cl-Cl axis.
+      {"unparsable-formulae1/2010785.cif", {"C Cl2", "C8 H22 B2 N2 S4"}},
+  };
+  for (const auto& [file, expected] : cases) {
+    auto cm = read_crystal(testing::require_data(inputs + file).string(), "");
+    std::vector<std::string> formulas;
+    for (int m = 0; m < cm->nmolecules(); ++m) {
+      // The sites as written: no hydrogen that bond perception assumes.
+      auto mol = cm->molecule(m);
+      for (int a = 0; a < mol->natoms(); ++a)
+        mol->atom(a)->set_implicit_hydrogens(0);
+      formulas.push_back(mol->formula());
+    }
+    std::sort(formulas.begin(), formulas.end());
+    EXPECT_EQ(formulas, expected) << file;
+  }
+}
+
+// Two sites written with one label are told apart by their rows of the atom-site loop.
+TEST(CrystalDisorder, RepeatedLabelsAreToldApartAndSaidOnce) {
+  auto cm = read_crystal(
+      testing::require_data("bulk/cod-tools/tests/inputs/cif_fix_values/1100163-enums.cif")
+          .string(),
+      "");
+  EXPECT_TRUE(find_atom(*cm, "H20#45").found());
+  EXPECT_TRUE(find_atom(*cm, "H20#55").found());
+  EXPECT_FALSE(find_atom(*cm, "H20").found());
+  ASSERT_EQ(cm->notices().size(), 1u);
+  EXPECT_NE(cm->notices()[0].find("H20#45, H20#55"), std::string::npos);
+}
+
+// A proton shared by two waters, 1.20 A from one that has its two hydrogens and 1.25 A from
+// one that has one: it completes the second water instead of making H3O+ and OH-.
+TEST(CrystalDisorder, SharedHydrogenGoesToTheWaterWithRoomForIt) {
+  const double a = 12;
+  std::vector<std::pair<std::string, Point>> atoms = {
+      {"O1", Point(2, 2, 2)},       {"H11", Point(1.76, 2.93, 2)}, {"H12", Point(1.76, 1.07, 2)},
+      {"O2", Point(4.45, 2, 2)},    {"H21", Point(4.69, 2.93, 2)}, {"H3", Point(3.2, 2, 2)}};
+  auto cm = read_crystal_from_string(
+      cif_block("shared", cell_text(a, a, a), "", label_type_xyz(), rows_from_angstrom(a, atoms)),
+      "shared.cif");
+  std::vector<std::string> formulas;
+  for (int m = 0; m < cm->nmolecules(); ++m)
+    formulas.push_back(cm->molecule(m)->formula());
+  EXPECT_EQ(formulas, (std::vector<std::string>{"H2 O", "H2 O"}));
+}
+
 // Images of the asymmetric unit that land on atoms already there. Whether any image can is
 // judged from the asymmetric unit's own neighbours, so these cases must still be caught.
 TEST(CrystalOverlappingImages, WholeMoleculeWrittenOnAnInversionCentre) {
