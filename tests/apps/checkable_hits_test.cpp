@@ -14,9 +14,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -44,28 +45,36 @@ std::vector<nlohmann::json> records(const std::string& text, const char* kind) {
 struct Operator {
   double r[3][3] = {};
   double t[3] = {};
-  explicit Operator(const std::string& text) {
-    static const std::regex term(R"(([+-]?)([0-9./]*)\*?([xyzXYZ]?))");
-    std::stringstream rows(text);
-    std::string row;
-    for (int i = 0; i < 3 && std::getline(rows, row, ','); ++i) {
-      row.erase(std::remove(row.begin(), row.end(), ' '), row.end());
-      for (auto it = std::sregex_iterator(row.begin(), row.end(), term);
-           it != std::sregex_iterator(); ++it) {
-        const std::smatch& m = *it;
-        if (m.length() == 0)
-          continue;
-        const double sign = m[1] == "-" ? -1.0 : 1.0;
-        const std::string num = m[2];
-        const auto slash = num.find('/');
-        const double value = num.empty() ? 1.0
-                             : slash == std::string::npos
-                                 ? std::stod(num)
-                                 : std::stod(num.substr(0, slash)) / std::stod(num.substr(slash + 1));
-        if (m[3].length())
-          r[i][std::tolower(m.str(3)[0]) - 'x'] += sign * value;
-        else
-          t[i] += sign * value;
+  explicit Operator(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+    int row = 0;
+    std::size_t i = 0;
+    while (i < text.size() && row < 3) {
+      if (text[i] == ',') {
+        ++row, ++i;
+        continue;
+      }
+      double sign = 1;
+      if (text[i] == '+' || text[i] == '-')
+        sign = text[i++] == '-' ? -1 : 1;
+      std::size_t used = 0;
+      double value = 1;
+      if (i < text.size() && (std::isdigit(static_cast<unsigned char>(text[i])) || text[i] == '.')) {
+        value = std::stod(text.substr(i), &used);
+        i += used;
+        if (i < text.size() && text[i] == '/') {
+          value /= std::stod(text.substr(i + 1), &used);
+          i += used + 1;
+        }
+      }
+      if (i < text.size() && text[i] == '*')
+        ++i;
+      const char axis = i < text.size() ? static_cast<char>(std::tolower(text[i])) : 0;
+      if (axis >= 'x' && axis <= 'z') {
+        r[row][axis - 'x'] += sign * value;
+        ++i;
+      } else {
+        t[row] += sign * value;
       }
     }
   }
@@ -94,17 +103,19 @@ struct FileEntry {
   std::map<int, gemmi::Fractional> rows;
   std::vector<Operator> ops;
 
+  // Symmetry code "n_klm" or "n_(a,b,c)" applied to the atom's site.
   gemmi::Fractional place(const nlohmann::json& atom) const {
-    static const std::regex code(R"((\d+)_(?:(\d)(\d)(\d)|\((-?\d+),(-?\d+),(-?\d+)\)))");
-    std::smatch m;
-    const std::string text = atom["symmetry"];
-    if (!std::regex_match(text, m, code))
-      throw std::runtime_error("unreadable symmetry code " + text);
+    const std::string code = atom["symmetry"];
+    const std::size_t bar = code.find('_');
     int t[3];
-    for (int k = 0; k < 3; ++k)
-      t[k] = m[2].matched ? std::stoi(m[2 + k]) - 5 : std::stoi(m[5 + k]);
+    if (code.at(bar + 1) == '(') {
+      std::sscanf(code.c_str() + bar + 1, "(%d,%d,%d)", &t[0], &t[1], &t[2]);
+    } else {
+      for (int k = 0; k < 3; ++k)
+        t[k] = code.at(bar + 1 + k) - '0' - 5;
+    }
     const gemmi::Fractional f =
-        ops.at(std::stoul(m[1]) - 1).apply(rows.at(atom["site"].get<int>()));
+        ops.at(std::stoul(code.substr(0, bar)) - 1).apply(rows.at(atom["site"].get<int>()));
     return gemmi::Fractional(f.x + t[0], f.y + t[1], f.z + t[2]);
   }
   double length(const gemmi::Fractional& a, const gemmi::Fractional& b) const {
