@@ -35,15 +35,17 @@ std::string fixed4(double d) {
 }
 
 nlohmann::json atom_json(const DescribedAtom& a) {
-  nlohmann::json j = {{"substructure", a.substructure},
-                      {"query_atom", a.query_atom},
-                      {"atom", a.label},
+  nlohmann::json j = {{"atom", a.label},
                       {"element", a.element},
                       {"site", a.site_row},
                       {"symmetry", a.code},
                       {"fract", {std::round(a.fractional[0] * 1e5) / 1e5,
                                  std::round(a.fractional[1] * 1e5) / 1e5,
                                  std::round(a.fractional[2] * 1e5) / 1e5}}};
+  if (a.substructure >= 0) {
+    j["substructure"] = a.substructure;
+    j["query_atom"] = a.query_atom;
+  }
   if (!a.query_label.empty())
     j["query_label"] = a.query_label;
   return j;
@@ -125,12 +127,25 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
       }
       j["substructures"] = subs;
       nlohmann::json contacts = nlohmann::json::array();
-      for (const DescribedContact& c : d.contacts)
-        contacts.push_back({{"contact", c.contact},
+      for (const DescribedContact& c : d.contacts) {
+        nlohmann::json k = {{"contact", c.contact},
+                            {"kind", contact_kind_name(c.kind)},
                             {"from", atom_json(d.atoms[c.from])},
                             {"to", atom_json(d.atoms[c.to])},
-                            {"distance", rounded(c.distance)}});
+                            {"distance", rounded(c.distance)}};
+        if (c.kind == ContactKind::HydrogenBond)
+          k["hydrogen_bond"] = {{"donor", atom_json(c.donor)},
+                                {"hydrogen", atom_json(c.hydrogen)},
+                                {"acceptor", atom_json(c.acceptor)},
+                                {"d_h", rounded(c.d_h)},
+                                {"h_a", rounded(c.h_a)},
+                                {"d_a", rounded(c.d_a)},
+                                {"angle", std::round(c.angle * 10) / 10}};
+        contacts.push_back(k);
+      }
       j["contacts"] = contacts;
+      if (!d.graph_set.empty())
+        j["graph_set"] = d.graph_set;
       os << j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
     }
   }

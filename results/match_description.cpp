@@ -1,6 +1,7 @@
 #include "results/match_description.h"
 
 #include "kernel/checked_index.h"
+#include "results/graph_set.h"
 
 #include <cmath>
 #include <sstream>
@@ -63,40 +64,49 @@ CrystalMaker::ListedCode placed_atom_code(const MotifSearchResource& resource, i
   return crystal.listed_code(copy_op, t);
 }
 
+DescribedAtom describe_atom(const MotifSearchResource& resource, const PlacedAtom& placed) {
+  const CrystalMaker& crystal = *resource.crystal();
+  const Atom& atom = *crystal.molecule(placed.molecule)->atom(placed.atom);
+  const std::vector<AtomOrigin>& origins = crystal.atom_origins(placed.molecule);
+  DescribedAtom d;
+  d.label = atom.label();
+  d.element = atom.element().symbol();
+  d.site_row = placed.atom < static_cast<int>(origins.size()) ? origins[placed.atom].site + 1 : 0;
+  const CrystalMaker::ListedCode code =
+      placed_atom_code(resource, placed.copy, placed.molecule, placed.atom, placed.translation);
+  d.op = code.listed;
+  d.translation = code.translation;
+  d.code = symmetry_code(code.listed, code.translation);
+  d.fractional = resource.get_point(placed.copy, placed.atom, true) + placed.translation.as_point();
+  d.orthogonal = resource.orthogonal_matrix() * d.fractional;
+  return d;
+}
+
 MatchDescription describe_match(const MotifSearchResource& resource, const MotifMatch& match) {
   MatchDescription out;
-  const CrystalMaker& crystal = *resource.crystal();
   const Motif& motif = *match.motif;
-  // Where each substructure's atoms start in out.atoms.
+  // Where each substructure's atoms start in out.atoms, and where each matched atom is placed.
   std::vector<int> first(match.substructure_matches.size(), 0);
+  std::vector<PlacedAtom> placed;
   for (std::size_t s = 0; s < match.substructure_matches.size(); ++s) {
     first[s] = static_cast<int>(out.atoms.size());
     const SubstructureMatch& sm = *match.substructure_matches[s];
     const MotifSubstructure& query = *motif.substructure(static_cast<int>(s));
-    const Molecule& molecule = *crystal.molecule(sm.nmol_in_cm);
-    const std::vector<AtomOrigin>& origins = crystal.atom_origins(sm.nmol_in_cm);
     for (std::size_t q = 0; q < sm.atoms->size(); ++q) {
-      const int a = (*sm.atoms)[q];
-      DescribedAtom d;
+      PlacedAtom p;
+      p.copy = sm.nmol_in_msr, p.molecule = sm.nmol_in_cm, p.atom = (*sm.atoms)[q];
+      p.translation = *sm.translation;
+      DescribedAtom d = describe_atom(resource, p);
       d.substructure = static_cast<int>(s);
       d.query_atom = static_cast<int>(q);
       if (static_cast<int>(q) < query.nnodes())
         d.query_label = query.node(static_cast<int>(q))->label();
-      const Atom& atom = *molecule.atom(a);
-      d.label = atom.label();
-      d.element = atom.element().symbol();
-      d.site_row = a < static_cast<int>(origins.size()) ? origins[a].site + 1 : 0;
-      const CrystalMaker::ListedCode code =
-          placed_atom_code(resource, sm.nmol_in_msr, sm.nmol_in_cm, a, *sm.translation);
-      d.op = code.listed;
-      d.translation = code.translation;
-      d.code = symmetry_code(code.listed, code.translation);
-      d.fractional = resource.get_point(sm.nmol_in_msr, a, true) + sm.translation->as_point();
-      d.orthogonal = resource.orthogonal_matrix() * d.fractional;
       out.atoms.push_back(d);
+      placed.push_back(p);
     }
   }
   const auto& contacts = *motif.contacts();
+  std::vector<PatternBond> bonds;
   for (std::size_t j = 0; j < match.contact_matches.size(); ++j) {
     const MotifContact& contact = *contacts.at(j);
     DescribedContact c;
@@ -105,8 +115,24 @@ MatchDescription describe_match(const MotifSearchResource& resource, const Motif
     c.to = first.at(contact.to_substructure()) + contact.to_atom();
     c.distance = distance(checked_index(out.atoms, c.from).orthogonal,
                           checked_index(out.atoms, c.to).orthogonal);
+    const PlacedAtom& a = placed[c.from];
+    const PlacedAtom& b = placed[c.to];
+    HydrogenBondGeometry h;
+    if (!asks_for_contact(contact, resource.atom_state(a.molecule, a.atom).element,
+                          resource.atom_state(b.molecule, b.atom).element)) {
+      c.kind = ContactKind::Constraint;
+    } else if (find_hydrogen_bond(resource, a, b, &h)) {
+      c.kind = ContactKind::HydrogenBond;
+      c.donor = describe_atom(resource, h.donor);
+      c.hydrogen = describe_atom(resource, h.hydrogen);
+      c.acceptor = describe_atom(resource, h.acceptor);
+      c.d_h = h.d_h, c.h_a = h.h_a, c.d_a = h.d_a, c.angle = h.angle;
+      bonds.push_back({h.hydrogen, h.acceptor});
+    }
     out.contacts.push_back(c);
   }
+  if (!bonds.empty())
+    out.graph_set = graph_set(resource, bonds);
   return out;
 }
 

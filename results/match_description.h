@@ -2,6 +2,7 @@
 #define XTALMOTIF_RESULTS_MATCH_DESCRIPTION_H
 
 #include "kernel/geometry.h"
+#include "results/contact_geometry.h"
 #include "search/motif_match.h"
 #include "search/motif_search_resource.h"
 
@@ -34,12 +35,19 @@ struct DescribedAtom {
   Point orthogonal;
 };
 
-/// One realised contact: its two atoms (indices into the description's atoms) and distance.
+/// One realised contact: its two atoms (indices into the description's atoms), distance and
+/// kind; for a hydrogen bond its donor, hydrogen and acceptor (which need not all be atoms of
+/// the query) and their geometry.
 struct DescribedContact {
   int contact = -1;
   int from = -1;
   int to = -1;
   double distance = 0;
+  ContactKind kind = ContactKind::ShortContact;
+  DescribedAtom donor, hydrogen, acceptor;
+  double d_h = 0, h_a = 0, d_a = 0;
+  /// D-H...A, degrees.
+  double angle = 0;
 };
 
 /// Everything a listing of one match prints, with the numbers it prints computed in one place.
@@ -47,6 +55,8 @@ struct MatchDescription {
   /// Substructure by substructure, each in query atom order.
   std::vector<DescribedAtom> atoms;
   std::vector<DescribedContact> contacts;
+  /// The graph-set descriptor of the match's hydrogen bonds ("R2,2(8)"); empty without any.
+  std::string graph_set;
 };
 
 namespace MotifSearchLibFunctions {
@@ -60,6 +70,9 @@ std::string symmetry_code(int op, const Translation& t);
 /// of the environment, moved by `t`, places it.
 CrystalMaker::ListedCode placed_atom_code(const MotifSearchResource& resource, int copy,
                                           int molecule, int atom, const Translation& t);
+
+/// A placed atom with its label, site and symmetry code; no query atom.
+DescribedAtom describe_atom(const MotifSearchResource& resource, const PlacedAtom& atom);
 
 /// The match's atoms and contacts, each atom's symmetry code referring to the structure's
 /// listed operators (CrystalMaker::listed_operators).
