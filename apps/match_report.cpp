@@ -152,18 +152,31 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
 }
 
 void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
-  os << "entry\tmatch\tcontact\tfrom_substructure\tfrom_query_atom\tfrom_query_label\tfrom_atom\t"
-        "from_symmetry\tto_substructure\tto_query_atom\tto_query_label\tto_atom\tto_symmetry\t"
-        "distance\n";
+  os << "entry\tfile\tmatch\tgraph_set\tcontact\tkind\tfrom_substructure\tfrom_query_atom\t"
+        "from_query_label\tfrom_atom\tfrom_symmetry\tto_substructure\tto_query_atom\t"
+        "to_query_label\tto_atom\tto_symmetry\tdistance\tdonor\tdonor_symmetry\thydrogen\t"
+        "hydrogen_symmetry\tacceptor\tacceptor_symmetry\td_h\th_a\td_a\tangle_dha\n";
   for (const auto& e : outcomes)
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MatchDescription d = describe_match(*e.resource, *e.matches[m]);
       for (const DescribedContact& c : d.contacts) {
-        os << e.id.str() << '\t' << m + 1 << '\t' << c.contact;
+        os << e.id.str() << '\t' << file_of(e) << '\t' << m + 1 << '\t' << d.graph_set << '\t'
+           << c.contact << '\t' << contact_kind_name(c.kind);
         for (const DescribedAtom* a : {&d.atoms[c.from], &d.atoms[c.to]})
           os << '\t' << a->substructure << '\t' << a->query_atom << '\t' << a->query_label << '\t'
              << a->label << '\t' << a->code;
-        os << '\t' << fixed4(c.distance) << '\n';
+        os << '\t' << fixed4(c.distance);
+        if (c.kind == ContactKind::HydrogenBond) {
+          for (const DescribedAtom* a : {&c.donor, &c.hydrogen, &c.acceptor})
+            os << '\t' << a->label << '\t' << a->code;
+          char angle[16];
+          std::snprintf(angle, sizeof angle, "%.1f", c.angle);
+          os << '\t' << fixed4(c.d_h) << '\t' << fixed4(c.h_a) << '\t' << fixed4(c.d_a) << '\t'
+             << angle;
+        } else {
+          os << "\t\t\t\t\t\t\t\t\t\t";
+        }
+        os << '\n';
       }
     }
 }

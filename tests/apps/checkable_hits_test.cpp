@@ -8,6 +8,8 @@
 
 #include <gemmi/cif.hpp>
 #include <gemmi/numb.hpp>
+#include <gemmi/math.hpp>
+#include <gemmi/calculate.hpp>
 #include <gemmi/unitcell.hpp>
 
 #include <gtest/gtest.h>
@@ -178,6 +180,18 @@ int check_search(const std::string& motif, const std::string& sources) {
       ++contacts;
       EXPECT_NEAR(e.length(e.place(c["from"]), e.place(c["to"])), c["distance"].get<double>(),
                   1e-3)
+          << where << ": " << c;
+      if (!c.contains("hydrogen_bond"))
+        continue;
+      // D-H...A as a _geom_hbond loop gives it, from the three atoms placed by their codes.
+      const auto& h = c["hydrogen_bond"];
+      const gemmi::Position d = e.cell.orthogonalize(e.place(h["donor"]));
+      const gemmi::Position H = e.cell.orthogonalize(e.place(h["hydrogen"]));
+      const gemmi::Position a = e.cell.orthogonalize(e.place(h["acceptor"]));
+      EXPECT_NEAR(d.dist(H), h["d_h"].get<double>(), 1e-3) << where << ": " << c;
+      EXPECT_NEAR(H.dist(a), h["h_a"].get<double>(), 1e-3) << where << ": " << c;
+      EXPECT_NEAR(d.dist(a), h["d_a"].get<double>(), 1e-3) << where << ": " << c;
+      EXPECT_NEAR(gemmi::deg(gemmi::calculate_angle(d, H, a)), h["angle"].get<double>(), 0.1)
           << where << ": " << c;
     }
     for (std::size_t i = 0; i < atoms.size(); ++i)
