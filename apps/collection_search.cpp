@@ -2,6 +2,7 @@
 
 #include "kernel/aser_bit_screens.h"
 #include "library/silver_carboxylate_motifs.h"
+#include "motif/motif_search_lib_functions.h"
 #include "search/motif_search.h"
 
 #include <algorithm>
@@ -51,6 +52,7 @@ public:
       }
       if (options_.remove_silver_bonds)
         SilverCarboxylateMotifs::remove_silver_bonds(crystal);
+      out.candidate = MotifSearchLibFunctions::holds_every_substructure(*motif_, *crystal);
       // A fresh search per entry: the match counter and the breadcrumb memories start empty.
       MotifSearch search;
       const unsigned int ceiling = std::max(1u, options_.ceiling);

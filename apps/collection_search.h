@@ -42,6 +42,8 @@ struct EntryOutcome {
   std::string block;
   EntryStatus status = EntryStatus::Searched;
   std::string reason; ///< why a refused entry could not be searched
+  /// The structure holds every substructure of the motif (counted for entries searched).
+  bool candidate = false;
   bool aborted = false;
   bool capped = false; ///< stopped at the match ceiling (every match asked for)
   std::vector<THandle<MotifMatch>> matches;

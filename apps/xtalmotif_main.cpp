@@ -10,9 +10,11 @@
 #include "kernel/atomic_file.h"
 #include "kernel/cif_reader.h"
 #include "kernel/database.h"
+#include "motif/motif_search_lib_functions.h"
 #include "results/motif_search_results.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -242,7 +244,7 @@ int run_search(const SearchCommand& cmd) {
   bar.finish();
 
   int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
-      matches = 0;
+      matches = 0, candidates = 0;
   std::vector<std::string> refused = sources.problems;
   for (const auto& o : outcomes) {
     switch (o.status) {
@@ -252,6 +254,7 @@ int run_search(const SearchCommand& cmd) {
     case EntryStatus::Refused: refused.push_back(o.reason); break;
     }
     aborted += o.aborted ? 1 : 0;
+    candidates += o.candidate ? 1 : 0;
     capped += o.capped ? 1 : 0;
     if (!o.matches.empty()) {
       ++hit_entries;
@@ -275,8 +278,30 @@ int run_search(const SearchCommand& cmd) {
     throw std::runtime_error(error);
   if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
     throw std::runtime_error(error);
+  // How often the motif forms where it could: hits among the entries that hold every group it
+  // needs, with a 95% Wilson interval.
+  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(hit_entries, candidates);
+  std::ostringstream propensity;
+  propensity << choice.name << ": " << hit_entries << " of " << candidates
+             << " candidate entries";
+  if (candidates > 0)
+    propensity << ", " << std::lround(100.0 * hit_entries / candidates) << "% ("
+               << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
   if (!cmd.json.empty())
-    write_output(cmd.json, [&](std::ostream& os) { write_json_lines(os, choice.name, outcomes); });
+    write_output(cmd.json, [&](std::ostream& os) {
+      write_json_lines(os, choice.name, outcomes);
+      nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
+                                {"entries", n},            {"searched", searched},
+                                {"prescreened", prescreened}, {"filtered", filtered},
+                                {"refused", refused.size()}, {"aborted", aborted},
+                                {"candidates", candidates}, {"hits", hit_entries},
+                                {"matches", matches}};
+      if (candidates > 0) {
+        summary["propensity"] = static_cast<double>(hit_entries) / candidates;
+        summary["propensity_interval"] = {low, high};
+      }
+      os << summary.dump() << '\n';
+    });
   if (!cmd.tsv.empty())
     write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
   if (!cmd.export_dir.empty())
@@ -300,7 +325,8 @@ int run_search(const SearchCommand& cmd) {
               << "; "
               << hit_entries << " with hits (" << matches << (matches == 1 ? " match" : " matches")
               << ") in " << std::fixed
-              << std::setprecision(2) << bar.seconds() << " s\n";
+              << std::setprecision(2) << bar.seconds() << " s\n"
+              << propensity.str() << '\n';
   }
   if (searched == 0 && prescreened == 0 && filtered == 0 && !refused.empty())
     return exit_failure;

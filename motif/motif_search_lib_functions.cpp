@@ -2,8 +2,10 @@
 
 #include "kernel/element.h"
 #include "kernel/geometry.h"
+#include "motif/motif.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace xtalmotif::MotifSearchLibFunctions {
 
@@ -89,6 +91,30 @@ std::pair<int, int> find_closest_contact(THandle<Molecule> mol1, const std::vect
     }
   }
   return result;
+}
+
+bool holds_every_substructure(const Motif& motif, const CrystalMaker& crystal) {
+  const SubstructureSearch first_hit(1);
+  for (int s = 0; s < motif.nsubstructures(); ++s) {
+    const MotifSubstructure& query = *motif.substructure(s);
+    bool found = false;
+    for (int m = 0; m < crystal.nmolecules() && !found; ++m) {
+      const THandle<Molecule> molecule = crystal.molecule(m);
+      found = query.is_target_size_allowed(molecule) && !first_hit.search(query, *molecule).empty();
+    }
+    if (!found)
+      return false;
+  }
+  return true;
+}
+
+std::pair<double, double> wilson_interval(int hits, int n) {
+  if (n <= 0)
+    return {0.0, 1.0};
+  const double z = 1.959963984540054, p = static_cast<double>(hits) / n, z2n = z * z / n;
+  const double centre = (p + z2n / 2) / (1 + z2n);
+  const double half = z / (1 + z2n) * std::sqrt(p * (1 - p) / n + z2n / (4.0 * n));
+  return {std::max(0.0, centre - half), std::min(1.0, centre + half)};
 }
 
 } // namespace xtalmotif::MotifSearchLibFunctions

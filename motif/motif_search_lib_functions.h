@@ -2,13 +2,18 @@
 #define XTALMOTIF_MOTIF_MOTIF_SEARCH_LIB_FUNCTIONS_H
 
 #include "kernel/contact_criterion.h"
+#include "kernel/crystal_maker.h"
 #include "kernel/handle.h"
 #include "kernel/molecule.h"
 
 #include <utility>
 #include <vector>
 
-/// Geometric helpers used to derive motifs from placed molecules.
+namespace xtalmotif {
+class Motif;
+}
+
+/// Geometric helpers used to derive motifs from placed molecules, and counts over structures.
 namespace xtalmotif::MotifSearchLibFunctions {
 
 /// True when some placed atom of `mol1` lies closer to some placed atom of `mol2` than their van
@@ -31,6 +36,14 @@ std::vector<std::pair<int, int>> find_atoms_to_define_relationship(THandle<Molec
 /// within 1000 angstrom.
 std::pair<int, int> find_closest_contact(THandle<Molecule> mol1, const std::vector<int>& atoms1,
                                          THandle<Molecule> mol2, const std::vector<int>& atoms2);
+
+/// Whether a structure could hold the motif: every substructure of the motif matches some
+/// molecule whose size it allows, as the search places it. The entries that can are the
+/// candidates against which a motif's propensity is counted.
+bool holds_every_substructure(const Motif& motif, const CrystalMaker& crystal);
+
+/// The 95% Wilson score interval of a proportion of `hits` out of `n` (0 to 1 when n is 0).
+std::pair<double, double> wilson_interval(int hits, int n);
 
 } // namespace xtalmotif::MotifSearchLibFunctions
 
