@@ -48,8 +48,9 @@ TEST(Program, JsonContactsAreHydrogenBondsAndTheExportReadsBackAtTheReportedDist
                              " --json " + quote(json) + " --export " + quote(exp) + " -q");
   ASSERT_EQ(r.status, 0) << r.err;
   auto lines = json_lines(slurp(json));
-  ASSERT_EQ(lines.size(), 2u);
+  ASSERT_EQ(lines.size(), 3u); // the entry, its match, the summary
   EXPECT_EQ(lines[0]["record"], "entry");
+  EXPECT_EQ(lines[2]["record"], "summary");
   const auto& m = lines[1];
   EXPECT_EQ(m["entry"], "2300214");
   ASSERT_EQ(m["contacts"].size(), 2u);
@@ -420,7 +421,7 @@ TEST(ProgramOptions, JsonOnStandardOutputIsJsonLinesOnly) {
   ProgramRun r = run_program("search 'carboxylic acid dimer' --json - -q");
   ASSERT_EQ(r.status, 0) << r.err;
   auto lines = json_lines(r.out); // throws on any line that is not JSON
-  ASSERT_EQ(lines.size(), 2u) << r.out; // the entry, then its match
+  ASSERT_EQ(lines.size(), 3u) << r.out; // the entry, its match, the summary
   EXPECT_EQ(lines[1]["entry"], "model-acid-dimer");
   EXPECT_EQ(r.out.find("1 match"), std::string::npos) << r.out;
 
