@@ -9,16 +9,13 @@
 #include <cstdio>
 #include <filesystem>
 #include <ostream>
-#include <set>
-#include <tuple>
 
 namespace xtalmotif::app {
 
 namespace {
 
 using MotifSearchLibFunctions::describe_match;
-using MotifSearchLibFunctions::placed_atom_code;
-using MotifSearchLibFunctions::symmetry_code;
+using MotifSearchLibFunctions::describe_molecules;
 
 nlohmann::json rounded(double d) {
   if (!std::isfinite(d))
@@ -99,7 +96,9 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
                             {"entry", e.id.str()},
                             {"file", file_of(e)},
                             {"block", e.block},
-                            {"symmetry_source", crystal.symmetry_source()}};
+                            {"symmetry_source", crystal.symmetry_source()},
+                            {"cell", {crystal.a(), crystal.b(), crystal.c(), crystal.alpha(),
+                                      crystal.beta(), crystal.gamma()}}};
     nlohmann::json ops = nlohmann::json::array();
     for (const auto& op : crystal.listed_operators())
       ops.push_back(op.to_xyz());
@@ -126,6 +125,19 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
                         {"atoms", atoms}});
       }
       j["substructures"] = subs;
+      // Every atom of the molecules the match places, as [label_code, element, x, y, z] in
+      // fractional coordinates: enough to draw the match or write it as a P1 CIF.
+      nlohmann::json molecules = nlohmann::json::array();
+      for (const DescribedMolecule& mol : describe_molecules(*e.resource, match)) {
+        nlohmann::json atoms = nlohmann::json::array();
+        for (const DescribedAtom& a : mol.atoms)
+          atoms.push_back({a.label + '_' + a.code, a.element,
+                           std::round(a.fractional[0] * 1e5) / 1e5,
+                           std::round(a.fractional[1] * 1e5) / 1e5,
+                           std::round(a.fractional[2] * 1e5) / 1e5});
+        molecules.push_back({{"copy", mol.copy}, {"molecule", mol.molecule}, {"atoms", atoms}});
+      }
+      j["molecules"] = molecules;
       nlohmann::json contacts = nlohmann::json::array();
       for (const DescribedContact& c : d.contacts) {
         nlohmann::json k = {{"contact", c.contact},
@@ -215,24 +227,11 @@ std::vector<std::string> export_matches(const std::string& dir,
                << "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
                   "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\n";
             // A molecule copy reached twice (two substructures on one molecule) is written once.
-            std::set<std::tuple<int, int, int, int>> seen;
-            for (const auto& sm : match.substructure_matches) {
-              const Translation& t = *sm->translation;
-              if (!seen.insert({sm->nmol_in_msr, t[0], t[1], t[2]}).second)
-                continue;
-              THandle<Molecule> mol = e.resource->molecule(sm);
-              for (int a = 0; a < mol->natoms(); ++a) {
-                const Atom& atom = *mol->atom(a);
-                if (!atom.has_site())
-                  continue;
-                const CrystalMaker::ListedCode code =
-                    placed_atom_code(*e.resource, sm->nmol_in_msr, sm->nmol_in_cm, a, t);
-                const Point& f = atom.site()->fractional();
-                os << cif_value(atom.label() + '_' + symmetry_code(code.listed, code.translation))
-                   << ' ' << atom.element().symbol() << ' ' << cif_number(f[0]) << ' '
-                   << cif_number(f[1]) << ' ' << cif_number(f[2]) << " 1\n";
-              }
-            }
+            for (const DescribedMolecule& mol : describe_molecules(*e.resource, match))
+              for (const DescribedAtom& a : mol.atoms)
+                os << cif_value(a.label + '_' + a.code) << ' ' << a.element << ' '
+                   << cif_number(a.fractional[0]) << ' ' << cif_number(a.fractional[1]) << ' '
+                   << cif_number(a.fractional[2]) << " 1\n";
             // Which atom matched which query atom, and the contacts, by the labels above.
             os << "loop_\n_xtalmotif_match_atom_label\n_xtalmotif_match_atom_substructure\n"
                   "_xtalmotif_match_atom_query_atom\n_xtalmotif_match_atom_query_label\n";

@@ -3,6 +3,7 @@
 #include "kernel/checked_index.h"
 #include "results/graph_set.h"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -80,6 +81,25 @@ DescribedAtom describe_atom(const MotifSearchResource& resource, const PlacedAto
   d.fractional = resource.get_point(placed.copy, placed.atom, true) + placed.translation.as_point();
   d.orthogonal = resource.orthogonal_matrix() * d.fractional;
   return d;
+}
+
+std::vector<DescribedMolecule> describe_molecules(const MotifSearchResource& resource,
+                                                  const MotifMatch& match) {
+  std::vector<DescribedMolecule> out;
+  for (const auto& sm : match.substructure_matches) {
+    const bool seen = std::any_of(out.begin(), out.end(), [&](const DescribedMolecule& m) {
+      return m.copy == sm->nmol_in_msr && m.translation == *sm->translation;
+    });
+    if (seen)
+      continue;
+    DescribedMolecule m;
+    m.copy = sm->nmol_in_msr, m.molecule = sm->nmol_in_cm, m.translation = *sm->translation;
+    const int natoms = resource.crystal()->molecule(m.molecule)->natoms();
+    for (int a = 0; a < natoms; ++a)
+      m.atoms.push_back(describe_atom(resource, PlacedAtom{m.copy, m.molecule, a, m.translation}));
+    out.push_back(std::move(m));
+  }
+  return out;
 }
 
 MatchDescription describe_match(const MotifSearchResource& resource, const MotifMatch& match) {

@@ -59,6 +59,15 @@ struct MatchDescription {
   std::string graph_set;
 };
 
+/// One molecule of a match where the match has it: every atom with its label, element, code
+/// and coordinates.
+struct DescribedMolecule {
+  int copy = -1;
+  int molecule = -1;
+  Translation translation;
+  std::vector<DescribedAtom> atoms;
+};
+
 namespace MotifSearchLibFunctions {
 
 /// The symmetry code "n_klm" of operator `op` (from 0) and lattice translation `t`; a
@@ -73,6 +82,11 @@ CrystalMaker::ListedCode placed_atom_code(const MotifSearchResource& resource, i
 
 /// A placed atom with its label, site and symmetry code; no query atom.
 DescribedAtom describe_atom(const MotifSearchResource& resource, const PlacedAtom& atom);
+
+/// The molecules a match places, each once (two substructures may share one), in the order
+/// of the substructures.
+std::vector<DescribedMolecule> describe_molecules(const MotifSearchResource& resource,
+                                                  const MotifMatch& match);
 
 /// The match's atoms and contacts, each atom's symmetry code referring to the structure's
 /// listed operators (CrystalMaker::listed_operators).
