@@ -15,6 +15,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace xtalmotif::app {
 
@@ -112,6 +113,91 @@ THandle<Motif> make_pair(const std::string& key, bool dimer) {
   return m;
 }
 
+std::string number(double v) {
+  std::ostringstream os;
+  os << v;
+  return os.str();
+}
+
+// What a motif asks for, in numbers that tell it from its neighbours in the list: how many
+// groups, how many contacts ask them to touch and what rings those close, which contacts keep
+// groups apart or together and over what range, and the angle constraints.
+std::string facts(const Motif& m, const std::string& group_noun) {
+  int touching = 0, apart = 0, together = 0;
+  double apart_lo = 1e9, apart_hi = 0, together_hi = 0;
+  std::vector<std::pair<int, int>> edges;
+  for (const auto& c : *m.contacts()) {
+    const CombinedCriterion& k = *c->criterion();
+    const bool relative = k.is_vdw_relative();
+    if (relative ? k.upper() <= 0.5 : k.upper() <= 3.5) {
+      ++touching;
+      edges.emplace_back(c->from_substructure(), c->to_substructure());
+    } else if (k.lower() > 0) {
+      ++apart;
+      apart_lo = std::min(apart_lo, k.lower());
+      apart_hi = std::max(apart_hi, k.upper());
+    } else {
+      ++together;
+      together_hi = std::max(together_hi, k.upper());
+      edges.emplace_back(c->from_substructure(), c->to_substructure());
+    }
+  }
+  // Rings of the contacts that join groups (touching, or linking groups of one molecule): each
+  // contact that joins two groups already joined closes one, of as many groups as the path
+  // between them plus one.
+  const int n = m.nsubstructures();
+  std::vector<std::vector<int>> adj(n);
+  std::vector<int> ring_sizes;
+  for (const auto& [a, b] : edges) {
+    if (a == b)
+      continue;
+    std::vector<int> dist(n, -1);
+    std::vector<int> queue{a};
+    dist[a] = 0;
+    for (std::size_t i = 0; i < queue.size(); ++i)
+      for (int w : adj[queue[i]])
+        if (dist[w] < 0) {
+          dist[w] = dist[queue[i]] + 1;
+          queue.push_back(w);
+        }
+    if (dist[b] >= 0)
+      ring_sizes.push_back(dist[b] + 1);
+    adj[a].push_back(b);
+    adj[b].push_back(a);
+  }
+  std::sort(ring_sizes.begin(), ring_sizes.end());
+  // Groups in two or more contacts: shared donors and acceptors.
+  std::vector<int> degree(n, 0);
+  for (const auto& c : *m.contacts()) {
+    const CombinedCriterion& k = *c->criterion();
+    if (k.is_vdw_relative() ? k.upper() <= 0.5 : k.upper() <= 3.5) {
+      ++degree[c->from_substructure()];
+      ++degree[c->to_substructure()];
+    }
+  }
+  const auto shared = std::count_if(degree.begin(), degree.end(), [](int d) { return d >= 2; });
+  std::ostringstream os;
+  os << n << ' ' << group_noun << (n == 1 ? "" : "s") << ", " << touching
+     << (touching == 1 ? " contact" : " contacts") << " within reach";
+  if (together > 0)
+    os << ", " << together << (together == 1 ? " link" : " links") << " within a molecule (up to "
+       << number(together_hi) << " A)";
+  if (!ring_sizes.empty()) {
+    os << " closing " << (ring_sizes.size() == 1 ? "a ring of " : "rings of ");
+    for (std::size_t i = 0; i < ring_sizes.size(); ++i)
+      os << (i == 0 ? "" : i + 1 == ring_sizes.size() ? " and " : ", ") << ring_sizes[i];
+  }
+  if (shared > 0 && group_noun != "water")
+    os << "; " << shared << (shared == 1 ? " group in" : " groups in") << " two or more contacts";
+  if (apart > 0)
+    os << "; " << apart << (apart == 1 ? " pair" : " pairs") << " kept " << number(apart_lo)
+       << "-" << number(apart_hi) << " A apart";
+  if (!m.angle_constraints()->empty())
+    os << "; " << m.angle_constraints()->size() << " angle constraint"
+       << (m.angle_constraints()->size() == 1 ? "" : "s");
+  return os.str();
+}
+
 std::vector<CatalogEntry> build_catalog() {
   std::vector<CatalogEntry> out;
   PreDefinedSubstructures::GenerationOptions opt;
@@ -159,12 +245,15 @@ std::vector<CatalogEntry> build_catalog() {
       {"water decamer", &W::make_decamer}};
   for (const auto& w : water) {
     auto build = w.second;
-    out.push_back({w.first, "water", "water cluster \"" + build()->name() + "\"", build, false});
+    THandle<Motif> m = build();
+    out.push_back({w.first, "water", "\"" + m->name() + "\": " + facts(*m, "water"), build,
+                   false});
   }
-  for (int n = 3; n <= 8; ++n)
-    out.push_back({"water ring " + std::to_string(n), "water",
-                   "a ring of " + std::to_string(n) + " hydrogen-bonded waters",
-                   [n] { return WaterMotifs::make_ring(n); }, false});
+  for (int n = 3; n <= 8; ++n) {
+    auto build = [n] { return WaterMotifs::make_ring(n); };
+    out.push_back({"water ring " + std::to_string(n), "water", facts(*build(), "water"), build,
+                   false});
+  }
 
   using S = SilverCarboxylateMotifs;
   THandle<Motif> (*silver[])() = {&S::make_pattern1,  &S::make_pattern2,  &S::make_pattern3,
@@ -175,15 +264,13 @@ std::vector<CatalogEntry> build_catalog() {
   for (int i = 0; i < 13; ++i) {
     auto build = silver[i];
     THandle<Motif> m = build();
-    out.push_back({"silver " + m->name(), "silver",
-                   "silver carboxylate " + m->name() + ": " + std::to_string(m->nsubstructures()) +
-                       " groups, " + std::to_string(m->ncontacts()) + " Ag...O contacts",
+    out.push_back({"silver " + m->name(), "silver", "Ag and carboxylate: " + facts(*m, "group"),
                    build, true});
   }
 
 #ifdef XTALMOTIF_HAVE_RING_MOTIFS
   for (const auto& r : ExtendedRingMotifs::catalog())
-    out.push_back({r.first, "ring", "extended hydrogen-bonded " + r.first, r.second, false});
+    out.push_back({r.first, "ring", facts(*r.second(), "group"), r.second, false});
 #endif
   return out;
 }

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -404,17 +405,42 @@ void run_show(const std::string& name) {
       std::cout << '\n';
     }
   }
+  // A query atom as its elements ("O", "O|N", "any").
+  auto elements = [&](int sub, int atom) {
+    const auto& allowed = m->substructures()->at(sub)->node(atom)->elements();
+    std::string out;
+    for (const auto& e : allowed)
+      out += (out.empty() ? "" : "|") + e.symbol();
+    return allowed.empty() || allowed.size() > 8 ? std::string("any") : out;
+  };
+  // A limit in angstrom or relative to the van der Waals sum, as a person writes it.
+  auto limit = [](const CombinedCriterion& cr, double v) {
+    std::ostringstream os;
+    if (!cr.is_vdw_relative())
+      os << v << " A";
+    else if (v == 0)
+      os << "vdW sum";
+    else
+      os << "vdW sum " << (v > 0 ? "+ " : "- ") << std::fabs(v) << " A";
+    return os.str();
+  };
   for (int c = 0; c < m->ncontacts(); ++c) {
     const MotifContact& k = *m->contacts()->at(c);
     const CombinedCriterion& cr = *k.criterion();
+    const std::string pair = elements(k.from_substructure(), k.from_atom()) + "..." +
+                             elements(k.to_substructure(), k.to_atom());
     std::cout << "contact " << c << ": substructure " << k.from_substructure() << " atom "
               << k.from_atom() << " -> substructure " << k.to_substructure() << " atom "
-              << k.to_atom() << ", " << contact_type_name(cr.contact_type()) << ", ";
-    if (cr.is_vdw_relative())
-      std::cout << "van der Waals sum " << std::showpos << cr.lower() << " to " << cr.upper()
-                << std::noshowpos << " A\n";
-    else
-      std::cout << cr.lower() << " to " << cr.upper() << " A\n";
+              << k.to_atom() << ": ";
+    // A lower limit of 5 A below the radius sum (or none in angstrom) asks for nothing.
+    const bool lower = cr.is_vdw_relative() ? cr.lower() > -5 : cr.lower() > 0;
+    if (lower)
+      std::cout << limit(cr, cr.lower()) << " < ";
+    std::cout << pair << " < " << limit(cr, cr.upper());
+    const ContactType type = cr.contact_type();
+    std::cout << (type == ContactType::Inter   ? ", between molecules\n"
+                  : type == ContactType::Intra ? ", within one molecule\n"
+                                               : ", within or between molecules\n");
   }
   int k = 0;
   for (const auto& a : *m->angle_constraints()) {
