@@ -1,18 +1,22 @@
 #include "kernel/aser_database.h"
 
 #include "kernel/atomic_file.h"
+#include "kernel/content_digest.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -297,18 +301,13 @@ public:
   void add(long long v) { add(std::to_string(v)); }
   std::string hex() const {
     char buf[17];
-    std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(h_));
+    std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(digest_.value()));
     return buf;
   }
 
 private:
-  void add_raw(const std::string& s) {
-    for (unsigned char c : s) {
-      h_ ^= c;
-      h_ *= 1099511628211ull;
-    }
-  }
-  std::uint64_t h_ = 14695981039346656037ull;
+  void add_raw(const std::string& s) { digest_.add(s.data(), s.size()); }
+  ContentDigest digest_;
 };
 
 struct FileStamp {
@@ -362,8 +361,44 @@ CREATE TABLE files(position INTEGER PRIMARY KEY, path TEXT NOT NULL, size INTEGE
 CREATE TABLE listing_problems(position INTEGER PRIMARY KEY, message TEXT NOT NULL);
 CREATE TABLE entries(position INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE,
                      file TEXT NOT NULL, block TEXT NOT NULL, block_index INTEGER NOT NULL,
+                     block_offset INTEGER NOT NULL, block_length INTEGER NOT NULL,
+                     block_line INTEGER NOT NULL, file_size INTEGER NOT NULL,
+                     block_checksum INTEGER NOT NULL, compressed INTEGER NOT NULL,
                      readable INTEGER NOT NULL, screens BLOB, problem TEXT);
 )sql";
+
+// Where an entry's block lies, as the index stores it: SQLite integers are signed, so sizes and
+// the digest are kept by their bit patterns.
+struct StoredRange {
+  long long offset, length, line, file_size, checksum, compressed;
+
+  explicit StoredRange(const CifBlockRange& r)
+      : offset(static_cast<long long>(r.offset)), length(static_cast<long long>(r.length)),
+        line(r.first_line), file_size(static_cast<long long>(r.file_size)),
+        checksum(static_cast<long long>(r.checksum)), compressed(r.compressed ? 1 : 0) {}
+  StoredRange(long long o, long long n, long long l, long long s, long long c, long long z)
+      : offset(o), length(n), line(l), file_size(s), checksum(c), compressed(z) {}
+
+  // A block read through the index must be the text its screens were computed from. A range
+  // that cannot be one (damaged, or not taken when the index was built) reads nothing.
+  CifBlockRange range() const {
+    CifBlockRange r;
+    if (offset < 0 || length <= 0 || file_size < 0 || line < 1 || line > INT32_MAX)
+      return r;
+    r.offset = static_cast<std::size_t>(offset);
+    r.length = static_cast<std::size_t>(length);
+    r.first_line = static_cast<int>(line);
+    r.file_size = static_cast<std::uintmax_t>(file_size);
+    r.checksum = static_cast<std::uint64_t>(checksum);
+    r.compressed = compressed != 0;
+    r.must_match = true;
+    return r;
+  }
+  void add_to(Checksum& sum) const {
+    for (long long v : {offset, length, line, file_size, checksum, compressed})
+      sum.add(v);
+  }
+};
 
 // One computed row of the index.
 struct Row {
@@ -372,10 +407,10 @@ struct Row {
   std::string problem;
 };
 
-Row compute_row(const CifDatabase& db, int i) {
+Row compute_row(const CifDatabase& db, int i, CifFileReader& reader) {
   Row row;
   try {
-    THandle<CrystalMaker> crystal = db.entry(i)->crystal();
+    THandle<CrystalMaker> crystal = db.entry(i)->crystal(reader);
     row.blob = entry_screens(*crystal).to_blob();
     row.readable = true;
   } catch (const std::exception& e) {
@@ -384,10 +419,12 @@ Row compute_row(const CifDatabase& db, int i) {
   return row;
 }
 
-// Computes rows on worker threads and hands them out in database order.
+// Computes rows on worker threads and hands them out in database order. A worker takes a run
+// of entries at a time (the blocks of one gzipped file), read in one pass.
 class RowProducer {
 public:
-  RowProducer(const CifDatabase& db, int threads) : db_(db), rows_(db.nentries()) {
+  RowProducer(const CifDatabase& db, int threads)
+      : db_(db), rows_(db.nentries()), runs_(run_starts(db)) {
     int n = std::max(1, threads);
     for (int t = 0; t < n; ++t)
       workers_.emplace_back([this] { work(); });
@@ -395,7 +432,8 @@ public:
   RowProducer(const RowProducer&) = delete;
   RowProducer& operator=(const RowProducer&) = delete;
   ~RowProducer() {
-    next_.store(static_cast<int>(rows_.size()));
+    stop_ = true;
+    next_.store(static_cast<int>(runs_.size()));
     for (auto& w : workers_)
       w.join();
   }
@@ -411,19 +449,25 @@ public:
 
 private:
   void work() {
-    const int n = static_cast<int>(rows_.size());
-    for (int i = next_++; i < n; i = next_++) {
-      Row r = compute_row(db_, i);
-      {
-        std::lock_guard<std::mutex> lock(mutex_);
-        rows_[static_cast<std::size_t>(i)] = std::move(r);
+    const int nruns = static_cast<int>(runs_.size());
+    for (int run = next_++; run < nruns; run = next_++) {
+      const int first = runs_[static_cast<std::size_t>(run)];
+      CifFileReader reader(db_.locations()[static_cast<std::size_t>(first)].file);
+      for (int i = first; i < db_.run_end(first) && !stop_; ++i) {
+        Row r = compute_row(db_, i, reader);
+        {
+          std::lock_guard<std::mutex> lock(mutex_);
+          rows_[static_cast<std::size_t>(i)] = std::move(r);
+        }
+        ready_.notify_all();
       }
-      ready_.notify_all();
     }
   }
   const CifDatabase& db_;
   std::vector<std::optional<Row>> rows_;
+  std::vector<int> runs_;
   std::atomic<int> next_{0};
+  std::atomic<bool> stop_{false};
   std::mutex mutex_;
   std::condition_variable ready_;
   std::vector<std::thread> workers_;
@@ -475,7 +519,9 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
   }
   {
     Statement ins(out, "INSERT INTO entries(position, identifier, file, block, block_index, "
-                       "readable, screens, problem) VALUES(?, ?, ?, ?, ?, ?, ?, ?);");
+                       "block_offset, block_length, block_line, file_size, block_checksum, "
+                       "compressed, readable, screens, problem) "
+                       "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
     const int n = db.nentries();
     RowProducer producer(db, options.threads);
     for (int i = 0; i < n; ++i) {
@@ -487,13 +533,18 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
       ins.bind(3, file);
       ins.bind(4, loc.block_name);
       ins.bind(5, static_cast<long long>(loc.block_index));
-      ins.bind(6, row.readable ? 1LL : 0LL);
+      const StoredRange stored(loc.range);
+      int column = 6;
+      for (long long v : {stored.offset, stored.length, stored.line, stored.file_size,
+                          stored.checksum, stored.compressed})
+        ins.bind(column++, v);
+      ins.bind(12, row.readable ? 1LL : 0LL);
       if (row.readable) {
-        ins.bind_blob(7, row.blob);
-        ins.bind_null(8);
+        ins.bind_blob(13, row.blob);
+        ins.bind_null(14);
       } else {
-        ins.bind_null(7);
-        ins.bind(8, row.problem);
+        ins.bind_null(13);
+        ins.bind(14, row.problem);
         ++summary.unreadable;
         summary.problems.push_back(row.problem);
       }
@@ -502,6 +553,7 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
       sum.add(file);
       sum.add(loc.block_name);
       sum.add(loc.block_index);
+      stored.add_to(sum);
       sum.add(row.readable ? 1 : 0);
       sum.add(row.readable ? row.blob : row.problem);
       ++summary.entries;
@@ -658,20 +710,29 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     }
     int rows = 0;
     {
-      Statement st(db, "SELECT identifier, file, block, block_index, readable, screens, problem "
-                       "FROM entries ORDER BY position;");
+      Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
+                       "block_length, block_line, file_size, block_checksum, compressed, "
+                       "readable, screens, problem FROM entries ORDER BY position;");
+      std::set<std::string> identifiers;
       while (st.step()) {
         ++rows;
-        // The index does not keep where a block lies in its file: the file is read whole.
+        const long long block_index = st.integer(3);
+        const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
+                                 st.integer(8), st.integer(9));
+        // Each block is read from its recorded place, and must still be the text it was there.
         CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
-                             static_cast<int>(st.integer(3)), CifBlockRange{}};
-        const bool readable = st.integer(4) != 0;
-        std::string payload = readable ? st.blob(5) : st.text(6);
+                             static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
+                             stored.range()};
+        const bool readable = st.integer(10) != 0;
+        std::string payload = readable ? st.blob(11) : st.text(12);
         sum.add(loc.id.str());
         sum.add(loc.file);
         sum.add(loc.block_name);
-        sum.add(loc.block_index);
+        sum.add(block_index);
+        stored.add_to(sum);
         sum.add(readable ? 1 : 0);
+        if (!identifiers.insert(loc.id.str()).second)
+          throw damaged("entry " + loc.id.str() + " is listed twice");
         sum.add(payload);
         if (readable) {
           try {

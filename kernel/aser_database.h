@@ -145,7 +145,7 @@ public:
   const std::string& index_path() const { return index_path_; }
 
   /// Layout version of the index tables this program reads and writes.
-  static constexpr int schema_version = 1;
+  static constexpr int schema_version = 2;
   /// Version of the screen definitions (bit meanings and entry-side rules); indexes made under
   /// another version are refused, because their bits could disagree with a query's pattern.
   static constexpr int screen_version = 1;

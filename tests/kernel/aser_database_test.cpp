@@ -561,6 +561,30 @@ TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
   ASSERT_EQ(error_opening(index), "");
   fs::remove(dir / "cifs/a.cif");
   EXPECT_TRUE(is_stale(index));
+
+  // A file replaced by one of the same size with its time put back passes the opening check,
+  // but its block is refused when read, so that no structure is searched against the screens
+  // of another.
+  fs::copy_file(require_data("curated/acid__2300214-r274507.cif"), dir / "cifs/a.cif");
+  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  const auto time = fs::last_write_time(dir / "cifs/a.cif");
+  std::string text = read_text(dir / "cifs/a.cif");
+  const std::size_t at = text.find("_cell_length_a");
+  ASSERT_NE(at, std::string::npos);
+  text[at + text.substr(at).find('.') + 1] ^= 1; // one digit of the cell length changed
+  write_text(dir / "cifs/a.cif", text);
+  fs::last_write_time(dir / "cifs/a.cif", time);
+  AserDatabase screened(index);
+  try {
+    screened.entry(DatabaseEntryIdentifier("2300214"))->crystal();
+    ADD_FAILURE() << "a changed block was read";
+  } catch (const CifError& e) {
+    EXPECT_NE(std::string(e.what()).find("a.cif: block 2300214: the file has changed since it "
+                                         "was indexed; rebuild the screen index"),
+              std::string::npos)
+        << e.what();
+  }
+  EXPECT_NO_THROW(screened.entry(DatabaseEntryIdentifier("2203315"))->crystal());
 }
 
 TEST(ScreenIndexFiles, IndexIsWrittenCompletelyOrNotAtAll) {
