@@ -44,12 +44,27 @@ bool is_screen_index(const std::string& path) {
   return in.gcount() == 16 && std::string(magic, 15) == "SQLite format 3";
 }
 
+// Standard input, up to the size of the largest CIF file the reader takes.
 std::string read_stdin() {
-  return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  std::string text;
+  std::vector<char> buf(std::size_t{1} << 16);
+  for (;;) {
+    std::cin.read(buf.data(), static_cast<std::streamsize>(buf.size()));
+    const auto n = static_cast<std::size_t>(std::cin.gcount());
+    if (n == 0)
+      break;
+    if (text.size() + n > max_cif_text_bytes)
+      throw UsageError("standard input: more than " + std::to_string(max_cif_text_bytes >> 20) +
+                       " MB of text, too large for a crystal structure");
+    text.append(buf.data(), n);
+  }
+  if (std::cin.bad())
+    throw std::runtime_error("standard input: cannot be read");
+  return text;
 }
 
-// The entries to search: the shipped structures, CIF files and folders, one screen index, or a
-// CIF on standard input.
+// The entries to search: the shipped structures, CIF files and folders, one screen index, or CIF
+// text on standard input.
 struct Sources {
   THandle<Database<CrystalStructureDatabaseEntry>> db;
   THandle<AserDatabase> screens;
@@ -76,11 +91,8 @@ Sources open_sources(std::vector<std::string> paths) {
     s.screens = make_handle<AserDatabase>(paths[0]);
     s.db = s.screens;
   } else if (paths.size() == 1 && paths[0] == "-") {
-    std::string text = read_stdin();
-    auto crystal = read_crystal_from_string(text, "<stdin>");
-    auto mem = make_handle<MemoryDatabase>();
-    mem->add(DatabaseEntryIdentifier("stdin"), crystal);
-    s.db = mem;
+    // Every data block of the text is an entry, named as the blocks of a file are.
+    s.db = make_handle<CifTextDatabase>(read_stdin(), "stdin");
   } else {
     for (const auto& p : paths)
       if (p == "-")
@@ -432,8 +444,8 @@ int main(int argc, char** argv) {
   search->add_option("SOURCES", cmd.sources,
                      "CIF files (.cif, .cif.gz, any number of data blocks), folders searched "
                      "recursively for them, one screen index made by `xtalmotif index`, or - to "
-                     "read one CIF from standard input; with none, the example structures "
-                     "shipped with xtalmotif");
+                     "read CIF text (any number of data blocks) from standard input; with none, "
+                     "the example structures shipped with xtalmotif");
   auto* limit = search->add_option("--limit", cmd.limit, "keep at most N matches of each structure")
                     ->type_name("N")
                     ->default_val(1)

@@ -142,10 +142,40 @@ TEST(Program, SaveFilesHaveTheLibraryLayouts) {
   std::filesystem::remove_all(dir);
 }
 
-TEST(Program, ReadsACifFromStandardInput) {
-  ProgramRun r = run_program("search 'carboxylic acid dimer' -", curated("acid__2300214-r274507.cif"));
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("stdin: 1 match"), std::string::npos) << r.out;
+// The text of a CIF file with its data block renamed.
+std::string renamed_block(const std::string& file, const std::string& name) {
+  std::string text = slurp(file);
+  const std::size_t at = text.find("\ndata_") + 1;
+  return text.replace(at, text.find('\n', at) - at, "data_" + name);
+}
+
+// Two blocks of one file may share a name: each is searched as itself, whether the file is read
+// directly, through a screen index (with or without the prescreen) or from standard input, where
+// every block of the text is searched.
+TEST(Program, EveryBlockIsSearchedAsItselfWhateverItsNameAndSource) {
+  auto dir = scratch_dir("twins");
+  const std::string twins = (dir / "twins.cif").string();
+  const std::string acid = curated("acid__2300214-r274507.cif");
+  std::ofstream(twins) << renamed_block(curated("hydrate__4504659.cif"), "x")
+                       << renamed_block(acid, "x");
+  const std::string index = (dir / "twins.idx").string();
+  ASSERT_EQ(run_program("index " + quote(twins) + " -o " + quote(index) + " -q").status, 0);
+  struct Case {
+    std::string sources;
+    std::string stdin_file;
+    std::string hits;
+  };
+  const std::vector<Case> cases = {{quote(twins), "", "twins_2: 1 match\n"},
+                                   {quote(index), "", "twins_2: 1 match\n"},
+                                   {quote(index) + " --no-prescreen", "", "twins_2: 1 match\n"},
+                                   {"-", twins, "stdin_2: 1 match\n"},
+                                   {"-", acid, "2300214: 1 match\n"}};
+  for (const auto& c : cases) {
+    ProgramRun r = run_program("search 'carboxylic acid dimer' -q " + c.sources, c.stdin_file);
+    EXPECT_EQ(r.status, 0) << c.sources << ": " << r.err;
+    EXPECT_EQ(r.out, c.hits) << c.sources;
+  }
+  std::filesystem::remove_all(dir);
 }
 
 TEST(Program, ScreenIndexSearchAgreesWithAPlainSearch) {
