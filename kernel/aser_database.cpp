@@ -18,6 +18,7 @@
 #include <ostream>
 #include <set>
 #include <thread>
+#include <tuple>
 
 namespace fs = std::filesystem;
 
@@ -184,9 +185,11 @@ constexpr const char* kFormatName = "xtalmotif screen index";
 
 class Sqlite {
 public:
-  Sqlite(const std::string& path, int flags) : path_(path) {
+  /// Opens `path`, or the URI `open_as` standing for it (errors always name `path`).
+  Sqlite(const std::string& path, int flags, const std::string& open_as = "") : path_(path) {
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
+    int rc = sqlite3_open_v2(open_as.empty() ? path.c_str() : open_as.c_str(), &db, flags,
+                             nullptr);
     db_ = db;
     if (rc != SQLITE_OK) {
       std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
@@ -399,6 +402,78 @@ struct StoredRange {
       sum.add(v);
   }
 };
+
+// The objects of an index, as SQLite lists them: (type, name, table, statement).
+using SchemaObjects = std::set<std::tuple<std::string, std::string, std::string, std::string>>;
+
+SchemaObjects schema_objects(Sqlite& db) {
+  SchemaObjects objects;
+  Statement st(db, "SELECT type, name, tbl_name, sql FROM sqlite_master;");
+  while (st.step())
+    objects.emplace(st.text(0), st.text(1), st.text(2), st.text(3));
+  return objects;
+}
+
+// What an index made by this program holds: the tables of kSchema, each as it was written, and
+// the indexes SQLite makes for their keys. Anything else (a view or trigger that would run when
+// a table is read, an extra column, another table) marks a file this program did not make.
+const SchemaObjects& expected_schema() {
+  static const SchemaObjects expected = [] {
+    Sqlite mem(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    mem.exec(kSchema);
+    return schema_objects(mem);
+  }();
+  return expected;
+}
+
+// The first object by which two schemas differ, for messages: "view meta".
+std::string first_difference(const SchemaObjects& found, const SchemaObjects& expected) {
+  for (const auto& o : found)
+    if (!expected.count(o))
+      return "unexpected " + std::get<0>(o) + " " + std::get<1>(o);
+  for (const auto& o : expected)
+    if (!found.count(o))
+      return "no " + std::get<0>(o) + " " + std::get<1>(o);
+  return {};
+}
+
+// "file:" URI of a path, so that it can be opened with parameters: read-only, and immutable, so
+// that SQLite neither locks it nor looks for journal or log files beside it.
+std::string read_only_uri(const std::string& path) {
+  std::string uri = "file:";
+  for (unsigned char c : absolute_path(path)) {
+    if (c == '%' || c == '?' || c == '#' || c < 0x21 || c >= 0x7f) {
+      char buf[4];
+      std::snprintf(buf, sizeof buf, "%%%02X", c);
+      uri += buf;
+    } else {
+      uri += static_cast<char>(c);
+    }
+  }
+  return uri + "?mode=ro&immutable=1";
+}
+
+// The work SQLite may do reading an index, in steps of 1000 virtual-machine instructions: far
+// more than reading every row of a file of this size needs, far less than a crafted file could
+// ask for.
+struct WorkBudget {
+  long long steps_left;
+  static int spend(void* budget) { return --static_cast<WorkBudget*>(budget)->steps_left < 0; }
+};
+
+// A connection to an index that only reads: no triggers or views ever run, the schema is not
+// trusted to call functions, strings are bounded and the work is budgeted.
+void restrict_connection(Sqlite& db, WorkBudget& budget) {
+  sqlite3* h = db.get();
+  sqlite3_db_config(h, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_limit(h, SQLITE_LIMIT_LENGTH, 1 << 24);
+  sqlite3_limit(h, SQLITE_LIMIT_EXPR_DEPTH, 100);
+  sqlite3_limit(h, SQLITE_LIMIT_COMPOUND_SELECT, 4);
+  sqlite3_progress_handler(h, 1000, &WorkBudget::spend, &budget);
+}
 
 // One computed row of the index.
 struct Row {
@@ -650,7 +725,9 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     return ScreenIndexError(path + ": screen index is damaged (" + why + "); rebuild it");
   };
   try {
-    Sqlite db(path, SQLITE_OPEN_READONLY);
+    Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
+    WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
+    restrict_connection(db, budget);
     long long app_id = 0, version = 0;
     {
       Statement st(db, "PRAGMA application_id;");
@@ -668,6 +745,10 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       throw StaleScreenIndexError(path + ": screen index has layout version " +
                                   std::to_string(version) + ", this program reads version " +
                                   std::to_string(AserDatabase::schema_version) + "; rebuild it");
+    // Checked before any table is read, since reading a table may run what the file defines.
+    const std::string unexpected = first_difference(schema_objects(db), expected_schema());
+    if (!unexpected.empty())
+      throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
 
     std::map<std::string, std::string> meta;
     {
@@ -774,6 +855,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       throw ScreenIndexError(path + ": not a screen index (not an SQLite database)");
     if (primary == SQLITE_CORRUPT)
       throw damaged(e.what());
+    if (primary == SQLITE_INTERRUPT)
+      throw damaged("reading it asks for more work than a file of its size can need");
     if (primary == SQLITE_ERROR)
       throw ScreenIndexError(path + ": not a screen index of this program (" + e.what() + ")");
     throw ScreenIndexError(path + ": cannot read screen index: " + e.what());

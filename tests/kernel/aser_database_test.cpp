@@ -6,8 +6,10 @@
 #include "test_data.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -585,6 +587,43 @@ TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
         << e.what();
   }
   EXPECT_NO_THROW(screened.entry(DatabaseEntryIdentifier("2203315"))->crystal());
+}
+
+// Opening a file is safe whatever it holds: a file made to look like an index but defining
+// views, triggers or other tables (which reading would run, endlessly or filling the disk with
+// temporary files) is refused before any table is read, and quickly.
+TEST(ScreenIndexFiles, CraftedIndexesAreRefusedBeforeAnyTableIsRead) {
+  ScratchDir dir;
+  fs::create_directories(dir / "cifs");
+  small_database(dir);
+  const std::string good = (dir / "good.idx").string();
+  build_screen_index(CifDatabase({(dir / "cifs").string()}), good);
+  const std::string endless = "WITH RECURSIVE r(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM r) ";
+  const std::vector<std::pair<std::string, std::string>> alterations = {
+      {"DROP TABLE meta; CREATE VIEW meta(key, value) AS " + endless + "SELECT 'format', n FROM r",
+       "unexpected view meta"},
+      {"DROP TABLE meta; CREATE VIEW meta(key, value) AS " + endless +
+           "SELECT 'format', randomblob(1000) FROM r ORDER BY 2",
+       "unexpected view meta"},
+      {"CREATE TRIGGER t BEFORE DELETE ON meta BEGIN SELECT 1; END", "unexpected trigger t"},
+      {"ALTER TABLE entries ADD COLUMN extra TEXT", "unexpected table entries"},
+      {"CREATE TABLE notes(x)", "unexpected table notes"},
+      {"CREATE INDEX by_file ON entries(file)", "unexpected index by_file"},
+  };
+  for (const auto& [sql, message] : alterations) {
+    const std::string crafted = (dir / "crafted.idx").string();
+    fs::copy_file(good, crafted, fs::copy_options::overwrite_existing);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(crafted.c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    sqlite3_close(db);
+    const auto start = std::chrono::steady_clock::now();
+    const std::string error = error_opening(crafted);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << sql;
+    EXPECT_NE(error.find(crafted + ": not a screen index of this program (" + message + ")"),
+              std::string::npos)
+        << sql << "\n" << error;
+  }
 }
 
 TEST(ScreenIndexFiles, IndexIsWrittenCompletelyOrNotAtAll) {
