@@ -14,8 +14,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -25,6 +27,7 @@
 #include <limits>
 #include <map>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace xtalmotif;
@@ -148,16 +151,31 @@ private:
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+// Output that could not be written: nothing the user asked for may be lost in silence.
+class OutputError : public std::runtime_error {
+public:
+  explicit OutputError(const std::string& message) : std::runtime_error(message) {}
+};
+
+// Standard output, flushed: a full disk, a closed stream or /dev/full shows here at the latest.
+void check_standard_output() {
+  errno = 0;
+  std::cout.flush();
+  if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout))
+    throw OutputError(std::string("standard output: cannot be written") +
+                      (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
+}
+
 // "-" writes to standard output; a file is written completely or not at all.
 void write_output(const std::string& path, const std::function<void(std::ostream&)>& writer) {
   if (path == "-") {
     writer(std::cout);
-    std::cout.flush();
+    check_standard_output();
     return;
   }
   std::string error;
   if (!write_file_atomically(path, writer, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
 }
 
 struct SearchCommand {
@@ -213,6 +231,36 @@ void check_outputs(const SearchCommand& cmd) {
     throw UsageError(cmd.export_dir + ": --export needs a folder, and this is a file");
 }
 
+// The files a command reads, by identity (device and inode, links followed), so that no output
+// can overwrite one of them under another name.
+class InputFiles {
+public:
+  void add(const std::string& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode))
+      files_.emplace(std::make_pair(st.st_dev, st.st_ino), path);
+  }
+  /// The CIF files under the sources (folders searched as a database searches them).
+  void add_sources(const std::vector<std::string>& sources) {
+    std::vector<std::string> ignored;
+    for (const auto& f : CifDatabase::list_source_files(sources, ignored))
+      add(f);
+  }
+  /// Refuses an output that names an input file.
+  void check_output(const std::string& path, const std::string& option) const {
+    struct stat st {};
+    if (path.empty() || path == "-" || ::stat(path.c_str(), &st) != 0)
+      return;
+    auto it = files_.find({st.st_dev, st.st_ino});
+    if (it != files_.end())
+      throw UsageError(path + ": " + option + " names an input file (" + it->second +
+                       "), which it would overwrite; give the output another name");
+  }
+
+private:
+  std::map<std::pair<dev_t, ino_t>, std::string> files_;
+};
+
 int run_search(const SearchCommand& cmd) {
   check_outputs(cmd);
   // Building the motif catalog and listing the data blocks of every source are both done once,
@@ -233,6 +281,19 @@ int run_search(const SearchCommand& cmd) {
   } else {
     choice = choose_motif(cmd.motif);
     sources = open_sources(cmd.sources);
+  }
+  {
+    InputFiles inputs;
+    inputs.add(cmd.motif);
+    for (const auto& p : cmd.sources)
+      inputs.add(p);
+    if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
+      inputs.add_sources(files->sources());
+    for (const auto& [option, path] : {std::pair<std::string, std::string>{"--save", cmd.save},
+                                       {"--save-ids", cmd.save_ids},
+                                       {"--json", cmd.json},
+                                       {"--tsv", cmd.tsv}})
+      inputs.check_output(path, option);
   }
 
   SearchOptions options;
@@ -283,9 +344,9 @@ int run_search(const SearchCommand& cmd) {
       results.add_motif_match(o.id, m);
   std::string error;
   if (!cmd.save.empty() && !results.save(cmd.save, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
   if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
   if (!cmd.json.empty())
     write_output(cmd.json, [&](std::ostream& os) { write_json_lines(os, choice.name, outcomes); });
   if (!cmd.tsv.empty())
@@ -319,6 +380,9 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
       throw UsageError(p + ": no such file or folder");
   check_output_file(out, "--output");
   CifDatabase db(sources);
+  InputFiles inputs;
+  inputs.add_sources(sources);
+  inputs.check_output(out, "--output");
   if (db.nentries() == 0)
     throw UsageError("no CIF data blocks found in the given sources");
   ScreenIndexOptions options;
@@ -562,22 +626,28 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    return app.exit(e) == 0 ? 0 : exit_usage;
+    const int status = app.exit(e) == 0 ? 0 : exit_usage;
+    try {
+      check_standard_output(); // the help text, when it was asked for
+    } catch (const OutputError& o) {
+      std::cerr << "xtalmotif: " << o.what() << '\n';
+      return exit_failure;
+    }
+    return status;
   }
 
   try {
+    int status = 0;
     if (*search)
-      return run_search(cmd);
-    if (*index)
-      return run_index(index_sources, index_out, index_jobs, index_quiet);
-    if (*motifs) {
+      status = run_search(cmd);
+    else if (*index)
+      status = run_index(index_sources, index_out, index_jobs, index_quiet);
+    else if (*motifs)
       run_motifs();
-      return 0;
-    }
-    if (*show) {
+    else if (*show)
       run_show(show_name);
-      return 0;
-    }
+    check_standard_output();
+    return status;
   } catch (const UsageError& e) {
     std::cerr << "xtalmotif: " << e.what() << '\n';
     return exit_usage;

@@ -664,7 +664,8 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
 ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
                                       const ScreenIndexOptions& options) {
   ScreenIndexSummary summary;
-  const std::string temp = temporary_path_beside(index_path);
+  // Built beside the file that will be replaced: a link's target, not the link.
+  const std::string temp = temporary_path_beside(output_target(index_path));
   auto discard = [&temp] {
     std::error_code ec;
     fs::remove(temp, ec);
@@ -691,12 +692,9 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
     discard();
     throw;
   }
-  std::error_code ec;
-  fs::rename(temp, index_path, ec);
-  if (ec) {
-    discard();
-    throw ScreenIndexError(index_path + ": cannot write screen index: " + ec.message());
-  }
+  std::string error;
+  if (!install_output(temp, index_path, &error))
+    throw ScreenIndexError(error);
   return summary;
 }
 

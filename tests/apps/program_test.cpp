@@ -444,6 +444,53 @@ TEST(ProgramOptions, ConflictingOrUnusableOutputsAreRefusedBeforeSearching) {
   std::filesystem::remove_all(dir);
 }
 
+// Outputs replace nothing but a regular file they were told to write: a link is followed and
+// stays, a device is written into, an input file is never overwritten, and output that could
+// not be written (a full device, a full standard output) ends the program with status 3.
+TEST(ProgramOptions, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
+  auto dir = scratch_dir("targets");
+  const std::string input = (dir / "acid.cif").string();
+  std::filesystem::copy_file(curated("acid__2300214-r274507.cif"), input);
+  const std::string before = slurp(input);
+  const auto link = [&dir](const std::string& name, const std::string& target) {
+    std::filesystem::create_symlink(target, dir / name);
+    return quote((dir / name).string());
+  };
+  const std::string to_null = link("null", "/dev/null");
+  const std::string to_full = link("full", "/dev/full");
+  const std::string to_file = link("list", (dir / "list.txt").string());
+  const std::string search = "search 'carboxylic acid dimer' -q " + quote(input);
+  struct Case {
+    std::string args;
+    std::string stdout_file;
+    int status;
+    std::string message;
+  };
+  const std::vector<Case> cases = {
+      {search + " --save " + to_null, "", 0, ""},
+      {"index " + quote(input) + " -q -o " + to_null, "", 0, ""},
+      {search + " --save " + to_file, "", 0, ""},
+      {search + " --tsv " + to_full, "", 3, "full: writing failed"},
+      {search + " --json -", "/dev/full", 3, "standard output: cannot be written"},
+      {"motifs", "/dev/full", 3, "standard output: cannot be written"},
+      {search + " --save " + quote(input), "", 2, "--save names an input file"},
+      {search + " --json " + link("alias.cif", input), "", 2, "--json names an input file"},
+      {"index " + quote(dir.string()) + " -o " + quote(input), "", 2,
+       "--output names an input file"},
+  };
+  for (const auto& c : cases) {
+    ProgramRun r = run_program(c.args, "", c.stdout_file);
+    EXPECT_EQ(r.status, c.status) << c.args << ": " << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+  }
+  for (const char* name : {"null", "full", "list"})
+    EXPECT_TRUE(std::filesystem::is_symlink(dir / name)) << name;
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_EQ(slurp(dir / "list.txt"), "No of results: 1\n2300214\n");
+  EXPECT_EQ(slurp(input), before);
+  std::filesystem::remove_all(dir);
+}
+
 TEST(ProgramOptions, JsonOnStandardOutputIsJsonLinesOnly) {
   // The shipped acid-dimer model holds one dimer; the water chain model holds no acid at all.
   ProgramRun r = run_program("search 'carboxylic acid dimer' --json - -q");
