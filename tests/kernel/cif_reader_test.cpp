@@ -460,9 +460,11 @@ TEST(CifBlocks, ManyBlocksAreReadInOnePassAndTooManyAreRefused) {
   std::string text;
   const int n = 20000;
   for (int i = 0; i < n; ++i)
-    text += cif_block("b" + std::to_string(i), cell_text(5, 6, 7), "", label_type_xyz(), kOneCarbon);
+    text +=
+        cif_block("b" + std::to_string(i), cell_text(5, 6, 7), "", label_type_xyz(), kOneCarbon);
   std::map<std::string, double> seconds;
-  for (const std::string& path : {dir.write("many.cif", text).string(), gzip("many.cif.gz", text)}) {
+  for (const std::string& path :
+       {dir.write("many.cif", text).string(), gzip("many.cif.gz", text)}) {
     const auto start = std::chrono::steady_clock::now();
     auto blocks = list_cif_blocks(path);
     ASSERT_EQ(blocks.size(), static_cast<std::size_t>(n));
