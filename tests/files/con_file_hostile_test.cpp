@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
@@ -177,6 +178,22 @@ TEST(ConFileHostile, ALongChainWrittenBackwardsIsGroupedQuickly) {
   ASSERT_EQ(m->nsubstructures(), 1);
   EXPECT_EQ(m->substructure(0)->nnodes(), n);
   EXPECT_EQ(m->substructure(0)->nedges(), n - 1);
+}
+
+TEST(ConFileHostile, TenThousandContactsMakeAMotifInAMoment) {
+  // Deriving every contact's element sets again on each addition took half a minute here.
+  std::string text = "AT1 O 1 0 0 0 0\nAT2 H 1 0 0 0 0\nAT3 O 1 0 0 0 0\nBO 1 2 1\n";
+  const int n = 10000;
+  for (int i = 1; i <= n; ++i)
+    text += "VDW " + std::to_string(i) + " 0.0\nCONT INTER 2 TO 3 WITHIN VDW\n";
+  ScratchFile f(text);
+  ConFile con;
+  ASSERT_TRUE(con.read(f.path()));
+  const auto start = std::chrono::steady_clock::now();
+  auto m = con.motif();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  ASSERT_EQ(m->ncontacts(), n);
+  EXPECT_EQ(m->contact(n - 1)->criterion()->second_elements(), (ElementSet{8}));
 }
 
 TEST(ConFileHostile, ManyLoneAtomsGiveOneSubstructureEach) {
