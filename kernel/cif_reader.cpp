@@ -604,6 +604,10 @@ void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& w
       }
       throw CifError(where + (raw.empty() ? name + " missing" : name + " is not a number: " + raw));
     }
+    // The largest unit cells known, of virus crystals, are a few thousand angstrom long; a
+    // longer axis is a slip (a stray exponent) that would only overflow the geometry.
+    if (k < 3 && x > 1e5)
+      throw CifError(where + name + " of " + raw + " A is longer than any crystal's cell");
     d.cell[k] = x;
   }
 }

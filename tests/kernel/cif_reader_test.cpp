@@ -349,6 +349,16 @@ TEST(CifErrors, MessagesNameFileBlockAndProblem) {
               std::string::npos)
         << e.what();
   }
+  // A cell axis longer than any crystal's (a stray exponent) would overflow the geometry.
+  try {
+    read_crystal_from_string(cif_block("huge", cell_text(5, 5e26, 5), "", label_type_xyz(),
+                                       kOneCarbon),
+                             "v.cif");
+    FAIL() << "no exception";
+  } catch (const CifError& e) {
+    EXPECT_STREQ(e.what(), "v.cif: block huge: _cell_length_b of 5e+26 A is longer than any "
+                           "crystal's cell");
+  }
   EXPECT_THROW(read_crystal_from_string("no block here\n", "z.cif"), CifError);
   EXPECT_THROW(read_crystal_from_string(
                    cif_block("a", cell_text(5, 5, 5), "", label_type_xyz(), kOneCarbon), "w.cif",
