@@ -204,14 +204,17 @@ void check_output_file(const std::string& path, const std::string& option) {
                      " does not exist");
 }
 
+// The output files a search may write, each with its option; an empty path is not asked for.
+std::vector<std::pair<std::string, std::string>> output_files(const SearchCommand& cmd) {
+  return {{"--save", cmd.save}, {"--save-ids", cmd.save_ids}, {"--json", cmd.json},
+          {"--tsv", cmd.tsv}};
+}
+
 // The outputs of one search: each file named once, at most one stream on standard output.
 void check_outputs(const SearchCommand& cmd) {
   namespace fs = std::filesystem;
   std::vector<std::pair<std::string, std::string>> files; // option, path
-  for (const auto& [option, path] : {std::pair<std::string, std::string>{"--save", cmd.save},
-                                     {"--save-ids", cmd.save_ids},
-                                     {"--json", cmd.json},
-                                     {"--tsv", cmd.tsv}})
+  for (const auto& [option, path] : output_files(cmd))
     if (!path.empty() && path != "-") {
       check_output_file(path, option);
       files.emplace_back(option, path);
@@ -289,10 +292,7 @@ int run_search(const SearchCommand& cmd) {
       inputs.add(p);
     if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
       inputs.add_sources(files->sources());
-    for (const auto& [option, path] : {std::pair<std::string, std::string>{"--save", cmd.save},
-                                       {"--save-ids", cmd.save_ids},
-                                       {"--json", cmd.json},
-                                       {"--tsv", cmd.tsv}})
+    for (const auto& [option, path] : output_files(cmd))
       inputs.check_output(path, option);
   }
 

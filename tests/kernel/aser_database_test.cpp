@@ -422,6 +422,15 @@ void small_database(const ScratchDir& dir) {
   fs::copy_file(require_data("curated/urea__2203315.cif"), dir / "cifs/c.cif");
 }
 
+// The small database in `dir`/cifs and a screen index of it named `name`, built afresh.
+std::string small_index(const ScratchDir& dir, const std::string& name) {
+  fs::create_directories(dir / "cifs");
+  small_database(dir);
+  const std::string index = (dir / name).string();
+  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  return index;
+}
+
 TEST(ScreenIndexFiles, UnreadableEntryIsKeptAsARowAndReported) {
   ScratchDir dir;
   fs::create_directories(dir / "cifs");
@@ -538,10 +547,7 @@ TEST(ScreenIndexFiles, MissingTextAndDamagedFilesGiveErrorsNamingThem) {
 
 TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
   ScratchDir dir;
-  fs::create_directories(dir / "cifs");
-  small_database(dir);
-  const std::string index = (dir / "i.idx").string();
-  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  const std::string index = small_index(dir, "i.idx");
   ASSERT_EQ(error_opening(index), "");
 
   // A new file in the folder would be an entry the index knows nothing about.
@@ -594,10 +600,7 @@ TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
 // temporary files) is refused before any table is read, and quickly.
 TEST(ScreenIndexFiles, CraftedIndexesAreRefusedBeforeAnyTableIsRead) {
   ScratchDir dir;
-  fs::create_directories(dir / "cifs");
-  small_database(dir);
-  const std::string good = (dir / "good.idx").string();
-  build_screen_index(CifDatabase({(dir / "cifs").string()}), good);
+  const std::string good = small_index(dir, "good.idx");
   const std::string endless = "WITH RECURSIVE r(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM r) ";
   const std::vector<std::pair<std::string, std::string>> alterations = {
       {"DROP TABLE meta; CREATE VIEW meta(key, value) AS " + endless + "SELECT 'format', n FROM r",
