@@ -175,6 +175,11 @@ TEST(Program, EveryBlockIsSearchedAsItselfWhateverItsNameAndSource) {
     EXPECT_EQ(r.status, 0) << c.sources << ": " << r.err;
     EXPECT_EQ(r.out, c.hits) << c.sources;
   }
+  // Standard input is held to the size of the largest file the reader takes.
+  ProgramRun endless = run_program("search 'carboxylic acid dimer' -", "/dev/zero");
+  EXPECT_EQ(endless.status, 2);
+  EXPECT_NE(endless.err.find("standard input: more than 64 MB of text"), std::string::npos)
+      << endless.err;
   std::filesystem::remove_all(dir);
 }
 
