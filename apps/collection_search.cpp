@@ -35,7 +35,7 @@ public:
       : db_(db), screens_(screens), options_(options), motif_(choice.build()),
         filters_(make_filters(options.filters)) {}
 
-  EntryOutcome run(int index) {
+  EntryOutcome run(int index, CifFileReader& reader) {
     EntryOutcome out;
     try {
       THandle<CrystalStructureDatabaseEntry> entry = db_.entry(index);
@@ -44,7 +44,7 @@ public:
       out.block = entry->block_name();
       if (screens_ && !passes_screens(out))
         return out;
-      THandle<CrystalMaker> crystal = entry->crystal();
+      THandle<CrystalMaker> crystal = entry->crystal(reader);
       if (!screens_ && any(options_.filters) &&
           !entry_screens(*crystal).satisfies(*filters_->bit_screens())) {
         out.status = EntryStatus::Filtered;
@@ -119,23 +119,33 @@ std::vector<EntryOutcome> search_collection(const Database<CrystalStructureDatab
   const int n = db.nentries();
   std::vector<EntryOutcome> outcomes(n);
   std::atomic<int> next{0};
+  std::atomic<bool> failed{false};
   std::mutex error_mutex;
   std::string worker_error;
 
+  // A worker takes a run of entries at a time: the blocks of one gzipped file are read in one
+  // pass through one reader, the other entries one by one.
+  const std::vector<int> runs = run_starts(db);
+  const int nruns = static_cast<int>(runs.size());
   auto work = [&]() {
     try {
       Worker worker(db, screens, motif, options);
-      for (int i = next++; i < n; i = next++) {
-        outcomes[i] = worker.run(i);
-        if (!outcomes[i].matches.empty())
-          ++progress.hits;
-        ++progress.done;
+      for (int r = next++; r < nruns; r = next++) {
+        const int first = runs[static_cast<std::size_t>(r)];
+        CifFileReader reader(db.entry(first)->source_file());
+        for (int i = first; i < db.run_end(first) && !failed; ++i) {
+          outcomes[i] = worker.run(i, reader);
+          if (!outcomes[i].matches.empty())
+            ++progress.hits;
+          ++progress.done;
+        }
       }
     } catch (const std::exception& e) {
       // Building the motif failed: nothing can be searched by this worker.
       std::lock_guard<std::mutex> lock(error_mutex);
       worker_error = e.what();
-      next = n;
+      failed = true;
+      next = nruns;
     }
   };
 

@@ -17,9 +17,11 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -29,6 +31,7 @@
 #include <limits>
 #include <map>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace xtalmotif;
@@ -48,12 +51,27 @@ bool is_screen_index(const std::string& path) {
   return in.gcount() == 16 && std::string(magic, 15) == "SQLite format 3";
 }
 
+// Standard input, up to the size of the largest CIF file the reader takes.
 std::string read_stdin() {
-  return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  std::string text;
+  std::vector<char> buf(std::size_t{1} << 16);
+  for (;;) {
+    std::cin.read(buf.data(), static_cast<std::streamsize>(buf.size()));
+    const auto n = static_cast<std::size_t>(std::cin.gcount());
+    if (n == 0)
+      break;
+    if (text.size() + n > max_cif_text_bytes)
+      throw UsageError("standard input: more than " + std::to_string(max_cif_text_bytes >> 20) +
+                       " MB of text, too large for a crystal structure");
+    text.append(buf.data(), n);
+  }
+  if (std::cin.bad())
+    throw std::runtime_error("standard input: cannot be read");
+  return text;
 }
 
-// The entries to search: the shipped structures, CIF files and folders, one screen index, or a
-// CIF on standard input.
+// The entries to search: the shipped structures, CIF files and folders, one screen index, or CIF
+// text on standard input.
 struct Sources {
   THandle<Database<CrystalStructureDatabaseEntry>> db;
   THandle<AserDatabase> screens;
@@ -80,11 +98,8 @@ Sources open_sources(std::vector<std::string> paths) {
     s.screens = make_handle<AserDatabase>(paths[0]);
     s.db = s.screens;
   } else if (paths.size() == 1 && paths[0] == "-") {
-    std::string text = read_stdin();
-    auto crystal = read_crystal_from_string(text, "<stdin>");
-    auto mem = make_handle<MemoryDatabase>();
-    mem->add(DatabaseEntryIdentifier("stdin"), crystal);
-    s.db = mem;
+    // Every data block of the text is an entry, named as the blocks of a file are.
+    s.db = make_handle<CifTextDatabase>(read_stdin(), "stdin");
   } else {
     for (const auto& p : paths)
       if (p == "-")
@@ -140,16 +155,31 @@ private:
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+// Output that could not be written: nothing the user asked for may be lost in silence.
+class OutputError : public std::runtime_error {
+public:
+  explicit OutputError(const std::string& message) : std::runtime_error(message) {}
+};
+
+// Standard output, flushed: a full disk, a closed stream or /dev/full shows here at the latest.
+void check_standard_output() {
+  errno = 0;
+  std::cout.flush();
+  if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout))
+    throw OutputError(std::string("standard output: cannot be written") +
+                      (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
+}
+
 // "-" writes to standard output; a file is written completely or not at all.
 void write_output(const std::string& path, const std::function<void(std::ostream&)>& writer) {
   if (path == "-") {
     writer(std::cout);
-    std::cout.flush();
+    check_standard_output();
     return;
   }
   std::string error;
   if (!write_file_atomically(path, writer, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
 }
 
 struct SearchCommand {
@@ -178,14 +208,17 @@ void check_output_file(const std::string& path, const std::string& option) {
                      " does not exist");
 }
 
+// The output files a search may write, each with its option; an empty path is not asked for.
+std::vector<std::pair<std::string, std::string>> output_files(const SearchCommand& cmd) {
+  return {{"--save", cmd.save}, {"--save-ids", cmd.save_ids}, {"--json", cmd.json},
+          {"--tsv", cmd.tsv}};
+}
+
 // The outputs of one search: each file named once, at most one stream on standard output.
 void check_outputs(const SearchCommand& cmd) {
   namespace fs = std::filesystem;
   std::vector<std::pair<std::string, std::string>> files; // option, path
-  for (const auto& [option, path] : {std::pair<std::string, std::string>{"--save", cmd.save},
-                                     {"--save-ids", cmd.save_ids},
-                                     {"--json", cmd.json},
-                                     {"--tsv", cmd.tsv}})
+  for (const auto& [option, path] : output_files(cmd))
     if (!path.empty() && path != "-") {
       check_output_file(path, option);
       files.emplace_back(option, path);
@@ -204,6 +237,36 @@ void check_outputs(const SearchCommand& cmd) {
       !fs::is_directory(cmd.export_dir, ec))
     throw UsageError(cmd.export_dir + ": --export needs a folder, and this is a file");
 }
+
+// The files a command reads, by identity (device and inode, links followed), so that no output
+// can overwrite one of them under another name.
+class InputFiles {
+public:
+  void add(const std::string& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode))
+      files_.emplace(std::make_pair(st.st_dev, st.st_ino), path);
+  }
+  /// The CIF files under the sources (folders searched as a database searches them).
+  void add_sources(const std::vector<std::string>& sources) {
+    std::vector<std::string> ignored;
+    for (const auto& f : CifDatabase::list_source_files(sources, ignored))
+      add(f);
+  }
+  /// Refuses an output that names an input file.
+  void check_output(const std::string& path, const std::string& option) const {
+    struct stat st {};
+    if (path.empty() || path == "-" || ::stat(path.c_str(), &st) != 0)
+      return;
+    auto it = files_.find({st.st_dev, st.st_ino});
+    if (it != files_.end())
+      throw UsageError(path + ": " + option + " names an input file (" + it->second +
+                       "), which it would overwrite; give the output another name");
+  }
+
+private:
+  std::map<std::pair<dev_t, ino_t>, std::string> files_;
+};
 
 int run_search(const SearchCommand& cmd) {
   check_outputs(cmd);
@@ -225,6 +288,16 @@ int run_search(const SearchCommand& cmd) {
   } else {
     choice = choose_motif(cmd.motif);
     sources = open_sources(cmd.sources);
+  }
+  {
+    InputFiles inputs;
+    inputs.add(cmd.motif);
+    for (const auto& p : cmd.sources)
+      inputs.add(p);
+    if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
+      inputs.add_sources(files->sources());
+    for (const auto& [option, path] : output_files(cmd))
+      inputs.check_output(path, option);
   }
 
   SearchOptions options;
@@ -276,9 +349,9 @@ int run_search(const SearchCommand& cmd) {
       results.add_motif_match(o.id, m);
   std::string error;
   if (!cmd.save.empty() && !results.save(cmd.save, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
   if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
-    throw std::runtime_error(error);
+    throw OutputError(error);
   // How often the motif forms where it could: hits among the entries that hold every group it
   // needs, with a 95% Wilson interval.
   const auto [low, high] = MotifSearchLibFunctions::wilson_interval(hit_entries, candidates);
@@ -341,6 +414,9 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
       throw UsageError(p + ": no such file or folder");
   check_output_file(out, "--output");
   CifDatabase db(sources);
+  InputFiles inputs;
+  inputs.add_sources(sources);
+  inputs.check_output(out, "--output");
   if (db.nentries() == 0)
     throw UsageError("no CIF data blocks found in the given sources");
   ScreenIndexOptions options;
@@ -494,8 +570,8 @@ int main(int argc, char** argv) {
   search->add_option("SOURCES", cmd.sources,
                      "CIF files (.cif, .cif.gz, any number of data blocks), folders searched "
                      "recursively for them, one screen index made by `xtalmotif index`, or - to "
-                     "read one CIF from standard input; with none, the example structures "
-                     "shipped with xtalmotif");
+                     "read CIF text (any number of data blocks) from standard input; with none, "
+                     "the example structures shipped with xtalmotif");
   auto* limit = search->add_option("--limit", cmd.limit, "keep at most N matches of each structure")
                     ->type_name("N")
                     ->default_val(1)
@@ -630,24 +706,30 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    return app.exit(e) == 0 ? 0 : exit_usage;
+    const int status = app.exit(e) == 0 ? 0 : exit_usage;
+    try {
+      check_standard_output(); // the help text, when it was asked for
+    } catch (const OutputError& o) {
+      std::cerr << "xtalmotif: " << o.what() << '\n';
+      return exit_failure;
+    }
+    return status;
   }
 
   try {
+    int status = 0;
     if (*search)
-      return run_search(cmd);
-    if (*index)
-      return run_index(index_sources, index_out, index_jobs, index_quiet);
-    if (*hbonds)
-      return run_hbonds(hbond_sources, hbond_tsv, std::cout, std::cerr);
-    if (*motifs) {
+      status = run_search(cmd);
+    else if (*index)
+      status = run_index(index_sources, index_out, index_jobs, index_quiet);
+    else if (*hbonds)
+      status = run_hbonds(hbond_sources, hbond_tsv, std::cout, std::cerr);
+    else if (*motifs)
       run_motifs();
-      return 0;
-    }
-    if (*show) {
+    else if (*show)
       run_show(show_name);
-      return 0;
-    }
+    check_standard_output();
+    return status;
   } catch (const UsageError& e) {
     std::cerr << "xtalmotif: " << e.what() << '\n';
     return exit_usage;

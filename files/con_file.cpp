@@ -5,7 +5,9 @@
 #include "kernel/condition.h"
 #include "motif/motif.h"
 
+#include <cmath>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -56,6 +58,33 @@ private:
   std::unordered_map<int, int> index_;
   std::vector<int> parent_;
 };
+
+// The widest offset to the van der Waals radius sum a contact may have, in angstrom: as far as
+// the longest contacts of the ready-made motifs reach. Beyond it a limit is a slip (an angle, an
+// absolute distance in place of an offset, a stray exponent), and would make the search walk an
+// enormous stretch of the crystal.
+constexpr double max_contact_offset = 30.0;
+
+std::string number_text(double v) {
+  std::ostringstream os;
+  os << v;
+  return os.str();
+}
+
+// Why a contact's limits cannot be searched for, or "" when they can.
+std::string contact_limit_problem(const ConContact& c) {
+  const std::vector<double> limits = c.vdw_only() ? std::vector<double>{c.vdw_tolerance()}
+                                                  : std::vector<double>{c.low(), c.high()};
+  for (double v : limits)
+    if (!std::isfinite(v) || std::fabs(v) > max_contact_offset)
+      return "limit " + number_text(v) + " is not an offset from -" +
+             number_text(max_contact_offset) + " to " + number_text(max_contact_offset) +
+             " A to the van der Waals radius sum";
+  if (!c.vdw_only() && !(c.low() < c.high()))
+    return "the range " + number_text(c.low()) + " to " + number_text(c.high()) +
+           " holds no distance";
+  return {};
+}
 
 } // namespace
 
@@ -313,6 +342,11 @@ void ConFile::add_contacts(Motif& motif, const FirstRecords& first) {
                                 std::to_string(c.atom_a()) + " and " +
                                 std::to_string(c.atom_b()) + ": atom " +
                                 std::to_string(number) + " has no atom record");
+    const std::string problem = contact_limit_problem(c);
+    if (!problem.empty())
+      throw std::invalid_argument(where(contact_lines_[k]) + ": contact between atoms " +
+                                  std::to_string(c.atom_a()) + " and " +
+                                  std::to_string(c.atom_b()) + ": " + problem);
     const ConAtom& a = *first.at(c.atom_a());
     const ConAtom& b = *first.at(c.atom_b());
     auto contact = make_handle<MotifContact>(a.residue(), sub_atom_index(c.atom_a()),
@@ -338,6 +372,13 @@ void ConFile::add_angle_constraints(Motif& motif, const FirstRecords& first) {
                                 std::to_string(g.atom_1()) + "-" + std::to_string(g.atom_2()) +
                                 "-" + std::to_string(g.atom_3()) + ": atom " +
                                 std::to_string(number) + " has no atom record");
+    if (!(g.min_angle() >= 0.0 && g.min_angle() <= g.max_angle() && g.max_angle() <= 180.0))
+      throw std::invalid_argument(where(angle_lines_[k]) + ": angle " +
+                                  std::to_string(g.atom_1()) + "-" + std::to_string(g.atom_2()) +
+                                  "-" + std::to_string(g.atom_3()) + ": the range " +
+                                  number_text(g.min_angle()) + " to " +
+                                  number_text(g.max_angle()) +
+                                  " is not one of angles from 0 to 180 degrees");
     const ConAtom& a1 = *first.at(g.atom_1());
     const ConAtom& a2 = *first.at(g.atom_2());
     const ConAtom& a3 = *first.at(g.atom_3());

@@ -31,7 +31,10 @@ class Motif;
 ///   treated as absent (skipped), like any other incomplete line;
 /// - a contact, angle or bond record that names an atom number with no atom record cannot be
 ///   made into a motif: motif() throws (see there) rather than build a query that the search
-///   could not follow.
+///   could not follow;
+/// - so does a contact whose limits are not offsets from -30 to 30 A (an infinity, an angle, an
+///   absolute distance of kilometres) or whose range is empty, and an angle range that is not
+///   one of angles from 0 to 180 degrees.
 class ConFile {
 public:
   /// One angle record: the angle atom_1-atom_2-atom_3 at atom_2 must lie from `min_angle` to
@@ -70,7 +73,8 @@ public:
   /// A new motif with an empty name: one substructure per residue, then the contacts, then the
   /// angle constraints. Throws std::out_of_range when a contact or angle record names an atom
   /// number that has no atom record, and std::invalid_argument when a bond does (or joins an
-  /// atom to itself); the message names the file and line of the record.
+  /// atom to itself) or a contact's or angle's limits cannot be searched for; the message names
+  /// the file and line of the record.
   THandle<Motif> motif();
 
   /// A copy of the first atom record with this number, or a default record (residue -1).

@@ -1,19 +1,24 @@
 #include "kernel/aser_database.h"
 
 #include "kernel/atomic_file.h"
+#include "kernel/content_digest.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <thread>
+#include <tuple>
 
 namespace fs = std::filesystem;
 
@@ -180,9 +185,11 @@ constexpr const char* kFormatName = "xtalmotif screen index";
 
 class Sqlite {
 public:
-  Sqlite(const std::string& path, int flags) : path_(path) {
+  /// Opens `path`, or the URI `open_as` standing for it (errors always name `path`).
+  Sqlite(const std::string& path, int flags, const std::string& open_as = "") : path_(path) {
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
+    int rc = sqlite3_open_v2(open_as.empty() ? path.c_str() : open_as.c_str(), &db, flags,
+                             nullptr);
     db_ = db;
     if (rc != SQLITE_OK) {
       std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
@@ -297,18 +304,13 @@ public:
   void add(long long v) { add(std::to_string(v)); }
   std::string hex() const {
     char buf[17];
-    std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(h_));
+    std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(digest_.value()));
     return buf;
   }
 
 private:
-  void add_raw(const std::string& s) {
-    for (unsigned char c : s) {
-      h_ ^= c;
-      h_ *= 1099511628211ull;
-    }
-  }
-  std::uint64_t h_ = 14695981039346656037ull;
+  void add_raw(const std::string& s) { digest_.add(s.data(), s.size()); }
+  ContentDigest digest_;
 };
 
 struct FileStamp {
@@ -362,8 +364,116 @@ CREATE TABLE files(position INTEGER PRIMARY KEY, path TEXT NOT NULL, size INTEGE
 CREATE TABLE listing_problems(position INTEGER PRIMARY KEY, message TEXT NOT NULL);
 CREATE TABLE entries(position INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE,
                      file TEXT NOT NULL, block TEXT NOT NULL, block_index INTEGER NOT NULL,
+                     block_offset INTEGER NOT NULL, block_length INTEGER NOT NULL,
+                     block_line INTEGER NOT NULL, file_size INTEGER NOT NULL,
+                     block_checksum INTEGER NOT NULL, compressed INTEGER NOT NULL,
                      readable INTEGER NOT NULL, screens BLOB, problem TEXT);
 )sql";
+
+// Where an entry's block lies, as the index stores it: SQLite integers are signed, so sizes and
+// the digest are kept by their bit patterns.
+struct StoredRange {
+  long long offset, length, line, file_size, checksum, compressed;
+
+  explicit StoredRange(const CifBlockRange& r)
+      : offset(static_cast<long long>(r.offset)), length(static_cast<long long>(r.length)),
+        line(r.first_line), file_size(static_cast<long long>(r.file_size)),
+        checksum(static_cast<long long>(r.checksum)), compressed(r.compressed ? 1 : 0) {}
+  StoredRange(long long o, long long n, long long l, long long s, long long c, long long z)
+      : offset(o), length(n), line(l), file_size(s), checksum(c), compressed(z) {}
+
+  // A block read through the index must be the text its screens were computed from. A range
+  // that cannot be one (damaged, or not taken when the index was built) reads nothing.
+  CifBlockRange range() const {
+    CifBlockRange r;
+    if (offset < 0 || length <= 0 || file_size < 0 || line < 1 || line > INT32_MAX)
+      return r;
+    r.offset = static_cast<std::size_t>(offset);
+    r.length = static_cast<std::size_t>(length);
+    r.first_line = static_cast<int>(line);
+    r.file_size = static_cast<std::uintmax_t>(file_size);
+    r.checksum = static_cast<std::uint64_t>(checksum);
+    r.compressed = compressed != 0;
+    r.must_match = true;
+    return r;
+  }
+  void add_to(Checksum& sum) const {
+    for (long long v : {offset, length, line, file_size, checksum, compressed})
+      sum.add(v);
+  }
+};
+
+// The objects of an index, as SQLite lists them: (type, name, table, statement).
+using SchemaObjects = std::set<std::tuple<std::string, std::string, std::string, std::string>>;
+
+SchemaObjects schema_objects(Sqlite& db) {
+  SchemaObjects objects;
+  Statement st(db, "SELECT type, name, tbl_name, sql FROM sqlite_master;");
+  while (st.step())
+    objects.emplace(st.text(0), st.text(1), st.text(2), st.text(3));
+  return objects;
+}
+
+// What an index made by this program holds: the tables of kSchema, each as it was written, and
+// the indexes SQLite makes for their keys. Anything else (a view or trigger that would run when
+// a table is read, an extra column, another table) marks a file this program did not make.
+const SchemaObjects& expected_schema() {
+  static const SchemaObjects expected = [] {
+    Sqlite mem(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    mem.exec(kSchema);
+    return schema_objects(mem);
+  }();
+  return expected;
+}
+
+// The first object by which two schemas differ, for messages: "view meta".
+std::string first_difference(const SchemaObjects& found, const SchemaObjects& expected) {
+  for (const auto& o : found)
+    if (!expected.count(o))
+      return "unexpected " + std::get<0>(o) + " " + std::get<1>(o);
+  for (const auto& o : expected)
+    if (!found.count(o))
+      return "no " + std::get<0>(o) + " " + std::get<1>(o);
+  return {};
+}
+
+// "file:" URI of a path, so that it can be opened with parameters: read-only, and immutable, so
+// that SQLite neither locks it nor looks for journal or log files beside it.
+std::string read_only_uri(const std::string& path) {
+  std::string uri = "file:";
+  for (unsigned char c : absolute_path(path)) {
+    if (c == '%' || c == '?' || c == '#' || c < 0x21 || c >= 0x7f) {
+      char buf[4];
+      std::snprintf(buf, sizeof buf, "%%%02X", c);
+      uri += buf;
+    } else {
+      uri += static_cast<char>(c);
+    }
+  }
+  return uri + "?mode=ro&immutable=1";
+}
+
+// The work SQLite may do reading an index, in steps of 1000 virtual-machine instructions: far
+// more than reading every row of a file of this size needs, far less than a crafted file could
+// ask for.
+struct WorkBudget {
+  long long steps_left;
+  static int spend(void* budget) { return --static_cast<WorkBudget*>(budget)->steps_left < 0; }
+};
+
+// A connection to an index that only reads: no triggers or views ever run, the schema is not
+// trusted to call functions, strings are bounded and the work is budgeted.
+void restrict_connection(Sqlite& db, WorkBudget& budget) {
+  sqlite3* h = db.get();
+  sqlite3_db_config(h, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_limit(h, SQLITE_LIMIT_LENGTH, 1 << 24);
+  sqlite3_limit(h, SQLITE_LIMIT_EXPR_DEPTH, 100);
+  sqlite3_limit(h, SQLITE_LIMIT_COMPOUND_SELECT, 4);
+  sqlite3_progress_handler(h, 1000, &WorkBudget::spend, &budget);
+}
 
 // One computed row of the index.
 struct Row {
@@ -372,10 +482,10 @@ struct Row {
   std::string problem;
 };
 
-Row compute_row(const CifDatabase& db, int i) {
+Row compute_row(const CifDatabase& db, int i, CifFileReader& reader) {
   Row row;
   try {
-    THandle<CrystalMaker> crystal = db.entry(i)->crystal();
+    THandle<CrystalMaker> crystal = db.entry(i)->crystal(reader);
     row.blob = entry_screens(*crystal).to_blob();
     row.readable = true;
   } catch (const std::exception& e) {
@@ -384,10 +494,12 @@ Row compute_row(const CifDatabase& db, int i) {
   return row;
 }
 
-// Computes rows on worker threads and hands them out in database order.
+// Computes rows on worker threads and hands them out in database order. A worker takes a run
+// of entries at a time (the blocks of one gzipped file), read in one pass.
 class RowProducer {
 public:
-  RowProducer(const CifDatabase& db, int threads) : db_(db), rows_(db.nentries()) {
+  RowProducer(const CifDatabase& db, int threads)
+      : db_(db), rows_(db.nentries()), runs_(run_starts(db)) {
     int n = std::max(1, threads);
     for (int t = 0; t < n; ++t)
       workers_.emplace_back([this] { work(); });
@@ -395,7 +507,8 @@ public:
   RowProducer(const RowProducer&) = delete;
   RowProducer& operator=(const RowProducer&) = delete;
   ~RowProducer() {
-    next_.store(static_cast<int>(rows_.size()));
+    stop_ = true;
+    next_.store(static_cast<int>(runs_.size()));
     for (auto& w : workers_)
       w.join();
   }
@@ -411,19 +524,25 @@ public:
 
 private:
   void work() {
-    const int n = static_cast<int>(rows_.size());
-    for (int i = next_++; i < n; i = next_++) {
-      Row r = compute_row(db_, i);
-      {
-        std::lock_guard<std::mutex> lock(mutex_);
-        rows_[static_cast<std::size_t>(i)] = std::move(r);
+    const int nruns = static_cast<int>(runs_.size());
+    for (int run = next_++; run < nruns; run = next_++) {
+      const int first = runs_[static_cast<std::size_t>(run)];
+      CifFileReader reader(db_.locations()[static_cast<std::size_t>(first)].file);
+      for (int i = first; i < db_.run_end(first) && !stop_; ++i) {
+        Row r = compute_row(db_, i, reader);
+        {
+          std::lock_guard<std::mutex> lock(mutex_);
+          rows_[static_cast<std::size_t>(i)] = std::move(r);
+        }
+        ready_.notify_all();
       }
-      ready_.notify_all();
     }
   }
   const CifDatabase& db_;
   std::vector<std::optional<Row>> rows_;
+  std::vector<int> runs_;
   std::atomic<int> next_{0};
+  std::atomic<bool> stop_{false};
   std::mutex mutex_;
   std::condition_variable ready_;
   std::vector<std::thread> workers_;
@@ -475,7 +594,9 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
   }
   {
     Statement ins(out, "INSERT INTO entries(position, identifier, file, block, block_index, "
-                       "readable, screens, problem) VALUES(?, ?, ?, ?, ?, ?, ?, ?);");
+                       "block_offset, block_length, block_line, file_size, block_checksum, "
+                       "compressed, readable, screens, problem) "
+                       "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
     const int n = db.nentries();
     RowProducer producer(db, options.threads);
     for (int i = 0; i < n; ++i) {
@@ -487,13 +608,18 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
       ins.bind(3, file);
       ins.bind(4, loc.block_name);
       ins.bind(5, static_cast<long long>(loc.block_index));
-      ins.bind(6, row.readable ? 1LL : 0LL);
+      const StoredRange stored(loc.range);
+      int column = 6;
+      for (long long v : {stored.offset, stored.length, stored.line, stored.file_size,
+                          stored.checksum, stored.compressed})
+        ins.bind(column++, v);
+      ins.bind(12, row.readable ? 1LL : 0LL);
       if (row.readable) {
-        ins.bind_blob(7, row.blob);
-        ins.bind_null(8);
+        ins.bind_blob(13, row.blob);
+        ins.bind_null(14);
       } else {
-        ins.bind_null(7);
-        ins.bind(8, row.problem);
+        ins.bind_null(13);
+        ins.bind(14, row.problem);
         ++summary.unreadable;
         summary.problems.push_back(row.problem);
       }
@@ -502,6 +628,7 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
       sum.add(file);
       sum.add(loc.block_name);
       sum.add(loc.block_index);
+      stored.add_to(sum);
       sum.add(row.readable ? 1 : 0);
       sum.add(row.readable ? row.blob : row.problem);
       ++summary.entries;
@@ -537,7 +664,8 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
 ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
                                       const ScreenIndexOptions& options) {
   ScreenIndexSummary summary;
-  const std::string temp = temporary_path_beside(index_path);
+  // Built beside the file that will be replaced: a link's target, not the link.
+  const std::string temp = temporary_path_beside(output_target(index_path));
   auto discard = [&temp] {
     std::error_code ec;
     fs::remove(temp, ec);
@@ -564,12 +692,9 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
     discard();
     throw;
   }
-  std::error_code ec;
-  fs::rename(temp, index_path, ec);
-  if (ec) {
-    discard();
-    throw ScreenIndexError(index_path + ": cannot write screen index: " + ec.message());
-  }
+  std::string error;
+  if (!install_output(temp, index_path, &error))
+    throw ScreenIndexError(error);
   return summary;
 }
 
@@ -598,7 +723,9 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     return ScreenIndexError(path + ": screen index is damaged (" + why + "); rebuild it");
   };
   try {
-    Sqlite db(path, SQLITE_OPEN_READONLY);
+    Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
+    WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
+    restrict_connection(db, budget);
     long long app_id = 0, version = 0;
     {
       Statement st(db, "PRAGMA application_id;");
@@ -616,6 +743,10 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       throw StaleScreenIndexError(path + ": screen index has layout version " +
                                   std::to_string(version) + ", this program reads version " +
                                   std::to_string(AserDatabase::schema_version) + "; rebuild it");
+    // Checked before any table is read, since reading a table may run what the file defines.
+    const std::string unexpected = first_difference(schema_objects(db), expected_schema());
+    if (!unexpected.empty())
+      throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
 
     std::map<std::string, std::string> meta;
     {
@@ -658,20 +789,29 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     }
     int rows = 0;
     {
-      Statement st(db, "SELECT identifier, file, block, block_index, readable, screens, problem "
-                       "FROM entries ORDER BY position;");
+      Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
+                       "block_length, block_line, file_size, block_checksum, compressed, "
+                       "readable, screens, problem FROM entries ORDER BY position;");
+      std::set<std::string> identifiers;
       while (st.step()) {
         ++rows;
-        // The index does not keep where a block lies in its file: the file is read whole.
+        const long long block_index = st.integer(3);
+        const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
+                                 st.integer(8), st.integer(9));
+        // Each block is read from its recorded place, and must still be the text it was there.
         CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
-                             static_cast<int>(st.integer(3)), CifBlockRange{}};
-        const bool readable = st.integer(4) != 0;
-        std::string payload = readable ? st.blob(5) : st.text(6);
+                             static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
+                             stored.range()};
+        const bool readable = st.integer(10) != 0;
+        std::string payload = readable ? st.blob(11) : st.text(12);
         sum.add(loc.id.str());
         sum.add(loc.file);
         sum.add(loc.block_name);
-        sum.add(loc.block_index);
+        sum.add(block_index);
+        stored.add_to(sum);
         sum.add(readable ? 1 : 0);
+        if (!identifiers.insert(loc.id.str()).second)
+          throw damaged("entry " + loc.id.str() + " is listed twice");
         sum.add(payload);
         if (readable) {
           try {
@@ -713,6 +853,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       throw ScreenIndexError(path + ": not a screen index (not an SQLite database)");
     if (primary == SQLITE_CORRUPT)
       throw damaged(e.what());
+    if (primary == SQLITE_INTERRUPT)
+      throw damaged("reading it asks for more work than a file of its size can need");
     if (primary == SQLITE_ERROR)
       throw ScreenIndexError(path + ": not a screen index of this program (" + e.what() + ")");
     throw ScreenIndexError(path + ": cannot read screen index: " + e.what());

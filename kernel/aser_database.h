@@ -112,12 +112,13 @@ struct ScreenIndexSummary {
 };
 
 /// Computes every entry's screens once, from its structure, and writes the screen index to
-/// `index_path`: one row per entry with its identifier, file, block and screen bits, an entry that
-/// cannot be read being kept as an unreadable row with the reason. The index also records the
-/// database's sources and each file's size and modification time, so that an index that no
-/// longer describes its files is refused when it is opened. The file is written completely or
-/// not at all (built under a temporary name beside it, then renamed over `index_path`).
-/// Throws ScreenIndexError when it cannot be written.
+/// `index_path`: one row per entry with its identifier, file, block, the block's place and digest,
+/// and screen bits, an entry that cannot be read being kept as an unreadable row with the reason.
+/// The index also records the database's sources and each file's size and modification time, so
+/// that an index that no longer describes its files is refused when it is opened. The file is
+/// written completely or not at all (built under a temporary name beside it, then put in place as
+/// install_output does: renamed over a regular file, copied into a device). Throws
+/// ScreenIndexError when it cannot be written.
 ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
                                       const ScreenIndexOptions& options = {});
 
@@ -145,7 +146,7 @@ public:
   const std::string& index_path() const { return index_path_; }
 
   /// Layout version of the index tables this program reads and writes.
-  static constexpr int schema_version = 1;
+  static constexpr int schema_version = 2;
   /// Version of the screen definitions (bit meanings and entry-side rules); indexes made under
   /// another version are refused, because their bits could disagree with a query's pattern.
   static constexpr int screen_version = 1;

@@ -3,6 +3,7 @@
 #define USE_STD_SNPRINTF
 #include "kernel/cif_reader.h"
 
+#include "kernel/content_digest.h"
 #include "kernel/crystal_builder.h"
 #include "kernel/operator_table.h"
 
@@ -23,49 +24,16 @@
 #include <string_view>
 #include <system_error>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace xtalmotif {
 
 namespace {
 
-// Files larger than this (after decompression) are not small-molecule CIFs.
-constexpr std::size_t kMaxFileBytes = 64u << 20;
-
 // CIF tags and block names are ASCII; the locale-free lowering keeps tag lookups cheap.
 char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-std::string read_whole_file(const std::string& path) {
-  gzFile f = gzopen(path.c_str(), "rb");
-  if (!f)
-    throw CifError(path + ": cannot open file");
-  std::string text;
-  char buf[65536];
-  for (;;) {
-    int n = gzread(f, buf, sizeof buf);
-    if (n < 0) {
-      int err = 0;
-      std::string msg = gzerror(f, &err);
-      gzclose(f);
-      throw CifError(path + ": cannot read file: " + msg);
-    }
-    if (n == 0)
-      break;
-    text.append(buf, static_cast<std::size_t>(n));
-    if (text.size() > kMaxFileBytes) {
-      gzclose(f);
-      throw CifError(path + ": file too large for a crystal structure (over " +
-                     std::to_string(kMaxFileBytes >> 20) + " MB)");
-    }
-  }
-  gzclose(f);
-  return text;
-}
-
-/// One `data_` block of a file as text, with the line it starts on.
-struct BlockText {
-  std::string name;
-  std::size_t begin = 0, end = 0;
-  int first_line = 1;
-};
 
 bool starts_with_ci(const char* p, const char* end, const char* word) {
   for (; *word; ++word, ++p)
@@ -74,56 +42,158 @@ bool starts_with_ci(const char* p, const char* end, const char* word) {
   return true;
 }
 
-// Splits at `data_` lines (column 0, outside semicolon text fields), so that each block can be
-// parsed on its own and a syntax error stays inside the block that has it.
-std::vector<BlockText> split_blocks(const std::string& text) {
-  std::vector<BlockText> blocks;
-  const char* s = text.data();
-  const std::size_t n = text.size();
-  bool in_text_field = false;
-  int line = 1;
-  std::size_t pos = 0;
-  // A byte-order mark written by some editors before the first line.
-  if (n >= 3 && text.compare(0, 3, "\xEF\xBB\xBF") == 0)
-    pos = 3;
-  while (pos < n) {
-    std::size_t eol = text.find('\n', pos);
-    if (eol == std::string::npos)
-      eol = n;
-    if (s[pos] == ';') {
-      in_text_field = !in_text_field;
-    } else if (!in_text_field && starts_with_ci(s + pos, s + eol, "data_")) {
-      if (!blocks.empty())
-        blocks.back().end = pos;
-      BlockText b;
-      std::size_t q = pos + 5;
-      while (q < eol && !std::isspace(static_cast<unsigned char>(s[q])))
-        ++q;
-      b.name = text.substr(pos + 5, q - pos - 5);
-      b.begin = pos;
-      b.first_line = line;
-      blocks.push_back(b);
-    }
-    pos = eol + 1;
-    ++line;
-  }
-  if (!blocks.empty())
-    blocks.back().end = n;
-  return blocks;
+std::string too_large(const std::string& source) {
+  return source + ": file too large for a crystal structure (over " +
+         std::to_string(max_cif_text_bytes >> 20) + " MB)";
 }
 
-bool has_atom_site_coordinates(const std::string& text, const BlockText& b) {
-  static const char* tags[] = {"_atom_site_fract_x", "_atom_site.fract_x"};
-  const char* s = text.data() + b.begin;
-  const char* e = text.data() + b.end;
-  for (const char* p = s; p + 18 <= e; ++p) {
-    if (*p != '_')
-      continue;
-    for (const char* t : tags)
-      if (starts_with_ci(p, e, t))
-        return true;
+/// One `data_` block of a text, with the line it starts on, whether it holds atom coordinates
+/// and the digest of its text.
+struct BlockText {
+  std::string name;
+  std::size_t begin = 0, end = 0;
+  int first_line = 1;
+  bool has_atom_sites = false;
+  ContentDigest digest;
+};
+
+/// Splits text at `data_` lines (column 0, outside semicolon text fields), so that each block can
+/// be parsed on its own and a syntax error stays inside the block that has it. The text is fed in
+/// pieces of any size as it is read or decompressed; only an unfinished line is kept between
+/// pieces, so the whole text is never held.
+class BlockSplitter {
+public:
+  explicit BlockSplitter(std::string source) : source_(std::move(source)) {}
+
+  void feed(const char* data, std::size_t n) {
+    const char* end = data + n;
+    if (!pending_.empty()) {
+      const char* eol = static_cast<const char*>(std::memchr(data, '\n', n));
+      const char* upto = eol ? eol + 1 : end;
+      pending_.append(data, static_cast<std::size_t>(upto - data));
+      if (!eol)
+        return;
+      line(pending_.data(), pending_.size());
+      pending_.clear();
+      data = upto;
+    }
+    while (data < end) {
+      const char* eol =
+          static_cast<const char*>(std::memchr(data, '\n', static_cast<std::size_t>(end - data)));
+      if (!eol) {
+        pending_.assign(data, end);
+        return;
+      }
+      line(data, static_cast<std::size_t>(eol + 1 - data));
+      data = eol + 1;
+    }
   }
-  return false;
+
+  /// The blocks, once the whole text has been fed.
+  std::vector<BlockText> finish() {
+    if (!pending_.empty())
+      line(pending_.data(), pending_.size());
+    pending_.clear();
+    if (!blocks_.empty())
+      blocks_.back().end = offset_;
+    return std::move(blocks_);
+  }
+
+private:
+  // One line, its newline included (the last line of a text may have none).
+  void line(const char* s, std::size_t n) {
+    const char* end = s + n;
+    const char* start = s;
+    // A byte-order mark written by some editors before the first line.
+    if (offset_ == 0 && n >= 3 && std::memcmp(s, "\xEF\xBB\xBF", 3) == 0)
+      start += 3;
+    if (start < end && *start == ';') {
+      in_text_field_ = !in_text_field_;
+    } else if (!in_text_field_ && starts_with_ci(start, end, "data_")) {
+      if (static_cast<int>(blocks_.size()) >= max_cif_blocks_per_file)
+        throw CifError(source_ + ": more than " + std::to_string(max_cif_blocks_per_file) +
+                       " data blocks in one file");
+      if (!blocks_.empty())
+        blocks_.back().end = offset_;
+      BlockText b;
+      const char* q = start + 5;
+      while (q < end && !std::isspace(static_cast<unsigned char>(*q)))
+        ++q;
+      b.name.assign(start + 5, q);
+      b.begin = static_cast<std::size_t>(start - s) + offset_;
+      b.first_line = line_number_;
+      blocks_.push_back(std::move(b));
+    }
+    if (!blocks_.empty()) {
+      BlockText& b = blocks_.back();
+      // The block's own text starts at its `data_` line, after any byte-order mark.
+      const char* from = offset_ < b.begin ? s + (b.begin - offset_) : s;
+      b.digest.add(from, static_cast<std::size_t>(end - from));
+      if (!b.has_atom_sites)
+        b.has_atom_sites = has_atom_site_tag(from, end);
+    }
+    offset_ += n;
+    ++line_number_;
+  }
+
+  // Whether a line holds the fractional x coordinate tag of the atom sites in either spelling;
+  // found by a text scan, without parsing.
+  static bool has_atom_site_tag(const char* s, const char* e) {
+    static const char* tags[] = {"_atom_site_fract_x", "_atom_site.fract_x"};
+    for (const char* p = s; p + 18 <= e; ++p) {
+      if (*p != '_')
+        continue;
+      for (const char* t : tags)
+        if (starts_with_ci(p, e, t))
+          return true;
+    }
+    return false;
+  }
+
+  std::string source_;
+  std::string pending_;
+  std::vector<BlockText> blocks_;
+  std::size_t offset_ = 0;
+  int line_number_ = 1;
+  bool in_text_field_ = false;
+};
+
+std::vector<BlockText> split_blocks(const std::string& text, const std::string& source) {
+  BlockSplitter splitter(source);
+  splitter.feed(text.data(), text.size());
+  return splitter.finish();
+}
+
+// Calls `take(data, n)` with the file's text (decompressed when gzipped), piece by piece; throws
+// CifError when the file cannot be read or its text is over the limit. Returns whether the file
+// was gzipped.
+template <class Take> bool read_file_in_pieces(const std::string& path, Take take) {
+  gzFile f = gzopen(path.c_str(), "rb");
+  if (!f)
+    throw CifError(path + ": cannot open file");
+  std::unique_ptr<gzFile_s, int (*)(gzFile)> closer(f, gzclose);
+  std::vector<char> buf(std::size_t{1} << 16);
+  std::size_t total = 0;
+  for (;;) {
+    int n = gzread(f, buf.data(), static_cast<unsigned>(buf.size()));
+    if (n < 0) {
+      int err = 0;
+      throw CifError(path + ": cannot read file: " + gzerror(f, &err));
+    }
+    if (n == 0)
+      break;
+    total += static_cast<std::size_t>(n);
+    if (total > max_cif_text_bytes)
+      throw CifError(too_large(path));
+    take(buf.data(), static_cast<std::size_t>(n));
+  }
+  return gzdirect(f) == 0;
+}
+
+std::string read_whole_file(const std::string& path) {
+  std::string text;
+  read_file_in_pieces(path, [&text](const char* s, std::size_t n) { text.append(s, n); });
+  return text;
 }
 
 std::string lower(std::string s) {
@@ -542,6 +612,10 @@ void read_cell(const BlockValues& v, CrystalDescription& d, const std::string& w
       }
       throw CifError(where + (raw.empty() ? name + " missing" : name + " is not a number: " + raw));
     }
+    // The largest unit cells known, of virus crystals, are a few thousand angstrom long; a
+    // longer axis is a slip (a stray exponent) that would only overflow the geometry.
+    if (k < 3 && x > 1e5)
+      throw CifError(where + name + " of " + raw + " A is longer than any crystal's cell");
     d.cell[k] = x;
   }
 }
@@ -717,121 +791,119 @@ THandle<CrystalMaker> build_block(const std::string& text, const BlockText& chos
   return CrystalBuilder().build(d);
 }
 
-THandle<CrystalMaker> read_from_text(const std::string& text, const std::string& source,
-                                     const std::string& block_name) {
-  std::vector<BlockText> blocks = split_blocks(text);
+// The block a reader asks for among the blocks of a whole text: by position when the block there
+// still has the name (two blocks of one file may share a name), else the first of that name,
+// else the first of that name in another case; with no name, the first block with atom sites.
+const BlockText& choose_block(const std::vector<BlockText>& blocks, const std::string& source,
+                              const std::string& block_name, int block_index) {
   if (blocks.empty())
     throw CifError(source + ": no data block (no data_ line) found");
-  const BlockText* chosen = nullptr;
   if (block_name.empty()) {
     for (const BlockText& b : blocks)
-      if (has_atom_site_coordinates(text, b)) {
-        chosen = &b;
-        break;
-      }
+      if (b.has_atom_sites)
+        return b;
     // None has atom sites: the first block reports what it lacks, under its own name.
-    if (!chosen)
-      chosen = &blocks.front();
-  } else {
-    for (const BlockText& b : blocks)
-      if (b.name == block_name) {
-        chosen = &b;
-        break;
-      }
-    if (!chosen)
-      for (const BlockText& b : blocks)
-        if (lower(b.name) == lower(block_name)) {
-          chosen = &b;
-          break;
-        }
-    if (!chosen)
-      throw CifError(source + ": block " + block_name + ": no such data block");
+    return blocks.front();
   }
-  return build_block(text, *chosen, source);
+  if (block_index >= 0 && static_cast<std::size_t>(block_index) < blocks.size() &&
+      blocks[static_cast<std::size_t>(block_index)].name == block_name)
+    return blocks[static_cast<std::size_t>(block_index)];
+  for (const BlockText& b : blocks)
+    if (b.name == block_name)
+      return b;
+  for (const BlockText& b : blocks)
+    if (lower(b.name) == lower(block_name))
+      return b;
+  throw CifError(source + ": block " + block_name + ": no such data block");
 }
 
-// The text of one block read from its place in the file, with a few bytes beyond it; false
-// when the file is not as it was when the range was taken (another size, or no `data_` line
-// with the block's name at the start of the range).
-bool read_block_text(const std::string& path, const std::string& name, const CifBlockRange& r,
-                     std::string* text) {
-  if (r.length < 5 + name.size() || r.length > kMaxFileBytes)
-    return false;
-  // The next block's `data_` line, or the end of the file, must follow the range.
-  const std::size_t want = r.length + 5;
-  text->assign(want, '\0');
-  std::size_t got = 0;
-  unsigned char magic[2] = {0, 0};
-  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-    // The size of the file as it is now, asked of the open file.
-    long size = -1;
-    if (std::fseek(f, 0, SEEK_END) == 0)
-      size = std::ftell(f);
-    if (size < 0 || static_cast<std::uintmax_t>(size) != r.file_size ||
-        std::fseek(f, 0, SEEK_SET) != 0) {
-      std::fclose(f);
-      return false;
-    }
-    const bool gzipped = std::fread(magic, 1, 2, f) == 2 && magic[0] == 0x1f && magic[1] == 0x8b;
-    if (!gzipped && std::fseek(f, static_cast<long>(r.offset), SEEK_SET) == 0)
-      got = std::fread(&(*text)[0], 1, want, f);
-    std::fclose(f);
-    if (gzipped) {
-      // A compressed file is decompressed up to the block; only its text is kept.
-      gzFile g = gzopen(path.c_str(), "rb");
-      if (!g)
-        return false;
-      if (gzseek(g, static_cast<z_off_t>(r.offset), SEEK_SET) == static_cast<z_off_t>(r.offset)) {
-        int n = gzread(g, &(*text)[0], static_cast<unsigned>(want));
-        got = n > 0 ? static_cast<std::size_t>(n) : 0;
-      }
-      gzclose(g);
-    }
-  }
+THandle<CrystalMaker> read_from_text(const std::string& text, const std::string& source,
+                                     const std::string& block_name, int block_index = -1) {
+  std::vector<BlockText> blocks = split_blocks(text, source);
+  return build_block(text, choose_block(blocks, source, block_name, block_index), source);
+}
+
+// Whether `text` (read from a block's range, with up to five bytes beyond it) is the block the
+// range describes: its `data_` line names the block, the next block's `data_` line or the end of
+// the text follows the range, and the digest, when one was taken, is the same.
+bool is_listed_block(std::string& text, std::size_t got, const std::string& name,
+                     const CifBlockRange& r) {
   if (got < r.length)
     return false;
-  const char* s = text->data();
-  if (!starts_with_ci(s, s + r.length, "data_") || text->compare(5, name.size(), name) != 0 ||
+  const char* s = text.data();
+  if (!starts_with_ci(s, s + r.length, "data_") || text.compare(5, name.size(), name) != 0 ||
       (r.length > 5 + name.size() && !std::isspace(static_cast<unsigned char>(s[5 + name.size()]))))
     return false;
   if (got > r.length && !starts_with_ci(s + r.length, s + got, "data_"))
     return false;
-  text->resize(r.length);
-  return true;
+  text.resize(r.length);
+  if (r.checksum == 0)
+    return true;
+  ContentDigest digest;
+  digest.add(text.data(), text.size());
+  return digest.value() == r.checksum;
 }
 
-} // namespace
+BlockText whole_block(const std::string& text, const std::string& name, int first_line) {
+  BlockText b;
+  b.name = name;
+  b.end = text.size();
+  b.first_line = first_line;
+  return b;
+}
 
-std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
-  const std::string text = read_whole_file(path);
-  std::vector<BlockText> blocks = split_blocks(text);
+std::vector<CifBlockInfo> block_infos(const std::vector<BlockText>& blocks,
+                                      const std::string& source, std::uintmax_t size,
+                                      bool compressed) {
   if (blocks.empty())
-    throw CifError(path + ": no data block (no data_ line) found");
-  std::error_code ec;
-  const std::uintmax_t size = std::filesystem::file_size(path, ec);
+    throw CifError(source + ": no data block (no data_ line) found");
   std::vector<CifBlockInfo> out;
   out.reserve(blocks.size());
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     CifBlockInfo info;
-    info.file = path;
+    info.file = source;
     info.block_name = blocks[i].name;
     info.index = static_cast<int>(i);
-    info.has_atom_sites = has_atom_site_coordinates(text, blocks[i]);
-    if (!ec) {
-      info.range.offset = blocks[i].begin;
-      info.range.length = blocks[i].end - blocks[i].begin;
-      info.range.first_line = blocks[i].first_line;
-      info.range.file_size = size;
-    }
+    info.has_atom_sites = blocks[i].has_atom_sites;
+    info.range.offset = blocks[i].begin;
+    info.range.length = blocks[i].end - blocks[i].begin;
+    info.range.first_line = blocks[i].first_line;
+    info.range.file_size = size;
+    info.range.checksum = blocks[i].digest.value();
+    info.range.compressed = compressed;
     out.push_back(std::move(info));
   }
   return out;
 }
 
+} // namespace
+
+std::vector<CifBlockInfo> list_cif_blocks(const std::string& path) {
+  BlockSplitter splitter(path);
+  const bool compressed = read_file_in_pieces(
+      path, [&splitter](const char* s, std::size_t n) { splitter.feed(s, n); });
+  std::vector<BlockText> blocks = splitter.finish();
+  std::error_code ec;
+  const std::uintmax_t size = std::filesystem::file_size(path, ec);
+  std::vector<CifBlockInfo> out = block_infos(blocks, path, ec ? 0 : size, compressed);
+  // Without the file's size no range can be trusted later: every block is then read whole.
+  if (ec)
+    for (CifBlockInfo& info : out)
+      info.range = CifBlockRange{};
+  return out;
+}
+
+std::vector<CifBlockInfo> list_cif_blocks_in_string(const std::string& cif_text,
+                                                    const std::string& source_name) {
+  if (cif_text.size() > max_cif_text_bytes)
+    throw CifError(too_large(source_name));
+  return block_infos(split_blocks(cif_text, source_name), source_name, cif_text.size(), false);
+}
+
 int parse_cif_blocks(const std::string& path) {
   const std::string text = read_whole_file(path);
   int parsed = 0;
-  for (const BlockText& b : split_blocks(text)) {
+  for (const BlockText& b : split_blocks(text, path)) {
     parse_block(text, b, path);
     ++parsed;
   }
@@ -842,23 +914,115 @@ THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& b
   return read_from_text(read_whole_file(path), path, block_name);
 }
 
+// The open file of a reader: one decompressing stream, moved forward from block to block. The
+// few bytes read beyond a block (to see the next block's `data_` line) are kept, so that the
+// next block continues the stream instead of stepping back, which would decompress the file
+// again from its start.
+struct CifFileReader::Stream {
+  gzFile file = nullptr;
+  std::uintmax_t size = 0;
+  std::size_t position = 0; // of the next byte the stream gives
+  std::string ahead;        // bytes already read, ending at `position`
+
+  ~Stream() {
+    if (file)
+      gzclose(file);
+  }
+
+  // Reads `want` bytes from `offset` into `text` (fewer at the end of the file); keeps those
+  // beyond `keep_from` as the bytes read ahead. Returns the number of bytes read.
+  std::size_t read(std::size_t offset, std::size_t want, std::size_t keep_from, std::string& text) {
+    text.clear();
+    const std::size_t ahead_at = position - ahead.size();
+    if (!ahead.empty() && offset >= ahead_at && offset < position) {
+      text.assign(ahead, offset - ahead_at, std::min(want, position - offset));
+    } else if (offset != position) {
+      const auto target = static_cast<z_off_t>(offset);
+      if (gzseek(file, target, SEEK_SET) != target) {
+        gzclearerr(file);
+        position = static_cast<std::size_t>(std::max<z_off_t>(gztell(file), 0));
+        ahead.clear();
+        return 0;
+      }
+      position = offset;
+    }
+    const std::size_t have = text.size();
+    text.resize(want);
+    if (want > have) {
+      const int n = gzread(file, &text[have], static_cast<unsigned>(want - have));
+      if (n < 0)
+        gzclearerr(file);
+      position += n > 0 ? static_cast<std::size_t>(n) : 0;
+      text.resize(have + (n > 0 ? static_cast<std::size_t>(n) : 0));
+    }
+    // Bytes read ahead always end where the stream stands.
+    if (offset + text.size() == position)
+      ahead = text.size() > keep_from ? text.substr(keep_from) : std::string();
+    return text.size();
+  }
+};
+
+CifFileReader::CifFileReader(std::string path) : path_(std::move(path)) {}
+
+CifFileReader::~CifFileReader() = default;
+
+THandle<CrystalMaker> CifFileReader::read(const std::string& block_name, int block_index,
+                                          const CifBlockRange& range) {
+  std::string text;
+  if (!block_name.empty() && range.length >= 5 + block_name.size() &&
+      range.length <= max_cif_text_bytes) {
+    if (!stream_) {
+      // The size is asked of the open file, so that it is the size of the file read.
+      const int fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+      struct stat st {};
+      if (fd >= 0 && ::fstat(fd, &st) == 0) {
+        auto stream = std::make_unique<Stream>();
+        stream->size = static_cast<std::uintmax_t>(st.st_size);
+        stream->file = gzdopen(fd, "rb");
+        if (stream->file)
+          stream_ = std::move(stream);
+        else
+          ::close(fd);
+      } else if (fd >= 0) {
+        ::close(fd);
+      }
+    }
+    // The next block's `data_` line, or the end of the file, must follow the range.
+    std::size_t got = 0;
+    if (stream_ && stream_->size == range.file_size)
+      got = stream_->read(range.offset, range.length + 5, range.length, text);
+    if (is_listed_block(text, got, block_name, range))
+      return build_block(text, whole_block(text, block_name, range.first_line), path_);
+  }
+  if (range.must_match)
+    throw CifError(path_ + ": block " + block_name +
+                   ": the file has changed since it was indexed; rebuild the screen index");
+  return read_from_text(read_whole_file(path_), path_, block_name, block_index);
+}
+
 THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name,
                                    const CifBlockRange& range) {
-  std::string text;
-  if (!block_name.empty() && read_block_text(path, block_name, range, &text)) {
-    BlockText b;
-    b.name = block_name;
-    b.end = text.size();
-    b.first_line = range.first_line;
-    return build_block(text, b, path);
-  }
-  return read_crystal(path, block_name);
+  return CifFileReader(path).read(block_name, -1, range);
 }
 
 THandle<CrystalMaker> read_crystal_from_string(const std::string& cif_text,
                                                const std::string& source_name,
                                                const std::string& block_name) {
+  if (cif_text.size() > max_cif_text_bytes)
+    throw CifError(too_large(source_name));
   return read_from_text(cif_text, source_name, block_name);
+}
+
+THandle<CrystalMaker> read_crystal_from_string(const std::string& cif_text,
+                                               const CifBlockInfo& block) {
+  const CifBlockRange& r = block.range;
+  if (!block.block_name.empty() && r.length >= 5 + block.block_name.size() &&
+      r.offset <= cif_text.size() && r.length <= cif_text.size() - r.offset) {
+    std::string text = cif_text.substr(r.offset, r.length + 5);
+    if (is_listed_block(text, text.size(), block.block_name, r))
+      return build_block(text, whole_block(text, block.block_name, r.first_line), block.file);
+  }
+  return read_from_text(cif_text, block.file, block.block_name, block.index);
 }
 
 } // namespace xtalmotif

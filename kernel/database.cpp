@@ -33,6 +33,15 @@ CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdenti
     : id_(std::move(id)), file_(std::move(file)), block_(std::move(block_name)),
       block_index_(block_index), range_(range) {}
 
+CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(
+    DatabaseEntryIdentifier id, std::shared_ptr<const std::string> text, const CifBlockInfo& block)
+    : id_(std::move(id)), file_(block.file), block_(block.block_name), block_index_(block.index),
+      range_(block.range), text_(std::move(text)) {
+  if (!text_)
+    throw std::invalid_argument("CrystalStructureDatabaseEntry: entry " + id_.str() +
+                                " has no text");
+}
+
 CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
                                                              THandle<CrystalMaker> crystal)
     : id_(std::move(id)), held_(std::move(crystal)) {
@@ -42,10 +51,31 @@ CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdenti
 }
 
 THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
+  if (held_ || text_)
+    return crystal_from(nullptr);
+  CifFileReader reader(file_);
+  return crystal_from(&reader);
+}
+
+THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal(CifFileReader& reader) const {
+  if (held_ || text_ || reader.path() != file_)
+    return crystal();
+  return crystal_from(&reader);
+}
+
+THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal_from(CifFileReader* reader) const {
   if (held_)
     return copy_crystal(*held_);
   try {
-    return read_crystal(file_, block_, range_);
+    if (text_) {
+      CifBlockInfo block;
+      block.file = file_;
+      block.block_name = block_;
+      block.index = block_index_;
+      block.range = range_;
+      return read_crystal_from_string(*text_, block);
+    }
+    return reader->read(block_, block_index_, range_);
   } catch (const CifError&) {
     throw;
   } catch (const std::bad_alloc&) {
@@ -252,6 +282,22 @@ void CifDatabase::index_identifiers() {
     if (!by_id_.emplace(locations_[i].id.str(), static_cast<int>(i)).second)
       throw std::invalid_argument("CifDatabase: identifier " + locations_[i].id.str() +
                                   " is used by more than one entry");
+  // Runs of consecutive blocks of one gzipped file, read through one reader in a single pass.
+  const int n = nentries();
+  run_end_.assign(locations_.size(), 0);
+  for (int i = n - 1; i >= 0; --i) {
+    const CifEntryLocation& loc = locations_[static_cast<std::size_t>(i)];
+    const bool continued = i + 1 < n && loc.range.compressed &&
+                           locations_[static_cast<std::size_t>(i) + 1].file == loc.file;
+    run_end_[static_cast<std::size_t>(i)] =
+        continued ? run_end_[static_cast<std::size_t>(i) + 1] : i + 1;
+  }
+}
+
+int CifDatabase::run_end(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  return run_end_[static_cast<std::size_t>(i)];
 }
 
 THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(int i) const {
@@ -274,6 +320,52 @@ bool CifDatabase::contains(const DatabaseEntryIdentifier& id) const { return ind
 int CifDatabase::index_of(const DatabaseEntryIdentifier& id) const {
   auto it = by_id_.find(id.str());
   return it == by_id_.end() ? -1 : it->second;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CIF text in memory
+
+CifTextDatabase::CifTextDatabase(std::string text, const std::string& source_name)
+    : text_(std::make_shared<const std::string>(std::move(text))) {
+  std::vector<CifBlockInfo> blocks;
+  try {
+    blocks = list_cif_blocks_in_string(*text_, source_name);
+  } catch (const CifError& e) {
+    problems_.push_back(e.what());
+    return;
+  }
+  std::vector<CifEntryLocation> locations;
+  for (auto& b : blocks)
+    if (b.has_atom_sites) {
+      locations.push_back({DatabaseEntryIdentifier(), b.file, b.block_name, b.index, b.range});
+      blocks_.push_back(std::move(b));
+    }
+  if (blocks_.empty())
+    problems_.push_back(source_name + ": no data block with atom sites");
+  assign_identifiers(locations);
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    ids_.push_back(locations[i].id);
+    by_id_.emplace(locations[i].id.str(), static_cast<int>(i));
+  }
+}
+
+THandle<CrystalStructureDatabaseEntry> CifTextDatabase::entry(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  const auto k = static_cast<std::size_t>(i);
+  return make_handle<CrystalStructureDatabaseEntry>(ids_[k], text_, blocks_[k]);
+}
+
+THandle<CrystalStructureDatabaseEntry>
+CifTextDatabase::entry(const DatabaseEntryIdentifier& id) const {
+  auto it = by_id_.find(id.str());
+  if (it == by_id_.end())
+    throw std::out_of_range("database has no entry " + id.str());
+  return entry(it->second);
+}
+
+bool CifTextDatabase::contains(const DatabaseEntryIdentifier& id) const {
+  return by_id_.count(id.str()) > 0;
 }
 
 // ---------------------------------------------------------------------------------------------

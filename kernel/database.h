@@ -5,8 +5,10 @@
 #include "kernel/crystal_maker.h"
 #include "kernel/handle.h"
 
+#include <algorithm>
 #include <functional>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -53,9 +55,9 @@ private:
 /// Writes the identifier's text.
 std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id);
 
-/// One crystal structure of a database. It either points at a data block of a CIF file, read
-/// afresh each time the structure is asked for, or holds a structure made in memory, handed out
-/// as a fresh deep copy each time.
+/// One crystal structure of a database. It either points at a data block of a CIF file (or of
+/// CIF text held in memory), read afresh each time the structure is asked for, or holds a
+/// structure made in memory, handed out as a fresh deep copy each time.
 class CrystalStructureDatabaseEntry {
 public:
   /// An entry for data block `block_name` (position `block_index` in its file) of `file`;
@@ -63,6 +65,10 @@ public:
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, std::string file,
                                 std::string block_name, int block_index = 0,
                                 CifBlockRange range = {});
+  /// An entry for a listed block of CIF text held in memory (shared with the other entries of
+  /// that text); the block's `file` names the text in messages.
+  CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
+                                std::shared_ptr<const std::string> text, const CifBlockInfo& block);
   /// An entry for a structure that already exists in memory.
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, THandle<CrystalMaker> crystal);
 
@@ -71,6 +77,9 @@ public:
   /// drop atoms) freely. Throws CifError naming the file, the block and the reason when the
   /// block cannot be read.
   THandle<CrystalMaker> crystal() const;
+  /// The same, read through `reader` when it reads this entry's file: entries of one file read
+  /// in file order through one reader share one pass over it.
+  THandle<CrystalMaker> crystal(CifFileReader& reader) const;
 
   /// The CIF file the entry comes from; empty for an entry made in memory.
   const std::string& source_file() const { return file_; }
@@ -80,11 +89,14 @@ public:
   int block_index() const { return block_index_; }
 
 private:
+  THandle<CrystalMaker> crystal_from(CifFileReader* reader) const;
+
   DatabaseEntryIdentifier id_;
   std::string file_;
   std::string block_;
   int block_index_ = 0;
   CifBlockRange range_;
+  std::shared_ptr<const std::string> text_;
   THandle<CrystalMaker> held_;
 };
 
@@ -104,7 +116,20 @@ public:
   /// Problems met while opening the database (files that could not be listed, entries known to be
   /// unreadable), one message per problem naming the file; the entries concerned are left out.
   virtual std::vector<std::string> problems() const { return {}; }
+  /// The end of the run of entries starting at entry `i` that are best read one after the other
+  /// through one CifFileReader (the blocks of one gzipped file, which would otherwise be
+  /// decompressed from its start for each); i + 1 for an entry best read on its own.
+  virtual int run_end(int i) const { return i + 1; }
 };
+
+/// The first entry of every run of entries best read together (Database::run_end), in database
+/// order: the units of work of a reader that visits every entry.
+template <class E> std::vector<int> run_starts(const Database<E>& db) {
+  std::vector<int> starts;
+  for (int i = 0; i < db.nentries(); i = std::max(i + 1, db.run_end(i)))
+    starts.push_back(i);
+  return starts;
+}
 
 /// Where a CIF database entry lives: its identifier, file, data block name and block position.
 struct CifEntryLocation {
@@ -149,6 +174,7 @@ public:
   THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
   bool contains(const DatabaseEntryIdentifier& id) const override;
   std::vector<std::string> problems() const override { return problems_; }
+  int run_end(int i) const override;
 
   /// Position of the entry with this identifier, or -1.
   int index_of(const DatabaseEntryIdentifier& id) const;
@@ -172,6 +198,29 @@ private:
   std::vector<CifEntryLocation> locations_;
   std::vector<std::string> problems_;
   std::unordered_map<std::string, int> by_id_;
+  std::vector<int> run_end_; // parallel to locations_
+};
+
+/// A database of the data blocks of CIF text held in memory, such as a structure file piped to
+/// standard input: one entry per block with atom sites, named as CifDatabase names the blocks of
+/// one file, the text standing for a file called `source_name`. A text with no block of atom
+/// sites, or one that cannot be listed, gives no entry and a problem saying why.
+class CifTextDatabase : public Database<CrystalStructureDatabaseEntry> {
+public:
+  CifTextDatabase(std::string text, const std::string& source_name);
+
+  int nentries() const override { return static_cast<int>(blocks_.size()); }
+  THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
+  THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
+  bool contains(const DatabaseEntryIdentifier& id) const override;
+  std::vector<std::string> problems() const override { return problems_; }
+
+private:
+  std::shared_ptr<const std::string> text_;
+  std::vector<CifBlockInfo> blocks_;
+  std::vector<DatabaseEntryIdentifier> ids_; // parallel to blocks_
+  std::unordered_map<std::string, int> by_id_;
+  std::vector<std::string> problems_;
 };
 
 /// A database of structures held in memory, in the order they were added; for callers that build

@@ -132,6 +132,8 @@ public:
   /// Re-derives, for every contact, the criterion's two element sets (atomic numbers) from the
   /// query atoms at its two ends, so that candidate partner atoms are rejected cheaply.
   void set_contact_elements();
+  /// The same for one contact, which need not be one of the motif's yet.
+  void set_contact_elements(MotifContact& contact) const;
   /// Lets every query bond match any bond type (useful where bond orders are unreliable).
   void remove_bondtype_info();
   /// Sorts the contacts with CompareContacts. Contacts are renumbered; constraints naming

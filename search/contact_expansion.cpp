@@ -1,9 +1,11 @@
 #include "kernel/checked_index.h"
 #include "kernel/element.h"
 #include "search/contact_bread_crum.h"
+#include "search/environment_grid.h"
 #include "search/motif_search.h"
 
 #include <cmath>
+#include <stdexcept>
 
 namespace xtalmotif {
 
@@ -100,30 +102,52 @@ THandle<AtomAddressList> MotifSearch::find_contacts(const Point& p,
       }
     }
   } else {
-    std::vector<Translation> translations;
-    for (std::size_t k = 0; k < copies.size(); ++k) {
-      const int copy = static_cast<int>(k);
-      const int m = resource_->nmol_in_cm(copy);
-      THandle<Molecule> molecule = crystal_->molecule(m);
-      if (!target->is_target_size_allowed(molecule))
-        continue;
-      const std::vector<Point>& points = *copies[k];
-      for (std::size_t i = 0; i < points.size(); ++i) {
-        const int atom = static_cast<int>(i);
-        if (!query_atom->matches(*molecule, atom))
-          continue;
-        const double r_to = Element::vdw_radii_[molecule->atom(atom)->element().code()];
-        translations.clear();
-        find_translations(translations, p, points[i], ea, eb, ec);
-        for (const Translation& t : translations) {
-          const double d2 = sqrdistance(origin, orth * (points[i] + t.as_point()));
-          if (!contact->test_contact_distance(d2, r_from, r_to))
-            continue;
-          auto partner = make_handle<AtomAddress>(copy, m, atom, make_handle<Translation>(t));
-          if (type_allows(type, partner->is_in_same_mol_as(*from)))
-            partners->push_back(partner);
-        }
+    // Only the atoms within reach are visited, through the grid of the environment, in the
+    // order of a scan of every copy, atom and translation. The box of translations such a scan
+    // would try (see find_translations) still bounds what is found, so that the partners are
+    // exactly those the scan would find.
+    if (!grid_ || grid_->resource() != resource_)
+      grid_ = make_handle<EnvironmentGrid>(resource_);
+    const double grid_reach = criterion->is_vdw_relative()
+                                  ? r_from + grid_->max_vdw_radius() + criterion->upper()
+                                  : std::fabs(criterion->upper());
+    std::vector<NearbyAtom> images;
+    try {
+      grid_->find_within(p, grid_reach, images);
+    } catch (const std::length_error& e) {
+      throw std::runtime_error(entry_id_.str() + ": contact search: " + e.what());
+    }
+    const double extents[3] = {ea, eb, ec};
+    int copy = -1, m = -1;
+    bool size_allowed = false;
+    THandle<Molecule> molecule;
+    for (const NearbyAtom& image : images) {
+      if (image.copy != copy) {
+        copy = image.copy;
+        m = resource_->nmol_in_cm(copy);
+        molecule = crystal_->molecule(m);
+        size_allowed = target->is_target_size_allowed(molecule);
       }
+      if (!size_allowed || !query_atom->matches(*molecule, image.atom))
+        continue;
+      const Point& q = checked_index(*checked_index(copies, copy), image.atom);
+      bool in_box = true;
+      for (int axis = 0; axis < 3 && in_box; ++axis) {
+        const double d = p[axis] - q[axis];
+        const double e = std::ceil(extents[axis]);
+        const double t = image.translation[static_cast<std::size_t>(axis)];
+        in_box = std::trunc(d - e - 0.5) <= t && t <= std::trunc(d + e + 0.5);
+      }
+      if (!in_box)
+        continue;
+      const double r_to = Element::vdw_radii_[molecule->atom(image.atom)->element().code()];
+      const double d2 = sqrdistance(origin, orth * (q + image.translation.as_point()));
+      if (!contact->test_contact_distance(d2, r_from, r_to))
+        continue;
+      auto partner = make_handle<AtomAddress>(copy, m, image.atom,
+                                              make_handle<Translation>(image.translation));
+      if (type_allows(type, partner->is_in_same_mol_as(*from)))
+        partners->push_back(partner);
     }
   }
 

@@ -13,6 +13,7 @@
 #include "results/motif_search_results.h"
 #include "search/atom_address.h"
 #include "search/contact_bread_crum.h"
+#include "search/environment_grid.h"
 #include "search/motif_match.h"
 #include "search/motif_search_resource.h"
 #include "search/substruct_bread_crum.h"
@@ -229,6 +230,9 @@ private:
   std::map<std::pair<int, std::map<int, int>>, std::vector<std::size_t>>
       substruct_crumbs_by_placement_;
   std::vector<std::string> read_problems_;
+  // The atoms of the current environment binned for the contact search; made when the first
+  // contact of an environment is followed.
+  THandle<EnvironmentGrid> grid_;
 };
 
 } // namespace xtalmotif

@@ -48,6 +48,8 @@ MotifSearchResource::MotifSearchResource(const THandle<CrystalMaker>& crystal)
       molecule_points->push_back(points);
       cm_molecule_of_copy.push_back(m);
       operator_of_copy.push_back(0);
+      for (const Point& q : *points)
+        generated_.add(q);
     }
     for (std::size_t k = 1; k < operators.size(); ++k) {
       auto copy = gen_points(operators[k], points);
@@ -55,6 +57,8 @@ MotifSearchResource::MotifSearchResource(const THandle<CrystalMaker>& crystal)
         molecule_points->push_back(copy);
         cm_molecule_of_copy.push_back(m);
         operator_of_copy.push_back(static_cast<int>(k));
+        for (const Point& q : *copy)
+          generated_.add(q);
       }
     }
   }
@@ -114,21 +118,11 @@ THandle<std::vector<Point>> MotifSearchResource::gen_points(const CrystalSymmetr
 
 bool MotifSearchResource::are_points_related_by_int_translation(const Point& a,
                                                                 const Point& b) const {
-  for (int axis = 0; axis < 3; ++axis) {
-    double d = std::fabs(a[axis] - b[axis]);
-    double r = d - std::floor(d + 0.5);
-    if (!(-0.001 < r && r < 0.001))
-      return false;
-  }
-  return true;
+  return LatticePointSet::related_by_translation(a, b);
 }
 
 bool MotifSearchResource::is_point_already_generated(const Point& p) {
-  for (const auto& copy : *molecule_points)
-    for (const Point& q : *copy)
-      if (are_points_related_by_int_translation(q, p))
-        return true;
-  return false;
+  return generated_.contains_translate_of(p);
 }
 
 bool MotifSearchResource::are_duplicates_present() const {

@@ -7,6 +7,7 @@
 #include "kernel/handle.h"
 #include "kernel/molecule.h"
 #include "search/atom_address.h"
+#include "search/lattice_point_set.h"
 
 #include <array>
 #include <iosfwd>
@@ -90,6 +91,8 @@ public:
   std::vector<int> operator_of_copy;
 
 private:
+  // Every stored point, for finding lattice translates without a scan of every copy.
+  LatticePointSet generated_;
   Matrix<double, 3, 3> orthogonal_matrix_;
   std::vector<std::vector<CoexistenceRule::AtomState>> atom_states_;
   // Copied from the crystal (a, b, c); kept for callers, not read by the environment itself.

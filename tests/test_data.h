@@ -22,6 +22,18 @@ inline std::filesystem::path require_data(const std::filesystem::path& relative)
   return p;
 }
 
+/// Why a test over a whole collection of real structures ("bulk", "robustness") cannot run: one
+/// line naming the missing folder, or "" when it is there. Such a test is reported as not run
+/// (GTEST_SKIP with this line) rather than failed, since the collections are large and are not
+/// part of the repository.
+inline std::string missing_collection(const std::string& name) {
+  const auto p = data_dir() / name;
+  if (std::filesystem::is_directory(p))
+    return "";
+  return "needs the " + name + " collection of real structures at " + p.string() +
+         " (configure with -DXTALMOTIF_DATA_DIR=...)";
+}
+
 inline std::filesystem::path source_dir() { return std::filesystem::path(XTALMOTIF_SOURCE_DIR); }
 
 } // namespace xtalmotif::testing

@@ -47,11 +47,14 @@ inline std::string quote(const std::string& s) {
   return q + "'";
 }
 
-/// Runs the built program with the given (already quoted) arguments through the shell.
-inline ProgramRun run_program(const std::string& args, const std::string& stdin_file = "") {
+/// Runs the built program with the given (already quoted) arguments through the shell; standard
+/// output goes to `stdout_file` when one is named (and is then not captured).
+inline ProgramRun run_program(const std::string& args, const std::string& stdin_file = "",
+                              const std::string& stdout_file = "") {
   auto dir = scratch_dir("run");
-  std::string cmd = quote(XTALMOTIF_PROGRAM) + " " + args + " >" + quote((dir / "out").string()) +
-                    " 2>" + quote((dir / "err").string());
+  std::string cmd = quote(XTALMOTIF_PROGRAM) + " " + args + " >" +
+                    quote(stdout_file.empty() ? (dir / "out").string() : stdout_file) + " 2>" +
+                    quote((dir / "err").string());
   if (!stdin_file.empty())
     cmd += " <" + quote(stdin_file);
   else

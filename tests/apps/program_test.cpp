@@ -144,10 +144,45 @@ TEST(Program, SaveFilesHaveTheLibraryLayouts) {
   std::filesystem::remove_all(dir);
 }
 
-TEST(Program, ReadsACifFromStandardInput) {
-  ProgramRun r = run_program("search 'carboxylic acid dimer' -", curated("acid__2300214-r274507.cif"));
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("stdin: 1 match"), std::string::npos) << r.out;
+// The text of a CIF file with its data block renamed.
+std::string renamed_block(const std::string& file, const std::string& name) {
+  std::string text = slurp(file);
+  const std::size_t at = text.find("\ndata_") + 1;
+  return text.replace(at, text.find('\n', at) - at, "data_" + name);
+}
+
+// Two blocks of one file may share a name: each is searched as itself, whether the file is read
+// directly, through a screen index (with or without the prescreen) or from standard input, where
+// every block of the text is searched.
+TEST(Program, EveryBlockIsSearchedAsItselfWhateverItsNameAndSource) {
+  auto dir = scratch_dir("twins");
+  const std::string twins = (dir / "twins.cif").string();
+  const std::string acid = curated("acid__2300214-r274507.cif");
+  std::ofstream(twins) << renamed_block(curated("hydrate__4504659.cif"), "x")
+                       << renamed_block(acid, "x");
+  const std::string index = (dir / "twins.idx").string();
+  ASSERT_EQ(run_program("index " + quote(twins) + " -o " + quote(index) + " -q").status, 0);
+  struct Case {
+    std::string sources;
+    std::string stdin_file;
+    std::string hits;
+  };
+  const std::vector<Case> cases = {{quote(twins), "", "twins_2: 1 match\n"},
+                                   {quote(index), "", "twins_2: 1 match\n"},
+                                   {quote(index) + " --no-prescreen", "", "twins_2: 1 match\n"},
+                                   {"-", twins, "stdin_2: 1 match\n"},
+                                   {"-", acid, "2300214: 1 match\n"}};
+  for (const auto& c : cases) {
+    ProgramRun r = run_program("search 'carboxylic acid dimer' -q " + c.sources, c.stdin_file);
+    EXPECT_EQ(r.status, 0) << c.sources << ": " << r.err;
+    EXPECT_EQ(r.out, c.hits) << c.sources;
+  }
+  // Standard input is held to the size of the largest file the reader takes.
+  ProgramRun endless = run_program("search 'carboxylic acid dimer' -", "/dev/zero");
+  EXPECT_EQ(endless.status, 2);
+  EXPECT_NE(endless.err.find("standard input: more than 64 MB of text"), std::string::npos)
+      << endless.err;
+  std::filesystem::remove_all(dir);
 }
 
 TEST(Program, ScreenIndexSearchAgreesWithAPlainSearch) {
@@ -413,6 +448,53 @@ TEST(ProgramOptions, ConflictingOrUnusableOutputsAreRefusedBeforeSearching) {
   EXPECT_EQ(index_nowhere.status, 2);
   EXPECT_NE(index_nowhere.err.find("missing does not exist"), std::string::npos)
       << index_nowhere.err;
+  std::filesystem::remove_all(dir);
+}
+
+// Outputs replace nothing but a regular file they were told to write: a link is followed and
+// stays, a device is written into, an input file is never overwritten, and output that could
+// not be written (a full device, a full standard output) ends the program with status 3.
+TEST(ProgramOptions, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
+  auto dir = scratch_dir("targets");
+  const std::string input = (dir / "acid.cif").string();
+  std::filesystem::copy_file(curated("acid__2300214-r274507.cif"), input);
+  const std::string before = slurp(input);
+  const auto link = [&dir](const std::string& name, const std::string& target) {
+    std::filesystem::create_symlink(target, dir / name);
+    return quote((dir / name).string());
+  };
+  const std::string to_null = link("null", "/dev/null");
+  const std::string to_full = link("full", "/dev/full");
+  const std::string to_file = link("list", (dir / "list.txt").string());
+  const std::string search = "search 'carboxylic acid dimer' -q " + quote(input);
+  struct Case {
+    std::string args;
+    std::string stdout_file;
+    int status;
+    std::string message;
+  };
+  const std::vector<Case> cases = {
+      {search + " --save " + to_null, "", 0, ""},
+      {"index " + quote(input) + " -q -o " + to_null, "", 0, ""},
+      {search + " --save " + to_file, "", 0, ""},
+      {search + " --tsv " + to_full, "", 3, "full: writing failed"},
+      {search + " --json -", "/dev/full", 3, "standard output: cannot be written"},
+      {"motifs", "/dev/full", 3, "standard output: cannot be written"},
+      {search + " --save " + quote(input), "", 2, "--save names an input file"},
+      {search + " --json " + link("alias.cif", input), "", 2, "--json names an input file"},
+      {"index " + quote(dir.string()) + " -o " + quote(input), "", 2,
+       "--output names an input file"},
+  };
+  for (const auto& c : cases) {
+    ProgramRun r = run_program(c.args, "", c.stdout_file);
+    EXPECT_EQ(r.status, c.status) << c.args << ": " << r.err;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+  }
+  for (const char* name : {"null", "full", "list"})
+    EXPECT_TRUE(std::filesystem::is_symlink(dir / name)) << name;
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_EQ(slurp(dir / "list.txt"), "No of results: 1\n2300214\n");
+  EXPECT_EQ(slurp(input), before);
   std::filesystem::remove_all(dir);
 }
 

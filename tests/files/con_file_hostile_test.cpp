@@ -5,10 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace xtalmotif {
 namespace {
@@ -36,6 +38,42 @@ void expect_motif_or_clear_error(ConFile& con, const std::string& path) {
     EXPECT_EQ(m->ncontacts(), static_cast<int>(con.contacts().size()));
   } catch (const std::exception& e) {
     EXPECT_NE(std::string(e.what()).find(path), std::string::npos) << e.what();
+  }
+}
+
+// Limits that cannot be searched for are refused, naming the file and line of the record: an
+// infinity or a huge number (undefined behaviour and matches light years away in the search), an
+// angle written where an offset belongs, an empty range, an angle outside 0 to 180 degrees.
+TEST(ConFileHostile, UnsearchableLimitsAreRefusedWithFileAndLine) {
+  const std::string atoms = "AT1 O 1 0 0 0 0\nAT2 O 1 0 0 0 0\nAT3 H 1 0 0 0 0\nBO 1 3 1\n";
+  struct Case {
+    std::string records; // from line 5
+    std::string problem; // "" when the motif is made
+  };
+  const std::vector<Case> cases = {
+      {"VDW 1 inf\nCONT INTER 3 TO 2 WITHIN VDW\n",
+       "line 5: contact between atoms 3 and 2: limit inf"},
+      {"VDW 1 nan\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit nan is not an offset from -30 to 30 A"},
+      {"VDW 1 1e300\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit 1e+300 is not an offset"},
+      {"VDW 1 180\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit 180 is not an offset"},
+      {"VDW 1 0\nCONT INTER 3 TO 2 DIST -1.0 1e3\n", "limit 1000 is not an offset"},
+      {"VDW 1 0\nCONT INTER 3 TO 2 DIST 0.5 -0.5\n", "the range 0.5 to -0.5 holds no distance"},
+      {"DEFINE A 1 3 2\nANGLE A 90 270\n", "line 5: angle 1-3-2: the range 90 to 270 is not"},
+      {"DEFINE A 1 3 2\nANGLE A 120 -inf\n", "the range 120 to -inf is not"},
+      {"VDW 1 30\nCONT INTER 3 TO 2 DIST -30 30\nDEFINE A 1 3 2\nANGLE A 0 180\n", ""},
+  };
+  for (const auto& c : cases) {
+    ScratchFile f(atoms + c.records);
+    ConFile con;
+    ASSERT_TRUE(con.read(f.path()));
+    try {
+      con.motif();
+      EXPECT_EQ(c.problem, "") << c.records;
+    } catch (const std::invalid_argument& e) {
+      EXPECT_NE(c.problem, "") << e.what();
+      EXPECT_NE(std::string(e.what()).find(f.path() + ": "), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(c.problem), std::string::npos) << e.what();
+    }
   }
 }
 
@@ -140,6 +178,22 @@ TEST(ConFileHostile, ALongChainWrittenBackwardsIsGroupedQuickly) {
   ASSERT_EQ(m->nsubstructures(), 1);
   EXPECT_EQ(m->substructure(0)->nnodes(), n);
   EXPECT_EQ(m->substructure(0)->nedges(), n - 1);
+}
+
+TEST(ConFileHostile, TenThousandContactsMakeAMotifInAMoment) {
+  // Deriving every contact's element sets again on each addition took half a minute here.
+  std::string text = "AT1 O 1 0 0 0 0\nAT2 H 1 0 0 0 0\nAT3 O 1 0 0 0 0\nBO 1 2 1\n";
+  const int n = 10000;
+  for (int i = 1; i <= n; ++i)
+    text += "VDW " + std::to_string(i) + " 0.0\nCONT INTER 2 TO 3 WITHIN VDW\n";
+  ScratchFile f(text);
+  ConFile con;
+  ASSERT_TRUE(con.read(f.path()));
+  const auto start = std::chrono::steady_clock::now();
+  auto m = con.motif();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  ASSERT_EQ(m->ncontacts(), n);
+  EXPECT_EQ(m->contact(n - 1)->criterion()->second_elements(), (ElementSet{8}));
 }
 
 TEST(ConFileHostile, ManyLoneAtomsGiveOneSubstructureEach) {

@@ -6,8 +6,10 @@
 #include "test_data.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -420,6 +422,15 @@ void small_database(const ScratchDir& dir) {
   fs::copy_file(require_data("curated/urea__2203315.cif"), dir / "cifs/c.cif");
 }
 
+// The small database in `dir`/cifs and a screen index of it named `name`, built afresh.
+std::string small_index(const ScratchDir& dir, const std::string& name) {
+  fs::create_directories(dir / "cifs");
+  small_database(dir);
+  const std::string index = (dir / name).string();
+  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  return index;
+}
+
 TEST(ScreenIndexFiles, UnreadableEntryIsKeptAsARowAndReported) {
   ScratchDir dir;
   fs::create_directories(dir / "cifs");
@@ -536,10 +547,7 @@ TEST(ScreenIndexFiles, MissingTextAndDamagedFilesGiveErrorsNamingThem) {
 
 TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
   ScratchDir dir;
-  fs::create_directories(dir / "cifs");
-  small_database(dir);
-  const std::string index = (dir / "i.idx").string();
-  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  const std::string index = small_index(dir, "i.idx");
   ASSERT_EQ(error_opening(index), "");
 
   // A new file in the folder would be an entry the index knows nothing about.
@@ -561,6 +569,64 @@ TEST(ScreenIndexFiles, ChangedFilesMakeTheIndexOutOfDate) {
   ASSERT_EQ(error_opening(index), "");
   fs::remove(dir / "cifs/a.cif");
   EXPECT_TRUE(is_stale(index));
+
+  // A file replaced by one of the same size with its time put back passes the opening check,
+  // but its block is refused when read, so that no structure is searched against the screens
+  // of another.
+  fs::copy_file(require_data("curated/acid__2300214-r274507.cif"), dir / "cifs/a.cif");
+  build_screen_index(CifDatabase({(dir / "cifs").string()}), index);
+  const auto time = fs::last_write_time(dir / "cifs/a.cif");
+  std::string text = read_text(dir / "cifs/a.cif");
+  const std::size_t at = text.find("_cell_length_a");
+  ASSERT_NE(at, std::string::npos);
+  text[at + text.substr(at).find('.') + 1] ^= 1; // one digit of the cell length changed
+  write_text(dir / "cifs/a.cif", text);
+  fs::last_write_time(dir / "cifs/a.cif", time);
+  AserDatabase screened(index);
+  try {
+    screened.entry(DatabaseEntryIdentifier("2300214"))->crystal();
+    ADD_FAILURE() << "a changed block was read";
+  } catch (const CifError& e) {
+    EXPECT_NE(std::string(e.what()).find("a.cif: block 2300214: the file has changed since it "
+                                         "was indexed; rebuild the screen index"),
+              std::string::npos)
+        << e.what();
+  }
+  EXPECT_NO_THROW(screened.entry(DatabaseEntryIdentifier("2203315"))->crystal());
+}
+
+// Opening a file is safe whatever it holds: a file made to look like an index but defining
+// views, triggers or other tables (which reading would run, endlessly or filling the disk with
+// temporary files) is refused before any table is read, and quickly.
+TEST(ScreenIndexFiles, CraftedIndexesAreRefusedBeforeAnyTableIsRead) {
+  ScratchDir dir;
+  const std::string good = small_index(dir, "good.idx");
+  const std::string endless = "WITH RECURSIVE r(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM r) ";
+  const std::vector<std::pair<std::string, std::string>> alterations = {
+      {"DROP TABLE meta; CREATE VIEW meta(key, value) AS " + endless + "SELECT 'format', n FROM r",
+       "unexpected view meta"},
+      {"DROP TABLE meta; CREATE VIEW meta(key, value) AS " + endless +
+           "SELECT 'format', randomblob(1000) FROM r ORDER BY 2",
+       "unexpected view meta"},
+      {"CREATE TRIGGER t BEFORE DELETE ON meta BEGIN SELECT 1; END", "unexpected trigger t"},
+      {"ALTER TABLE entries ADD COLUMN extra TEXT", "unexpected table entries"},
+      {"CREATE TABLE notes(x)", "unexpected table notes"},
+      {"CREATE INDEX by_file ON entries(file)", "unexpected index by_file"},
+  };
+  for (const auto& [sql, message] : alterations) {
+    const std::string crafted = (dir / "crafted.idx").string();
+    fs::copy_file(good, crafted, fs::copy_options::overwrite_existing);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(crafted.c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    sqlite3_close(db);
+    const auto start = std::chrono::steady_clock::now();
+    const std::string error = error_opening(crafted);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << sql;
+    EXPECT_NE(error.find(crafted + ": not a screen index of this program (" + message + ")"),
+              std::string::npos)
+        << sql << "\n" << error;
+  }
 }
 
 TEST(ScreenIndexFiles, IndexIsWrittenCompletelyOrNotAtAll) {

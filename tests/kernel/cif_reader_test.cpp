@@ -4,6 +4,7 @@
 
 #include "kernel/cif_reader.h"
 #include "kernel/crystal_builder.h"
+#include "kernel/database.h"
 
 #include "cif_test_support.h"
 #include "test_data.h"
@@ -12,7 +13,9 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <map>
 #include <cstdlib>
 #include <utility>
 
@@ -346,6 +349,16 @@ TEST(CifErrors, MessagesNameFileBlockAndProblem) {
               std::string::npos)
         << e.what();
   }
+  // A cell axis longer than any crystal's (a stray exponent) would overflow the geometry.
+  try {
+    read_crystal_from_string(cif_block("huge", cell_text(5, 5e26, 5), "", label_type_xyz(),
+                                       kOneCarbon),
+                             "v.cif");
+    FAIL() << "no exception";
+  } catch (const CifError& e) {
+    EXPECT_STREQ(e.what(), "v.cif: block huge: _cell_length_b of 5e+26 A is longer than any "
+                           "crystal's cell");
+  }
   EXPECT_THROW(read_crystal_from_string("no block here\n", "z.cif"), CifError);
   EXPECT_THROW(read_crystal_from_string(
                    cif_block("a", cell_text(5, 5, 5), "", label_type_xyz(), kOneCarbon), "w.cif",
@@ -439,6 +452,56 @@ TEST(CifBlocks, ABlockIsReadFromItsPlaceInTheFile) {
   // Gone: an error, not a structure.
   std::filesystem::remove(plain);
   EXPECT_THROW(read_crystal(blocks[1]), CifError);
+}
+
+// The blocks of a file are listed in one pass that never holds the file whole, and a reader
+// asked for them in file order reads the file once: a gzipped file of many blocks costs about
+// what the plain one does, not a decompression from its start per block. A file of more blocks
+// than any structure file holds (a small gzip of countless data_ lines) is refused when listed.
+TEST(CifBlocks, ManyBlocksAreReadInOnePassAndTooManyAreRefused) {
+  testing::TempDir dir;
+  auto gzip = [&dir](const std::string& name, const std::string& text) {
+    auto path = dir.path() / name;
+    gzFile f = gzopen(path.string().c_str(), "wb");
+    gzwrite(f, text.data(), static_cast<unsigned>(text.size()));
+    gzclose(f);
+    return path.string();
+  };
+  std::string text;
+  const int n = 20000;
+  for (int i = 0; i < n; ++i)
+    text +=
+        cif_block("b" + std::to_string(i), cell_text(5, 6, 7), "", label_type_xyz(), kOneCarbon);
+  std::map<std::string, double> seconds;
+  for (const std::string& path :
+       {dir.write("many.cif", text).string(), gzip("many.cif.gz", text)}) {
+    const auto start = std::chrono::steady_clock::now();
+    auto blocks = list_cif_blocks(path);
+    ASSERT_EQ(blocks.size(), static_cast<std::size_t>(n));
+    CifFileReader reader(path);
+    int read = 0;
+    for (const auto& b : blocks)
+      read += reader.read(b.block_name, b.index, b.range)->nmolecules();
+    EXPECT_EQ(read, n) << path;
+    // A search takes the blocks of the gzipped file as one run, those of the plain one singly.
+    EXPECT_EQ(CifDatabase({path}).run_end(0), blocks[0].range.compressed ? n : 1) << path;
+    seconds[path.substr(path.size() - 3)] =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  EXPECT_LT(seconds[".gz"], 3 * seconds["cif"] + 0.2) << seconds["cif"];
+
+  std::string tiny;
+  for (int i = 0; i <= max_cif_blocks_per_file; ++i)
+    tiny += "data_x\n";
+  const std::string countless = gzip("countless.cif.gz", tiny);
+  try {
+    list_cif_blocks(countless);
+    ADD_FAILURE() << "listed";
+  } catch (const CifError& e) {
+    EXPECT_EQ(std::string(e.what()), countless + ": more than " +
+                                         std::to_string(max_cif_blocks_per_file) +
+                                         " data blocks in one file");
+  }
 }
 
 TEST(CifBlocks, TextFieldsMayHoldDataLines) {

@@ -59,10 +59,38 @@ TEST(MotifScreensTest, AnyElementAtomRequiresNothing) {
   EXPECT_TRUE(screens_of(motif_of({s})).empty());
 }
 
-TEST(MotifScreensTest, FirstAllowedElementStandsForTheAtom) {
-  auto s = make_handle<MotifSubstructure>();
-  s->add(make_handle<SubstructureAtom>(std::vector<Element>{Element("N"), Element("O")}));
-  EXPECT_EQ(screens_of(motif_of({s})), (std::map<int, bool>{{15, true}}));
+// An atom allowed several elements requires only what every one of them would set: the entry
+// may hold any of them (an "O or N" donor found as N-H must not be asked for oxygen).
+TEST(MotifScreensTest, AtomOfSeveralElementsRequiresOnlyWhatTheyShare) {
+  struct Case {
+    std::vector<const char*> allowed; // the atom bonded to a carbon, and also alone
+    std::map<int, bool> bonded;       // pattern of C-X
+    std::map<int, bool> alone;        // pattern of X, two of them in one substructure
+  };
+  const std::vector<Case> cases = {
+      // N and O share only the N/O class bit of a bond to carbon; neither counts as N or O.
+      {{"N", "O"}, {{268, true}}, {}},
+      {{"O", "N"}, {{268, true}}, {}},
+      // Chlorine and bromine: group 17, halogens to carbon (269, 272), and a halogen count.
+      {{"Cl", "Br"}, {{17, true}, {269, true}, {272, true}}, {{17, true}, {257, true}}},
+      // One element allowed twice is that element.
+      {{"O", "O"}, {{16, true}, {268, true}, {274, true}}, {{16, true}, {264, true}}},
+  };
+  for (const Case& c : cases) {
+    std::vector<Element> allowed;
+    for (const char* e : c.allowed)
+      allowed.emplace_back(e);
+    auto bonded = make_handle<MotifSubstructure>();
+    bonded->add(query_atom("C"));
+    bonded->add(make_handle<SubstructureAtom>(allowed));
+    bonded->add(make_handle<SubstructureBond>(BondType::Single), 0, 1);
+    auto pair = make_handle<MotifSubstructure>();
+    pair->add(make_handle<SubstructureAtom>(allowed));
+    pair->add(make_handle<SubstructureAtom>(allowed));
+    const std::string label = std::string(c.allowed[0]) + "|" + c.allowed[1];
+    EXPECT_EQ(screens_of(motif_of({bonded})), c.bonded) << label;
+    EXPECT_EQ(screens_of(motif_of({pair})), c.alone) << label;
+  }
 }
 
 TEST(MotifScreensTest, HydrogenSetsBothHydrogenBits) {

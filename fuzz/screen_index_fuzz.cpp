@@ -1,0 +1,19 @@
+// A screen index file of any bytes opens, and then every entry's screens read back, or it is
+// refused with a ScreenIndexError naming it; nothing else may escape, crash or run away.
+
+#include "fuzz_scratch_file.h"
+#include "kernel/aser_database.h"
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace xtalmotif;
+  try {
+    AserDatabase index(fuzz::scratch_file(data, size, ".idx"));
+    for (int i = 0; i < index.nentries(); ++i)
+      index.aser(index.entry(i)->identifier());
+  } catch (const ScreenIndexError&) {
+  }
+  return 0;
+}
