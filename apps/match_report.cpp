@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -85,6 +86,51 @@ std::string cif_value(const std::string& v) {
 }
 
 } // namespace
+
+void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
+                   std::size_t detailed) {
+  auto placed = [](const DescribedAtom& a) { return a.label + "(" + a.code + ")"; };
+  for (const auto& e : outcomes) {
+    if (e.matches.empty())
+      continue;
+    os << e.id.str() << " (" << file_of(e) << "): " << e.matches.size()
+       << (e.matches.size() == 1 ? " match" : " matches") << '\n';
+    // The matches with the most hydrogen bonds first (a ring closed by hydrogen bonds all
+    // round before one with a plain contact in it), then in the order found.
+    std::vector<std::pair<int, std::size_t>> order;
+    for (std::size_t m = 0; m < e.matches.size() && detailed > 0; ++m) {
+      int bonds = 0;
+      for (const DescribedContact& c : describe_match(*e.resource, *e.matches[m]).contacts)
+        bonds += c.kind == ContactKind::HydrogenBond;
+      order.emplace_back(-bonds, m);
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [](const auto& x, const auto& y) { return x.first < y.first; });
+    for (std::size_t k = 0; k < order.size() && k < detailed; ++k) {
+      const std::size_t m = order[k].second;
+      const MatchDescription d = describe_match(*e.resource, *e.matches[m]);
+      os << "  match " << m + 1 << (d.graph_set.empty() ? "" : "  " + d.graph_set) << '\n';
+      for (const DescribedContact& c : d.contacts) {
+        if (c.kind == ContactKind::Constraint)
+          continue;
+        char line[160];
+        if (c.kind == ContactKind::HydrogenBond)
+          std::snprintf(line, sizeof line, "D-H %.2f  H...A %.2f  D...A %.3f  D-H...A %.1f", c.d_h,
+                        c.h_a, c.d_a, c.angle);
+        else
+          std::snprintf(line, sizeof line, "%.3f A", c.distance);
+        os << "    "
+           << (c.kind == ContactKind::HydrogenBond
+                   ? placed(c.donor) + "-" + placed(c.hydrogen) + "..." + placed(c.acceptor)
+                   : placed(d.atoms[c.from]) + "..." + placed(d.atoms[c.to]))
+           << "  " << line << '\n';
+      }
+    }
+    if (e.matches.size() > detailed && detailed > 0)
+      os << "  ... and " << e.matches.size() - detailed
+         << " more matches (--json or --tsv list every one)\n";
+  }
+}
 
 void write_json_lines(std::ostream& os, const std::string& motif_name,
                       const std::vector<EntryOutcome>& outcomes) {

@@ -9,6 +9,11 @@
 
 namespace xtalmotif::app {
 
+/// The terminal listing: a line per entry with matches ("ENTRY (FILE): N matches"), then for
+/// each of its first `detailed` matches its graph set and its contacts, hydrogen bonds with
+/// their D-H, H...A, D...A and angle, constraints left out.
+void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
+                   std::size_t detailed);
 /// JSON Lines: for every entry with matches, one entry record (its file and block, the
 /// operator list its symmetry codes number and anything a reader must know to check them),
 /// then one record per match, in entry order.

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -30,15 +31,19 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
 using namespace xtalmotif;
 using namespace xtalmotif::app;
 
 namespace {
 
+// Matches of each entry whose contacts the terminal listing shows; --json and --tsv give all.
+constexpr std::size_t kListedMatches = 3;
 constexpr int exit_hits = 0;
 constexpr int exit_no_hits = 1;
 constexpr int exit_usage = 2;
@@ -51,22 +56,27 @@ bool is_screen_index(const std::string& path) {
   return in.gcount() == 16 && std::string(magic, 15) == "SQLite format 3";
 }
 
-// Standard input, up to the size of the largest CIF file the reader takes.
+// Standard input, plain or gzipped, up to the size of the largest CIF file the reader takes.
 std::string read_stdin() {
+  gzFile in = gzdopen(::dup(STDIN_FILENO), "rb");
+  if (!in)
+    throw std::runtime_error("standard input: cannot be read");
+  std::unique_ptr<gzFile_s, int (*)(gzFile)> closer(in, gzclose);
   std::string text;
   std::vector<char> buf(std::size_t{1} << 16);
   for (;;) {
-    std::cin.read(buf.data(), static_cast<std::streamsize>(buf.size()));
-    const auto n = static_cast<std::size_t>(std::cin.gcount());
+    const int n = gzread(in, buf.data(), static_cast<unsigned>(buf.size()));
+    if (n < 0) {
+      int err = 0;
+      throw std::runtime_error(std::string("standard input: cannot be read: ") + gzerror(in, &err));
+    }
     if (n == 0)
       break;
-    if (text.size() + n > max_cif_text_bytes)
+    if (text.size() + static_cast<std::size_t>(n) > max_cif_text_bytes)
       throw UsageError("standard input: more than " + std::to_string(max_cif_text_bytes >> 20) +
                        " MB of text, too large for a crystal structure");
-    text.append(buf.data(), n);
+    text.append(buf.data(), static_cast<std::size_t>(n));
   }
-  if (std::cin.bad())
-    throw std::runtime_error("standard input: cannot be read");
   return text;
 }
 
@@ -81,14 +91,27 @@ struct Sources {
 Sources open_sources(std::vector<std::string> paths) {
   Sources s;
   if (paths.empty())
-    paths.push_back(XTALMOTIF_SHIPPED_DATA);
+    throw UsageError(std::string("no structures to search: give CIF files, folders or a screen "
+                                 "index; the structures that come with xtalmotif are searched "
+                                 "with\n  xtalmotif search MOTIF ") +
+                     XTALMOTIF_SHIPPED_DATA);
   int indexes = 0;
   for (const auto& p : paths) {
     if (p == "-")
       continue;
     std::error_code ec;
-    if (!std::filesystem::exists(p, ec))
-      throw UsageError(p + ": no such file or folder");
+    if (!std::filesystem::exists(p, ec)) {
+      // A bare number is most likely a database entry's number, not a file of that name.
+      const bool number = !p.empty() && std::all_of(p.begin(), p.end(), [](char c) {
+        return std::isdigit(static_cast<unsigned char>(c));
+      });
+      throw UsageError(p + ": no such file or folder" +
+                       (number ? std::string("; to search an entry of the Crystallography Open "
+                                             "Database, download its CIF first (https://"
+                                             "www.crystallography.net/cod/") +
+                                     p + ".cif)"
+                               : std::string()));
+    }
     if (std::filesystem::is_regular_file(p, ec) && is_screen_index(p))
       ++indexes;
   }
@@ -185,7 +208,7 @@ void write_output(const std::string& path, const std::function<void(std::ostream
 struct SearchCommand {
   std::string motif;
   std::vector<std::string> sources;
-  unsigned int limit = 1;
+  unsigned int limit = 0; // 0: every match, up to the ceiling
   unsigned int ceiling = 1000;
   bool all = false;
   bool no_prescreen = false;
@@ -338,10 +361,8 @@ int run_search(const SearchCommand& cmd) {
 
   // JSON Lines or TSV sent to standard output stay a clean stream of their own.
   bool stdout_taken = cmd.json == "-" || cmd.tsv == "-";
-  for (const auto& o : outcomes)
-    if (!o.matches.empty() && !stdout_taken)
-      std::cout << o.id.str() << ": " << o.matches.size()
-                << (o.matches.size() == 1 ? " match" : " matches") << '\n';
+  if (!stdout_taken)
+    write_listing(std::cout, outcomes, cmd.quiet ? 0 : kListedMatches);
 
   MotifSearchResults results;
   for (const auto& o : outcomes)
@@ -570,21 +591,21 @@ int main(int argc, char** argv) {
   search->add_option("SOURCES", cmd.sources,
                      "CIF files (.cif, .cif.gz, any number of data blocks), folders searched "
                      "recursively for them, one screen index made by `xtalmotif index`, or - to "
-                     "read CIF text (any number of data blocks) from standard input; with none, "
-                     "the example structures shipped with xtalmotif");
-  auto* limit = search->add_option("--limit", cmd.limit, "keep at most N matches of each structure")
+                     "read CIF text (plain or gzipped, any number of data blocks) from standard "
+                     "input");
+  auto* limit = search->add_option("--limit", cmd.limit,
+                                   "keep at most N matches of each structure (default: every "
+                                   "match, up to the ceiling)")
                     ->type_name("N")
-                    ->default_val(1)
                     ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
-  auto* all = search->add_flag("--all", cmd.all,
-                               "keep every match of every structure (slower), up to the ceiling")
-                  ->excludes(limit);
+  search->add_flag("--all", cmd.all, "keep every match of every structure, up to the ceiling "
+                                     "(the default)")
+      ->excludes(limit);
   search->add_option("--ceiling", cmd.ceiling,
-                     "with --all: stop a structure at N matches, so that a motif matching in "
-                     "countless equivalent ways in a framework cannot fill the memory")
+                     "stop a structure at N matches, so that a motif matching in countless "
+                     "equivalent ways in a framework cannot fill the memory")
       ->type_name("N")
       ->default_val(1000)
-      ->needs(all)
       ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
   search->add_flag("--no-prescreen", cmd.no_prescreen,
                    "with a screen index: read every entry instead of rejecting those whose "

@@ -32,12 +32,20 @@ std::string curated(const std::string& file) { return require_data("curated/" + 
 
 } // namespace
 
-TEST(Program, DefaultSearchFindsTheAcidDimerInTheShippedStructures) {
-  ProgramRun r = run_program("search 'carboxylic acid dimer'");
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("model-acid-dimer: 1 match"), std::string::npos) << r.out;
-  EXPECT_EQ(r.out.find("model-water-chain"), std::string::npos) << r.out;
-  EXPECT_NE(r.err.find("1 with hits"), std::string::npos) << r.err;
+std::string shipped() { return quote((source_dir() / "data/structures").string()); }
+
+TEST(Program, ShippedStructuresHoldAnAcidDimerAndWaterRingsAndNoSourcesIsAnError) {
+  ProgramRun acid = run_program("search 'carboxylic acid dimer' " + shipped());
+  EXPECT_EQ(acid.status, 0) << acid.err;
+  EXPECT_NE(acid.out.find("4022630 ("), std::string::npos) << acid.out;
+  EXPECT_NE(acid.out.find("  match 1  R2,2(8)"), std::string::npos) << acid.out;
+  EXPECT_NE(acid.err.find("1 with hits"), std::string::npos) << acid.err;
+  ProgramRun rings = run_program("search 'water ring of six' " + shipped());
+  EXPECT_NE(rings.out.find("4504659 ("), std::string::npos) << rings.out;
+  // Without sources nothing is searched quietly: the message says how to search these.
+  ProgramRun none = run_program("search 'carboxylic acid dimer'");
+  EXPECT_EQ(none.status, 2);
+  EXPECT_NE(none.err.find("data/structures"), std::string::npos) << none.err;
 }
 
 TEST(Program, JsonContactsAreHydrogenBondsAndTheExportReadsBackAtTheReportedDistances) {
@@ -112,35 +120,30 @@ TEST(Program, EveryMatchStopsAtTheCeiling) {
   const std::string hydrate = quote(curated("hydrate__4504659.cif"));
   ProgramRun all = run_program("search 'water chain' " + hydrate + " --all -q");
   ASSERT_EQ(all.status, 0) << all.err;
-  const std::string count_text = all.out.substr(all.out.find(": ") + 2);
+  const std::string count_text = all.out.substr(all.out.find("): ") + 3);
   const int every = std::stoi(count_text);
   ASSERT_GT(every, 3);
 
-  ProgramRun capped = run_program("search 'water chain' " + hydrate + " --all --ceiling 3");
+  ProgramRun capped = run_program("search 'water chain' " + hydrate + " --ceiling 3");
   ASSERT_EQ(capped.status, 0) << capped.err;
-  EXPECT_EQ(capped.out, "4504659: 3 matches\n");
+  EXPECT_NE(capped.out.find("): 3 matches\n"), std::string::npos) << capped.out;
   EXPECT_NE(capped.err.find("1 stopped at the 3-match ceiling"), std::string::npos) << capped.err;
 
   // A ceiling at or above the number of matches changes nothing and is not reported.
-  ProgramRun roomy = run_program("search 'water chain' " + hydrate + " --all --ceiling " +
+  ProgramRun roomy = run_program("search 'water chain' " + hydrate + " -q --ceiling " +
                                  std::to_string(every + 1));
   EXPECT_EQ(roomy.out, all.out);
   EXPECT_EQ(roomy.err.find("ceiling"), std::string::npos) << roomy.err;
-
-  // The ceiling belongs to --all.
-  ProgramRun alone = run_program("search 'water chain' " + hydrate + " --ceiling 3");
-  EXPECT_EQ(alone.status, 2);
-  EXPECT_NE(alone.err.find("--all"), std::string::npos) << alone.err;
 }
 
 TEST(Program, SaveFilesHaveTheLibraryLayouts) {
   auto dir = scratch_dir("save");
-  ProgramRun r = run_program("search 'carboxylic acid dimer' -q --save " +
+  ProgramRun r = run_program("search 'carboxylic acid dimer' " + shipped() + " -q --save " +
                              quote((dir / "list").string()) + " --save-ids " +
                              quote((dir / "ids").string()));
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(slurp(dir / "list"), "No of results: 1\nmodel-acid-dimer\n");
-  EXPECT_EQ(slurp(dir / "ids"), "model-acid-dimer\n");
+  EXPECT_EQ(slurp(dir / "list"), "No of results: 1\n4022630\n");
+  EXPECT_EQ(slurp(dir / "ids"), "4022630\n");
   std::filesystem::remove_all(dir);
 }
 
@@ -167,11 +170,12 @@ TEST(Program, EveryBlockIsSearchedAsItselfWhateverItsNameAndSource) {
     std::string stdin_file;
     std::string hits;
   };
-  const std::vector<Case> cases = {{quote(twins), "", "twins_2: 1 match\n"},
-                                   {quote(index), "", "twins_2: 1 match\n"},
-                                   {quote(index) + " --no-prescreen", "", "twins_2: 1 match\n"},
-                                   {"-", twins, "stdin_2: 1 match\n"},
-                                   {"-", acid, "2300214: 1 match\n"}};
+  const std::vector<Case> cases = {{quote(twins), "", "twins_2 (" + twins + "): 1 match\n"},
+                                   {quote(index), "", "twins_2 (" + twins + "): 1 match\n"},
+                                   {quote(index) + " --no-prescreen", "",
+                                    "twins_2 (" + twins + "): 1 match\n"},
+                                   {"-", twins, "stdin_2 (stdin): 1 match\n"},
+                                   {"-", acid, "2300214 (stdin): 1 match\n"}};
   for (const auto& c : cases) {
     ProgramRun r = run_program("search 'carboxylic acid dimer' -q " + c.sources, c.stdin_file);
     EXPECT_EQ(r.status, 0) << c.sources << ": " << r.err;
@@ -231,7 +235,7 @@ TEST(Program, BrokenFilesAmongGoodOnesAreReportedAndTheRestIsSearched) {
   ProgramRun r = run_program("search 'carboxylic acid dimer' " + quote(curated("acid__2300214-r274507.cif")) +
                              " " + quote(require_data("robustness").string()) + " -q");
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("2300214: 1 match"), std::string::npos);
+  EXPECT_NE(r.out.find("2300214 ("), std::string::npos) << r.out;
   // Every refusal names its file.
   std::istringstream err(r.err);
   std::string line;
@@ -499,15 +503,15 @@ TEST(ProgramOptions, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
 }
 
 TEST(ProgramOptions, JsonOnStandardOutputIsJsonLinesOnly) {
-  // The shipped acid-dimer model holds one dimer; the water chain model holds no acid at all.
-  ProgramRun r = run_program("search 'carboxylic acid dimer' --json - -q");
+  // One shipped structure holds one acid dimer.
+  ProgramRun r = run_program("search 'carboxylic acid dimer' " + shipped() + " --json - -q");
   ASSERT_EQ(r.status, 0) << r.err;
   auto lines = json_lines(r.out); // throws on any line that is not JSON
   ASSERT_EQ(lines.size(), 3u) << r.out; // the entry, its match, the summary
-  EXPECT_EQ(lines[1]["entry"], "model-acid-dimer");
+  EXPECT_EQ(lines[1]["entry"], "4022630");
   EXPECT_EQ(r.out.find("1 match"), std::string::npos) << r.out;
 
-  ProgramRun tsv = run_program("search 'carboxylic acid dimer' --tsv - -q");
+  ProgramRun tsv = run_program("search 'carboxylic acid dimer' " + shipped() + " --tsv - -q");
   ASSERT_EQ(tsv.status, 0) << tsv.err;
   // A header row and the dimer's two hydrogen bonds.
   EXPECT_EQ(std::count(tsv.out.begin(), tsv.out.end(), '\n'), 3) << tsv.out;
@@ -532,7 +536,7 @@ TEST(ProgramSources, BrokenFilesAmongBulkOnesAreEachReportedOnceWhateverTheThrea
   for (const char* jobs : {"1", "2"}) {
     ProgramRun r = run_program(args + " -j " + jobs);
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "2300214: 1 match\n");
+    EXPECT_EQ(r.out.rfind("2300214 (", 0), 0u) << r.out;
     auto refused = refusals(r.err);
     ASSERT_EQ(refused.size(), broken.size()) << r.err;
     for (std::size_t i = 0; i < broken.size(); ++i)
@@ -596,7 +600,7 @@ TEST(ProgramProgress, ABarOnATerminalNoneWhenQuietOrRedirected) {
 
   ProgramRun shown = run_program_on_terminal(args);
   EXPECT_EQ(shown.status, 0) << shown.err;
-  EXPECT_EQ(shown.out, "2300214: 1 match\n");
+  EXPECT_EQ(shown.out.rfind("2300214 (", 0), 0u) << shown.out;
   // The bar is redrawn in place and ends with every entry done, the one hit, a rate and no time
   // left; the summary follows on a line of its own.
   EXPECT_NE(shown.err.find("\r["), std::string::npos) << shown.err;
@@ -613,7 +617,7 @@ TEST(ProgramProgress, ABarOnATerminalNoneWhenQuietOrRedirected) {
   args.push_back("--quiet");
   ProgramRun quiet = run_program_on_terminal(args);
   EXPECT_EQ(quiet.status, 0) << quiet.err;
-  EXPECT_EQ(quiet.out, "2300214: 1 match\n");
+  EXPECT_EQ(quiet.out, "2300214 (" + sources[0] + "): 1 match\n");
   EXPECT_EQ(quiet.err, "") << quiet.err;
 
   std::string quoted;

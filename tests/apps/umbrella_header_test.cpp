@@ -10,7 +10,7 @@ using namespace xtalmotif;
 
 TEST(UmbrellaHeader, SearchesTheShippedAcidDimerThroughThePublicInterface) {
   auto crystal = read_crystal(
-      (std::filesystem::path(XTALMOTIF_SOURCE_DIR) / "data/structures/model-acid-dimer.cif").string(),
+      (std::filesystem::path(XTALMOTIF_SOURCE_DIR) / "data/structures/4022630.cif").string(),
       "");
   PreDefinedSubstructures::GenerationOptions options;
   options.explicit_hydrogens = true;
