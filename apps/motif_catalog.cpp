@@ -15,6 +15,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 namespace xtalmotif::app {
@@ -245,9 +246,12 @@ std::vector<CatalogEntry> build_catalog() {
       {"water decamer", &W::make_decamer}};
   for (const auto& w : water) {
     auto build = w.second;
+    // The cluster's own name where the list calls it otherwise ("cube motif", "T42-62").
     THandle<Motif> m = build();
-    out.push_back({w.first, "water", "\"" + m->name() + "\": " + facts(*m, "water"), build,
-                   false});
+    const bool same = lower(m->name()) == lower(w.first);
+    out.push_back({w.first, "water",
+                   (same ? std::string() : "\"" + m->name() + "\": ") + facts(*m, "water"),
+                   build, false});
   }
   for (int n = 3; n <= 8; ++n) {
     auto build = [n] { return WaterMotifs::make_ring(n); };
@@ -374,6 +378,10 @@ MotifChoice choose_motif(const std::string& text) {
       return m;
     };
     THandle<Motif> first = probe();
+    ConFile con;
+    con.read(text);
+    for (const auto& w : con.warnings())
+      std::cerr << "warning: " << w << '\n';
     return {first->name(), probe, false};
   }
   if (text.size() > 4 && lower(text.substr(text.size() - 4)) == ".con")

@@ -216,6 +216,7 @@ struct SearchCommand {
   int jobs = 1;
   std::string save, save_ids, json, tsv, export_dir;
   bool quiet = false;
+  bool verbose = false;
 };
 
 // An output file must be writable where it is named before a long search starts, not found
@@ -402,8 +403,15 @@ int run_search(const SearchCommand& cmd) {
   if (!cmd.export_dir.empty())
     export_matches(cmd.export_dir, outcomes);
 
-  for (const auto& r : refused)
-    std::cerr << "refused: " << r << '\n';
+  // Entries the screen index left out when it was built are the same on every search of it: in
+  // full with --verbose, else in one line under -q and in full otherwise.
+  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
+  for (std::size_t i = 0; i < refused.size(); ++i)
+    if (i >= from_index || cmd.verbose || !cmd.quiet)
+      std::cerr << "refused: " << refused[i] << '\n';
+  if (from_index > 0 && cmd.quiet && !cmd.verbose)
+    std::cerr << "refused: " << from_index
+              << " entries left out when the screen index was built (--verbose lists them)\n";
   // What a reader of the hits must know to check them against their files.
   for (const auto& o : outcomes)
     if (!o.matches.empty())
@@ -474,7 +482,8 @@ void run_motifs() {
                                          : "Silver carboxylate patterns")
                 << ":\n";
     }
-    std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << e.name << ' '
+    // Two spaces at least between a name and its description, however long the name.
+    std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << e.name << "  "
               << e.description << '\n';
   }
 }
@@ -546,6 +555,49 @@ void run_show(const std::string& name) {
               << a->atom(2) << ") ";
     a->condition()->print(std::cout, Condition::print_full);
     std::cout << '\n';
+  }
+}
+
+std::size_t edit_distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> prev(b.size() + 1), cur(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j)
+    prev[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    cur[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j)
+      cur[j] = std::min({prev[j] + 1, cur[j - 1] + 1, prev[j - 1] + (a[i - 1] != b[j - 1])});
+    std::swap(prev, cur);
+  }
+  return prev[b.size()];
+}
+
+// For each option on the command line that no command knows ("--jsn"), the nearest one that
+// does ("did you mean --json?").
+void suggest_options(const CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> known;
+  std::vector<const CLI::App*> apps{&app};
+  for (const CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; }))
+    apps.push_back(sub);
+  for (const CLI::App* a : apps)
+    for (const CLI::Option* o : a->get_options())
+      for (const auto& name : o->get_lnames())
+        known.push_back("--" + name);
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg.rfind("--", 0) != 0 || arg.size() < 3)
+      continue;
+    arg = arg.substr(0, arg.find('='));
+    if (std::find(known.begin(), known.end(), arg) != known.end())
+      continue;
+    std::string best;
+    std::size_t best_distance = 3; // further than two edits is no likely slip
+    for (const auto& k : known)
+      if (const std::size_t d = edit_distance(arg, k); d < best_distance) {
+        best = k;
+        best_distance = d;
+      }
+    if (!best.empty())
+      std::cerr << "xtalmotif: " << arg << ": did you mean " << best << "?\n";
   }
 }
 
@@ -647,12 +699,15 @@ int main(int argc, char** argv) {
                      "write one P1 CIF per match into FOLDER, holding the matched molecules "
                      "where they were found")
       ->type_name("FOLDER");
+  search->add_flag("-v,--verbose", cmd.verbose,
+                   "list every entry a screen index left out, also with -q");
   search->add_flag("-q,--quiet", cmd.quiet,
-                   "no progress bar and no summary on standard error (entries that cannot be "
-                   "read are still reported)");
-  search->footer("Standard output lists each entry that holds the motif (\"ENTRY: N matches\"); "
-                 "standard error shows a progress bar when it is a terminal, every entry that "
-                 "could not be read with the reason, and a summary.\n"
+                   "no progress bar, summary or match details (entries that cannot be read are "
+                   "still reported; those a screen index left out in one line)");
+  search->footer("Standard output lists each entry that holds the motif (\"ENTRY (FILE): N "
+                 "matches\") with the graph set and contacts of its first matches; standard "
+                 "error shows a progress bar when it is a terminal, every entry that could not "
+                 "be read with the reason, and a summary with the motif's propensity.\n"
                  "Exit status: 0 some entry holds the motif, 1 none does, 2 bad command line, "
                  "motif or source, 3 nothing could be searched or an output could not be "
                  "written.");
@@ -712,8 +767,10 @@ int main(int argc, char** argv) {
              "Examples:\n"
              "  xtalmotif motifs\n"
              "  xtalmotif show \"carboxylic acid dimer\"\n"
-             "  xtalmotif search \"carboxylic acid dimer\" structures/ -j 2 --json hits.jsonl\n"
-             "  xtalmotif index structures/ -o structures.idx");
+             "  xtalmotif search \"carboxylic acid dimer\" data/structures -j 2 --json hits.jsonl\n"
+             "  xtalmotif index data/structures -o structures.idx\n"
+             "  xtalmotif hbonds data/structures/4022630.cif\n"
+             "(data/structures: the structures that come with xtalmotif, in its source tree)");
 
   // Without this, CLI11 answers a mistyped command with "A subcommand is required".
   if (argc > 1 && argv[1][0] != '-' &&
@@ -728,6 +785,8 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     const int status = app.exit(e) == 0 ? 0 : exit_usage;
+    if (status != 0)
+      suggest_options(app, argc, argv);
     try {
       check_standard_output(); // the help text, when it was asked for
     } catch (const OutputError& o) {

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace xtalmotif {
@@ -113,6 +114,20 @@ bool ConFile::read(std::string path) {
     const std::string& first = w[0];
     if (first.find("AT") != std::string::npos) {
       atoms_.emplace_back(w);
+      // The last three words of an atom line are never read: a line written without them
+      // loses its element, hydrogen count or connections to them.
+      if (w.size() < 7) {
+        const ConAtom& a = atoms_.back();
+        warnings_.push_back(
+            where(i + 1) + ": atom line of " + std::to_string(w.size()) +
+            " words; its last three are not read, so it asks for " +
+            (a.element().empty()  ? std::string("any element")
+             : a.element() == "X" ? std::string("element X, which no atom has")
+                                  : "element " + a.element()) +
+            (a.hcount_condition() ? "" : ", any hydrogen count") +
+            (a.nbonds_condition() ? "" : ", any connections") +
+            " (an atom line is ATn ELEMENT VALUE [HYDROGENS] [Tn] and three more words)");
+      }
     } else if (first.find("BO") != std::string::npos) {
       bonds_.emplace_back(w);
       bond_lines_.push_back(i + 1);
@@ -135,6 +150,7 @@ bool ConFile::read(std::string path) {
 }
 
 void ConFile::clear() {
+  warnings_.clear();
   angles_.clear();
   atoms_.clear();
   bonds_.clear();
@@ -224,12 +240,34 @@ std::vector<int> ConFile::bond_group_ids(const std::vector<ConBond>& bonds) cons
 }
 
 std::vector<std::vector<ConBond>> ConFile::group_bonds(const std::vector<ConBond>& bonds) const {
-  std::vector<std::vector<ConBond>> groups;
+  // The pieces come from the partition; within each, bonds are taken as they join it: the
+  // first bond, then pass after pass over the rest in file order, each bond that touches an
+  // atom already reached (1-2, 3-4, 2-3 is grouped 1-2, 2-3, 3-4).
+  std::vector<std::vector<std::size_t>> members;
   std::vector<int> ids = bond_group_ids(bonds);
   for (std::size_t i = 0; i < bonds.size(); ++i) {
-    if (ids[i] >= static_cast<int>(groups.size()))
-      groups.resize(static_cast<std::size_t>(ids[i]) + 1);
-    groups[static_cast<std::size_t>(ids[i])].push_back(bonds[i]);
+    if (ids[i] >= static_cast<int>(members.size()))
+      members.resize(static_cast<std::size_t>(ids[i]) + 1);
+    members[static_cast<std::size_t>(ids[i])].push_back(i);
+  }
+  std::vector<std::vector<ConBond>> groups(members.size());
+  for (std::size_t g = 0; g < members.size(); ++g) {
+    std::vector<std::size_t> rest(members[g].begin() + 1, members[g].end());
+    std::unordered_set<int> reached{bonds[members[g][0]].atom_a(), bonds[members[g][0]].atom_b()};
+    groups[g].push_back(bonds[members[g][0]]);
+    while (!rest.empty()) {
+      std::vector<std::size_t> left;
+      for (std::size_t i : rest) {
+        if (reached.count(bonds[i].atom_a()) || reached.count(bonds[i].atom_b())) {
+          groups[g].push_back(bonds[i]);
+          reached.insert(bonds[i].atom_a());
+          reached.insert(bonds[i].atom_b());
+        } else {
+          left.push_back(i);
+        }
+      }
+      rest.swap(left);
+    }
   }
   return groups;
 }

@@ -115,6 +115,9 @@ public:
   const std::vector<int>& residues() const { return residues_; }
   /// The path last read successfully ("" before).
   const std::string& path() const { return path_; }
+  /// Records read with fields guessed ("FILE: line N: ..."): an atom line of fewer than seven
+  /// words loses what its three dropped last words held. The query is still made from them.
+  const std::vector<std::string>& warnings() const { return warnings_; }
 
 private:
   // Group index (0, 1, ... by first bond) of every bond of `bonds`.
@@ -134,6 +137,7 @@ private:
   std::vector<int> residues_;
 
   std::string path_;
+  std::vector<std::string> warnings_;
   // Line numbers (from 1) of the bond, contact and angle records, for messages.
   std::vector<int> bond_lines_;
   std::vector<int> contact_lines_;

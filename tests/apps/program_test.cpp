@@ -628,3 +628,63 @@ TEST(ProgramProgress, ABarOnATerminalNoneWhenQuietOrRedirected) {
   EXPECT_EQ(redirected.err.find('\r'), std::string::npos) << redirected.err;
   EXPECT_NE(redirected.err.find("3 entries, 3 searched"), std::string::npos) << redirected.err;
 }
+
+// What a new user meets first: each slip gets a message that helps, and nothing is lost quietly.
+TEST(ProgramFirstUse, SlipsGetHelpfulMessagesAndNothingIsLostQuietly) {
+  auto dir = scratch_dir("first-use");
+  const std::string acid = (source_dir() / "data/structures/4022630.cif").string();
+  // A folder of one good and one empty file, indexed: the empty one is left out of the index.
+  std::filesystem::create_directory(dir / "cifs");
+  std::filesystem::copy_file(acid, dir / "cifs/acid.cif");
+  std::ofstream(dir / "cifs/empty.cif") << "";
+  const std::string index = (dir / "cifs.idx").string();
+  ASSERT_EQ(run_program("index " + quote((dir / "cifs").string()) + " -o " + quote(index) + " -q")
+                .status,
+            0);
+  std::string gz = (dir / "acid.cif.gz").string();
+  ASSERT_EQ(std::system(("gzip -c " + quote(acid) + " > " + quote(gz)).c_str()), 0);
+  const std::string query = (dir / "short.con").string();
+  std::ofstream(query) << "AT1 O 1 2 0 0 0\nAT2 H 1 T1\nBO 1 2 1\nAT3 O 0 0 0 0 0\n"
+                          "VDW 1 0.0\nCONT INTER 2 TO 3 WITHIN VDW\n";
+  struct Case {
+    std::string args, stdin_file;
+    int status;
+    std::string out, err;
+  };
+  const std::vector<Case> cases = {
+      {"search 'carboxylic acid dimer' " + quote(index) + " -q", "", 0, "4022630",
+       "refused: 1 entries left out when the screen index was built (--verbose lists them)"},
+      {"search 'carboxylic acid dimer' " + quote(index) + " -q -v", "", 0, "", "empty.cif"},
+      {"search 'carboxylic acid dimer' " + shipped() + " --jsn hits.json", "", 2, "",
+       "--jsn: did you mean --json?"},
+      {"search 'carboxylic acid dimer' - -q", gz, 0, "4022630 (stdin): 1 match", ""},
+      {"search 'carboxylic acid dimer' 4022630", "", 2, "", "download its CIF first"},
+      {"search " + quote(query) + " " + shipped() + " -q", "", 1, "",
+       "short.con: line 2: atom line of 4 words"},
+      {"show 'carboxylic acid dimer'", "", 0, "H...O < vdW sum, between molecules", ""},
+      {"show 'water ring of six'", "", 0, "3.34 A < O...O < 10 A", ""},
+  };
+  for (const auto& c : cases) {
+    ProgramRun r = run_program(c.args, c.stdin_file);
+    EXPECT_EQ(r.status, c.status) << c.args << "\n" << r.err;
+    EXPECT_NE(r.out.find(c.out), std::string::npos) << c.args << "\n" << r.out;
+    EXPECT_NE(r.err.find(c.err), std::string::npos) << c.args << "\n" << r.err;
+  }
+  // A survey counts every match unless told otherwise.
+  const std::string rings = "search 'water ring of six' " + shipped() + " -q";
+  EXPECT_EQ(run_program(rings).out, run_program(rings + " --all").out);
+  EXPECT_NE(run_program(rings).out.find(": 24 matches"), std::string::npos);
+  // Each ready-made motif's description says more than its name, and the two rings of six
+  // that differ in how far apart their other waters may be say so.
+  std::map<std::string, std::string> description;
+  std::istringstream list(run_program("motifs").out);
+  for (std::string line; std::getline(list, line);)
+    if (line.rfind("  ", 0) == 0) {
+      const std::size_t gap = line.find("  ", 2);
+      const std::string name = line.substr(2, gap - 2);
+      description[name] = line.substr(line.find_first_not_of(' ', gap));
+      EXPECT_EQ(description[name].find(name), std::string::npos) << line;
+    }
+  EXPECT_NE(description.at("water ring of six"), description.at("water ring 6"));
+  std::filesystem::remove_all(dir);
+}

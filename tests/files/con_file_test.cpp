@@ -240,9 +240,12 @@ TEST(ConFileResidues, AChainWrittenOutOfOrderIsOneGroup) {
                           "BO 1 2 1\nBO 4 5 1\nBO 3 4 1\nBO 2 3 1\n");
   EXPECT_EQ(residues_of_bonds(con), (std::vector<int>{0, 0, 0, 0}));
   EXPECT_EQ(residues_of_atoms(con), (std::vector<int>{0, 0, 0, 0, 0, 1}));
+  // The group lists its bonds as they join it: 1-2, 2-3, 3-4, 4-5.
   auto groups = con.group_bonds(con.bonds());
   ASSERT_EQ(groups.size(), 1u);
-  EXPECT_EQ(groups[0].size(), 4u);
+  ASSERT_EQ(groups[0].size(), 4u);
+  for (int k = 0; k < 4; ++k)
+    EXPECT_TRUE(groups[0][k].connects_con_atoms(k + 1, k + 2)) << k;
 }
 
 TEST(ConFileResidues, GroupBondsOrdersPiecesByTheirFirstBond) {
@@ -255,8 +258,8 @@ TEST(ConFileResidues, GroupBondsOrdersPiecesByTheirFirstBond) {
   EXPECT_TRUE(groups[0][1].connects_con_atoms(8, 9));
   ASSERT_EQ(groups[1].size(), 3u);
   EXPECT_TRUE(groups[1][0].connects_con_atoms(1, 2));
-  EXPECT_TRUE(groups[1][1].connects_con_atoms(3, 4));
-  EXPECT_TRUE(groups[1][2].connects_con_atoms(2, 3));
+  EXPECT_TRUE(groups[1][1].connects_con_atoms(2, 3));
+  EXPECT_TRUE(groups[1][2].connects_con_atoms(3, 4));
   EXPECT_TRUE(con.group_bonds({}).empty());
   EXPECT_TRUE(con.bond_extends_group(con.bonds()[2], groups[0]));
   EXPECT_FALSE(con.bond_extends_group(con.bonds()[2], groups[1]));
