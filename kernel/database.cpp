@@ -157,37 +157,28 @@ std::string out_of_range_text(int i) {
   return "IndexedTable::at Illegal index: " + std::to_string(i);
 }
 
-// Gives every listed block its identifier: the block name where it is unique, else the file stem,
-// else the stem with a counter (see the class comment).
+// Gives every listed block its identifier: the block name where no other block of the database
+// shares it; else the file's stem and the block name, "stem/block", so that the block name
+// stays in sight; else (one file holding two blocks of one name, or two files of one name in
+// different folders) that with "#n" added, n counting the entries that still share it in
+// database order. A block keeps its name in every search in which it is the only one of that
+// name, whether its file is searched alone, in a folder or through an index.
 void assign_identifiers(std::vector<CifEntryLocation>& locations) {
   std::map<std::string, int> name_count;
   for (const auto& loc : locations)
     ++name_count[loc.block_name];
-  std::set<std::string> taken;
-  std::vector<std::size_t> renamed;
+  std::vector<std::string> ids(locations.size());
+  std::map<std::string, int> id_count;
   for (std::size_t i = 0; i < locations.size(); ++i) {
     const std::string& name = locations[i].block_name;
-    if (!name.empty() && name_count[name] == 1) {
-      locations[i].id = DatabaseEntryIdentifier(name);
-      taken.insert(name);
-    } else {
-      renamed.push_back(i);
-    }
+    ids[i] = !name.empty() && name_count[name] == 1 ? name : file_stem(locations[i].file) + "/" + name;
+    ++id_count[ids[i]];
   }
-  std::map<std::string, int> stem_count;
-  for (std::size_t i : renamed)
-    ++stem_count[file_stem(locations[i].file)];
-  for (std::size_t i : renamed) {
-    std::string stem = file_stem(locations[i].file);
-    std::string id = stem;
-    if (stem.empty() || stem_count[stem] > 1 || taken.count(stem)) {
-      for (int n = 1;; ++n) {
-        id = stem + "_" + std::to_string(n);
-        if (!taken.count(id))
-          break;
-      }
-    }
-    taken.insert(id);
+  std::map<std::string, int> seen;
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    std::string id = ids[i];
+    if (id_count[id] > 1)
+      id += "#" + std::to_string(++seen[id]);
     locations[i].id = DatabaseEntryIdentifier(id);
   }
 }

@@ -151,10 +151,10 @@ struct CifEntryLocation {
 /// is read only when an entry's crystal() is called.
 ///
 /// Identifiers are the data block names. Where a block name is shared by several blocks of the
-/// database (or is empty), each of those blocks is named by its file's stem instead (the file
-/// name without `.cif` / `.cif.gz`); where that stem is itself shared or is already the name of
-/// another entry, `_1`, `_2`, ... is appended, counting in database order and skipping numbers
-/// that would collide again.
+/// database (or is empty), each of those blocks is named by its file's stem and its block name,
+/// `stem/block` (the stem is the file name without `.cif` / `.cif.gz`); where that is itself
+/// shared (two blocks of one name in one file, two files of one name), `#1`, `#2`, ... is
+/// appended, counting in database order.
 ///
 /// A source that cannot be listed (missing, unreadable, no data block with atom sites) is
 /// recorded in problems() and skipped; a block that cannot be built is found only when its

@@ -170,11 +170,11 @@ TEST(Program, EveryBlockIsSearchedAsItselfWhateverItsNameAndSource) {
     std::string stdin_file;
     std::string hits;
   };
-  const std::vector<Case> cases = {{quote(twins), "", "twins_2 (" + twins + "): 1 match\n"},
-                                   {quote(index), "", "twins_2 (" + twins + "): 1 match\n"},
+  const std::vector<Case> cases = {{quote(twins), "", "twins/x#2 (" + twins + "): 1 match\n"},
+                                   {quote(index), "", "twins/x#2 (" + twins + "): 1 match\n"},
                                    {quote(index) + " --no-prescreen", "",
-                                    "twins_2 (" + twins + "): 1 match\n"},
-                                   {"-", twins, "stdin_2 (stdin): 1 match\n"},
+                                    "twins/x#2 (" + twins + "): 1 match\n"},
+                                   {"-", twins, "stdin/x#2 (stdin): 1 match\n"},
                                    {"-", acid, "2300214 (stdin): 1 match\n"}};
   for (const auto& c : cases) {
     ProgramRun r = run_program("search 'carboxylic acid dimer' -q " + c.sources, c.stdin_file);

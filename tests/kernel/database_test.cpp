@@ -136,7 +136,7 @@ TEST(CifDatabaseListing, MultiBlockFileGivesOneEntryPerBlockInFileOrder) {
   EXPECT_EQ(db.index_of(DatabaseEntryIdentifier("7")), -1);
 }
 
-TEST(CifDatabaseListing, RepeatedBlockNamesTakeTheFileStem) {
+TEST(CifDatabaseListing, RepeatedBlockNamesTakeTheFileStemAsAPrefix) {
   ScratchDir dir;
   write_text(dir / "p1/alpha.cif", listable_block("dup"));
   write_text(dir / "p2/alpha.cif", listable_block("dup"));
@@ -150,15 +150,13 @@ TEST(CifDatabaseListing, RepeatedBlockNamesTakeTheFileStem) {
 
   CifDatabase db({dir.path().string()});
   EXPECT_TRUE(db.problems().empty());
-  // Five blocks named "dup" or nothing are renamed after their files. Both alpha.cif files share
-  // a stem and alpha_1 is a block name already, so they count on from 2. The unnamed block of
-  // multi.cif shares its stem with the "dup" block there.
+  // Five blocks named "dup" or nothing take their files' stems as a prefix; the two alpha.cif
+  // files share one, so those two are counted.
   EXPECT_EQ(ids_of(db),
-            (std::vector<std::string>{"alpha_2", "alpha_3", "beta.cif.gz", "alpha_1", "one",
-                                      "multi_1", "multi_2", "alpha_1x", "solo"}));
-  EXPECT_EQ(db.entry(DatabaseEntryIdentifier("multi_1"))->block_name(), "dup");
-  EXPECT_EQ(db.entry(DatabaseEntryIdentifier("multi_2"))->block_name(), "");
-  EXPECT_EQ(db.entry(DatabaseEntryIdentifier("multi_1"))->block_index(), 2);
+            (std::vector<std::string>{"alpha/dup#1", "alpha/dup#2", "beta.cif.gz/dup", "alpha_1",
+                                      "one", "multi/dup", "multi/", "alpha_1x", "solo"}));
+  EXPECT_EQ(db.entry(DatabaseEntryIdentifier("multi/dup"))->block_name(), "dup");
+  EXPECT_EQ(db.entry(DatabaseEntryIdentifier("multi/dup"))->block_index(), 2);
 }
 
 TEST(CifDatabaseListing, SameFileTwiceListsItsBlocksOnce) {
