@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <ostream>
+#include <set>
 
 namespace xtalmotif::app {
 
@@ -49,13 +50,17 @@ nlohmann::json atom_json(const DescribedAtom& a) {
   return j;
 }
 
-std::string file_of(const EntryOutcome& e) { return e.file.empty() ? "-" : e.file; }
+std::string file_of(const EntryOutcome& e) { return printable(e.file.empty() ? "-" : e.file); }
 
+// An entry's name as part of a file name: letters, digits, '-', '_' and '.' kept, anything else
+// '_', at most 100 characters, never "." or "..".
 std::string file_safe(const std::string& s) {
   std::string out;
-  for (char c : s)
+  for (char c : s.substr(0, 100))
     out += (std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' || c == '.') ? c : '_';
-  return out.empty() ? "entry" : out;
+  if (out.find_first_not_of('.') == std::string::npos)
+    out = "entry" + out;
+  return out;
 }
 
 std::string cif_number(double v) {
@@ -87,13 +92,21 @@ std::string cif_value(const std::string& v) {
 
 } // namespace
 
+std::string printable(const std::string& text) {
+  std::string out = text;
+  for (char& c : out)
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+      c = '?';
+  return out;
+}
+
 void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
                    std::size_t detailed) {
   auto placed = [](const DescribedAtom& a) { return a.label + "(" + a.code + ")"; };
   for (const auto& e : outcomes) {
     if (e.matches.empty())
       continue;
-    os << e.id.str() << " (" << file_of(e) << "): " << e.matches.size()
+    os << printable(e.id.str()) << " (" << file_of(e) << "): " << e.matches.size()
        << (e.matches.size() == 1 ? " match" : " matches") << '\n';
     // The matches with the most hydrogen bonds first (a ring closed by hydrogen bonds all
     // round before one with a plain contact in it), then in the order found.
@@ -218,7 +231,7 @@ void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MatchDescription d = describe_match(*e.resource, *e.matches[m]);
       for (const DescribedContact& c : d.contacts) {
-        os << e.id.str() << '\t' << file_of(e) << '\t' << m + 1 << '\t' << d.graph_set << '\t'
+        os << printable(e.id.str()) << '\t' << file_of(e) << '\t' << m + 1 << '\t' << d.graph_set << '\t'
            << c.contact << '\t' << contact_kind_name(c.kind);
         for (const DescribedAtom* a : {&d.atoms[c.from], &d.atoms[c.to]})
           os << '\t' << a->substructure << '\t' << a->query_atom << '\t' << a->query_label << '\t'
@@ -240,16 +253,26 @@ void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
 }
 
 std::vector<std::string> export_matches(const std::string& dir,
-                                        const std::vector<EntryOutcome>& outcomes) {
+                                        const std::vector<EntryOutcome>& outcomes,
+                                        const std::function<bool(const std::string&)>& is_input) {
   std::vector<std::string> written;
+  std::set<std::string> taken; // names used by this export
   std::filesystem::create_directories(dir);
   for (const auto& e : outcomes) {
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MotifMatch& match = *e.matches[m];
       const CrystalMaker& c = *e.crystal;
       const MatchDescription d = describe_match(*e.resource, match);
-      std::string name = file_safe(e.id.str()) + "_match" + std::to_string(m + 1);
-      std::string path = (std::filesystem::path(dir) / (name + ".cif")).string();
+      // Entries "x+1" and "x=1" both make x_1: the second takes the next free name.
+      const std::string base = file_safe(e.id.str()) + "_match" + std::to_string(m + 1);
+      std::string name = base, path;
+      for (int n = 2;; ++n) {
+        path = (std::filesystem::path(dir) / (name + ".cif")).string();
+        if (!taken.count(name) && !(is_input && is_input(path)))
+          break;
+        name = base + "-" + std::to_string(n);
+      }
+      taken.insert(name);
       std::string error;
       bool ok = write_file_atomically(
           path,

@@ -3,6 +3,7 @@
 
 #include "apps/collection_search.h"
 
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -23,9 +24,15 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
 void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes);
 /// One P1 CIF per match in `dir` holding the matched molecules at their found positions, atom
 /// labels suffixed with their symmetry codes, the matched atoms and contacts in loops of their
-/// own and the source's operator list in a comment. Returns the files written.
+/// own and the source's operator list in a comment. Each file is named after its entry and
+/// match (`ENTRY_matchN.cif`, the entry's name made safe for a file name and cut to 100
+/// characters), with `-2`, `-3`... where that name is taken already or `is_input` says it is
+/// one of the search's inputs. Returns the files written.
 std::vector<std::string> export_matches(const std::string& dir,
-                                        const std::vector<EntryOutcome>& outcomes);
+                                        const std::vector<EntryOutcome>& outcomes,
+                                        const std::function<bool(const std::string&)>& is_input);
+/// A text as one line of output: control characters (a newline or a tab in a file name) as '?'.
+std::string printable(const std::string& text);
 
 } // namespace xtalmotif::app
 

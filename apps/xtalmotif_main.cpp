@@ -277,6 +277,11 @@ public:
     for (const auto& f : CifDatabase::list_source_files(sources, ignored))
       add(f);
   }
+  /// Whether a path names one of the input files.
+  bool is_input(const std::string& path) const {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 && files_.count({st.st_dev, st.st_ino}) > 0;
+  }
   /// Refuses an output that names an input file.
   void check_output(const std::string& path, const std::string& option) const {
     struct stat st {};
@@ -313,16 +318,14 @@ int run_search(const SearchCommand& cmd) {
     choice = choose_motif(cmd.motif);
     sources = open_sources(cmd.sources);
   }
-  {
-    InputFiles inputs;
-    inputs.add(cmd.motif);
-    for (const auto& p : cmd.sources)
-      inputs.add(p);
-    if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
-      inputs.add_sources(files->sources());
-    for (const auto& [option, path] : output_files(cmd))
-      inputs.check_output(path, option);
-  }
+  InputFiles inputs;
+  inputs.add(cmd.motif);
+  for (const auto& p : cmd.sources)
+    inputs.add(p);
+  if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
+    inputs.add_sources(files->sources());
+  for (const auto& [option, path] : output_files(cmd))
+    inputs.check_output(path, option);
 
   SearchOptions options;
   options.limit = cmd.all ? 0 : cmd.limit;
@@ -396,19 +399,20 @@ int run_search(const SearchCommand& cmd) {
         summary["propensity"] = static_cast<double>(hit_entries) / candidates;
         summary["propensity_interval"] = {low, high};
       }
-      os << summary.dump() << '\n';
+      os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
     });
   if (!cmd.tsv.empty())
     write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
   if (!cmd.export_dir.empty())
-    export_matches(cmd.export_dir, outcomes);
+    export_matches(cmd.export_dir, outcomes,
+                   [&](const std::string& path) { return inputs.is_input(path); });
 
   // Entries the screen index left out when it was built are the same on every search of it: in
   // full with --verbose, else in one line under -q and in full otherwise.
   const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
   for (std::size_t i = 0; i < refused.size(); ++i)
     if (i >= from_index || cmd.verbose || !cmd.quiet)
-      std::cerr << "refused: " << refused[i] << '\n';
+      std::cerr << "refused: " << printable(refused[i]) << '\n';
   if (from_index > 0 && cmd.quiet && !cmd.verbose)
     std::cerr << "refused: " << from_index
               << " entries left out when the screen index was built (--verbose lists them)\n";
@@ -416,8 +420,8 @@ int run_search(const SearchCommand& cmd) {
   for (const auto& o : outcomes)
     if (!o.matches.empty())
       for (const auto& n : o.crystal->notices())
-        std::cerr << "note: " << (o.file.empty() ? "-" : o.file) << ": block " << o.block << ": "
-                  << n << '\n';
+        std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
+                  << printable(o.block) << ": " << n << '\n';
   if (!cmd.quiet) {
     std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << searched
               << " searched, " << prescreened << " prescreened out, " << filtered
@@ -461,7 +465,7 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
     std::cerr << '\n';
   double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   for (const auto& p : summary.problems)
-    std::cerr << "refused: " << p << '\n';
+    std::cerr << "refused: " << printable(p) << '\n';
   if (!quiet)
     std::cerr << out << ": " << summary.entries << " entries indexed, " << summary.unreadable
               << " unreadable, in " << std::fixed << std::setprecision(2) << secs << " s\n";

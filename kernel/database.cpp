@@ -164,6 +164,14 @@ std::string out_of_range_text(int i) {
 // database order. A block keeps its name in every search in which it is the only one of that
 // name, whether its file is searched alone, in a folder or through an index.
 void assign_identifiers(std::vector<CifEntryLocation>& locations) {
+  // An identifier is printed on lines of its own: a control character from a file name (a
+  // newline, a tab) would break the line, and is written as '_'.
+  auto printable = [](std::string s) {
+    for (char& c : s)
+      if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+        c = '_';
+    return s;
+  };
   std::map<std::string, int> name_count;
   for (const auto& loc : locations)
     ++name_count[loc.block_name];
@@ -171,7 +179,9 @@ void assign_identifiers(std::vector<CifEntryLocation>& locations) {
   std::map<std::string, int> id_count;
   for (std::size_t i = 0; i < locations.size(); ++i) {
     const std::string& name = locations[i].block_name;
-    ids[i] = !name.empty() && name_count[name] == 1 ? name : file_stem(locations[i].file) + "/" + name;
+    ids[i] = printable(!name.empty() && name_count[name] == 1
+                           ? name
+                           : file_stem(locations[i].file) + "/" + name);
     ++id_count[ids[i]];
   }
   std::map<std::string, int> seen;

@@ -688,3 +688,45 @@ TEST(ProgramFirstUse, SlipsGetHelpfulMessagesAndNothingIsLostQuietly) {
   EXPECT_NE(description.at("water ring of six"), description.at("water ring 6"));
   std::filesystem::remove_all(dir);
 }
+
+// Text from the input reaches every output in a form that output can hold: entries whose names
+// differ only in characters a file name cannot hold are exported to two files, a label with a
+// space reads back from the exported CIF, a file name that is not UTF-8 leaves the JSON valid,
+// and a newline in a file name does not break the listing's lines.
+TEST(ProgramOptions, InputTextCannotBreakAnOutput) {
+  auto dir = scratch_dir("hostile");
+  const std::string acid = slurp(source_dir() / "data/structures/4022630.cif");
+  auto with = [&](std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+      text.replace(at, from.size(), to);
+    return text;
+  };
+  std::ofstream(dir / "plus.cif") << with(acid, "data_4022630", "data_x+1");
+  std::ofstream(dir / "equals.cif") << with(acid, "data_4022630", "data_x=1");
+  std::ofstream(dir / "odd.cif") << with(with(acid, "data_4022630", "data_odd"), "\nO3 ", "\n'O 3' ");
+  std::ofstream(dir / "caf\xe9.cif") << with(acid, "data_4022630", "data_bytes");
+  std::ofstream(dir / "new\nline.cif") << acid;
+  const std::string exported = (dir / "exported").string();
+  ProgramRun r = run_program("search 'carboxylic acid dimer' " + quote(dir.string()) +
+                             " --json " + quote((dir / "hits.jsonl").string()) + " --export " +
+                             quote(exported) + " -q");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 5) << r.out; // one line per entry
+  std::istringstream json(slurp(dir / "hits.jsonl"));
+  int lines = 0;
+  for (std::string line; std::getline(json, line); ++lines)
+    EXPECT_NO_THROW(nlohmann::json::parse(line)) << line;
+  EXPECT_EQ(lines, 11); // five entries and their matches, and the summary
+  std::set<std::string> files;
+  for (const auto& f : std::filesystem::directory_iterator(exported))
+    files.insert(f.path().filename().string());
+  EXPECT_EQ(files.size(), 5u);
+  EXPECT_TRUE(files.count("x_1_match1.cif") && files.count("x_1_match1-2.cif"));
+  auto odd = read_crystal((std::filesystem::path(exported) / "odd_match1.cif").string(), "");
+  bool spaced = false;
+  for (int m = 0; m < odd->nmolecules(); ++m)
+    for (const auto& a : odd->molecule(m)->atoms())
+      spaced = spaced || a->label().rfind("O 3_", 0) == 0;
+  EXPECT_TRUE(spaced);
+  std::filesystem::remove_all(dir);
+}
