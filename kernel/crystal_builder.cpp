@@ -53,9 +53,9 @@ struct SiteAtom {
 };
 
 struct CellAtom {
-  int site = -1;  // index into the kept sites
-  int op = 0;     // operator index
-  Point frac;     // reduced into [0, 1)
+  int site = -1;                     // index into the kept sites
+  int op = 0;                        // operator index
+  Point frac;                        // reduced into [0, 1)
   std::array<int, 3> shift{0, 0, 0}; // whole numbers: frac = op(site) + shift
   Point orth;
   bool alive = true;
@@ -211,10 +211,9 @@ private:
 };
 
 CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
-                               std::vector<double> site_radius, double tolerance,
-                               double min_limit, const std::vector<RepeatOf>& repeat_of,
-                               const CrystalMaker& cm, bool operators_form_group,
-                               std::size_t max_points)
+                               std::vector<double> site_radius, double tolerance, double min_limit,
+                               const std::vector<RepeatOf>& repeat_of, const CrystalMaker& cm,
+                               bool operators_form_group, std::size_t max_points)
     : cell_(cell), nsites_(nsites), site_radius_(std::move(site_radius)), tolerance_(tolerance),
       min_limit_(min_limit), repeat_of_(repeat_of), ops_(cm.symmetry_operators()),
       orth_(cm.orthogonal_matrix()), table_(ops_), first_(cell.size(), kNotFound),
@@ -243,8 +242,8 @@ CellNeighbours::CellNeighbours(const std::vector<CellAtom>& cell, std::size_t ns
   std::array<double, 3> margin;
   double per_atom = 1.0;
   for (int k = 0; k < 3; ++k) {
-    double row = std::sqrt(frac(k, 0) * frac(k, 0) + frac(k, 1) * frac(k, 1) +
-                           frac(k, 2) * frac(k, 2));
+    double row =
+        std::sqrt(frac(k, 0) * frac(k, 0) + frac(k, 1) * frac(k, 1) + frac(k, 2) * frac(k, 2));
     margin[k] = cutoff * row;
     per_atom *= 2.0 * (std::ceil(margin[k]) + 1.0) + 1.0;
   }
@@ -584,7 +583,7 @@ Element CrystalBuilder::element_from_label(const std::string& label, const std::
   // Water written as a residue name.
   if (lower.rfind("wat", 0) == 0 || lower.rfind("hoh", 0) == 0)
     return lower[0] == 'h' && formula.count(Element::Oxygen) == 0 ? Element(Element::Hydrogen)
-                                                                 : Element(Element::Oxygen);
+                                                                  : Element(Element::Oxygen);
   bool mixed_case = letters.size() >= 2 && is_lower(letters[1]) && is_upper(letters[0]);
   int two = letters.size() >= 2 ? element_code(letters.substr(0, 2)) : -1;
   if (mixed_case && two > 0) {
@@ -613,277 +612,398 @@ Element CrystalBuilder::element_from_label(const std::string& label, const std::
 
 namespace {
 
+// Sites bucketed over the cell so that an atom finds the sites within bonding reach of it
+// without visiting all of them: each bucket is at least as wide as bonding reaches along its
+// axis, and an atom visits its own bucket and the neighbouring ones.
+class SiteBuckets {
+public:
+  SiteBuckets(const LatticeDistance& lattice_distance, const std::vector<SiteAtom>& sites)
+      : sites_(sites) {
+    double max_radius = 0;
+    for (const SiteAtom& a : sites)
+      max_radius = std::max(max_radius, a.element.covalent_radius());
+    for (int k = 0; k < 3; ++k) {
+      const double reach = lattice_distance.reach_along(k, 2 * max_radius + 0.4) * (1.0 + 1e-9);
+      nb_[k] = std::max(1, std::min(32, static_cast<int>(1.0 / std::max(reach, 1e-6))));
+    }
+    const std::size_t nbuckets = static_cast<std::size_t>(nb_[0]) * nb_[1] * nb_[2];
+    first_.assign(nbuckets + 1, 0);
+    members_.resize(sites.size());
+    std::vector<int> bucket_of(sites.size());
+    for (std::size_t j = 0; j < sites.size(); ++j) {
+      const std::array<int, 3> at = place(sites[j].frac);
+      bucket_of[j] = (at[0] * nb_[1] + at[1]) * nb_[2] + at[2];
+      ++first_[bucket_of[j] + 1];
+    }
+    for (std::size_t c = 0; c < nbuckets; ++c)
+      first_[c + 1] += first_[c];
+    std::vector<int> fill(first_.begin(), first_.end() - 1);
+    for (std::size_t j = 0; j < sites.size(); ++j)
+      members_[fill[bucket_of[j]]++] = static_cast<int>(j);
+  }
+
+  // Sites in the buckets around site i (i among them); valid until the next call.
+  const std::vector<std::size_t>& around(std::size_t i) {
+    near_.clear();
+    const std::array<int, 3> at = place(sites_[i].frac);
+    std::array<int, 3> w0, w1, w2;
+    const int n0 = beside(0, at[0], w0), n1 = beside(1, at[1], w1), n2 = beside(2, at[2], w2);
+    for (int i0 = 0; i0 < n0; ++i0)
+      for (int i1 = 0; i1 < n1; ++i1)
+        for (int i2 = 0; i2 < n2; ++i2) {
+          const int c = (w0[i0] * nb_[1] + w1[i1]) * nb_[2] + w2[i2];
+          for (int m = first_[c]; m < first_[c + 1]; ++m)
+            near_.push_back(static_cast<std::size_t>(members_[m]));
+        }
+    return near_;
+  }
+
+private:
+  std::array<int, 3> place(const Point& f) const {
+    std::array<int, 3> at;
+    for (int k = 0; k < 3; ++k)
+      at[k] = std::min(nb_[k] - 1, static_cast<int>((f[k] - std::floor(f[k])) * nb_[k]));
+    return at;
+  }
+
+  // The buckets next to `at` along one axis, each once.
+  int beside(int k, int at, std::array<int, 3>& out) const {
+    out[0] = at;
+    if (nb_[k] == 1)
+      return 1;
+    out[1] = at + 1 == nb_[k] ? 0 : at + 1;
+    if (nb_[k] == 2)
+      return 2;
+    out[2] = at == 0 ? nb_[k] - 1 : at - 1;
+    return 3;
+  }
+
+  const std::vector<SiteAtom>& sites_;
+  std::array<int, 3> nb_{1, 1, 1};
+  std::vector<int> first_, members_;
+  std::vector<std::size_t> near_;
+};
+
 // Which disorder groups to keep. Groups that are alternatives of one another form a cluster,
 // and the cluster keeps its lowest-numbered group (group 1 of the usual pair of groups 1
 // and 2). Two groups are alternatives when an atom of one sits too close to an atom of the
 // other to coexist, or when they hang on the same ordered atom with occupancies that add up to
 // one (the two rotamers of a CH2OH). Files that number groups on through the structure
 // (1/2 at one place, 3/4 at the next) keep 1 and 3; a group with no alternative is kept.
-std::vector<std::size_t> choose_disorder_alternatives(const CrystalMaker& cm,
-                                                      const std::vector<SiteAtom>& sites,
-                                                      const std::vector<std::string>& assembly) {
-  std::vector<std::size_t> keep;
-  std::vector<std::size_t> grouped;
-  for (std::size_t i = 0; i < sites.size(); ++i)
-    if (sites[i].group != 0)
-      grouped.push_back(i);
-  if (grouped.empty()) {
-    for (std::size_t i = 0; i < sites.size(); ++i)
-      keep.push_back(i);
+class DisorderGroups {
+public:
+  DisorderGroups(const CrystalMaker& cm, const std::vector<SiteAtom>& sites,
+                 const std::vector<std::string>& assembly)
+      : cm_(cm), sites_(sites), lattice_distance_(cm), gid_(sites.size(), -1) {
+    // Group keys: assembly and group number.
+    std::map<std::pair<std::string, int>, int> group_id;
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      if (sites[i].group == 0)
+        continue;
+      grouped_.push_back(i);
+      auto k = std::make_pair(assembly[i], sites[i].group);
+      auto it = group_id.find(k);
+      if (it == group_id.end()) {
+        it = group_id.emplace(k, static_cast<int>(groups_.size())).first;
+        groups_.push_back(k);
+      }
+      gid_[i] = it->second;
+    }
+    parent_.resize(groups_.size());
+    for (std::size_t g = 0; g < groups_.size(); ++g)
+      parent_[g] = static_cast<int>(g);
+  }
+
+  std::vector<std::size_t> kept_sites() {
+    if (!grouped_.empty()) {
+      unite_clashes_and_rotamers();
+      unite_lone_neighbours();
+    }
+    // The kept group of each cluster: the smallest group number in absolute value.
+    std::map<int, int> best;
+    for (std::size_t g = 0; g < groups_.size(); ++g) {
+      int root = find(static_cast<int>(g));
+      auto it = best.find(root);
+      if (it == best.end() || std::abs(groups_[g].second) < std::abs(groups_[it->second].second))
+        best[root] = static_cast<int>(g);
+    }
+    std::vector<std::size_t> keep;
+    for (std::size_t i = 0; i < sites_.size(); ++i)
+      if (sites_[i].group == 0 || best[find(gid_[i])] == gid_[i])
+        keep.push_back(i);
     return keep;
   }
-  const LatticeDistance lattice_distance(cm);
-  // Group keys: assembly and group number.
-  std::map<std::pair<std::string, int>, int> group_id;
-  std::vector<int> gid(sites.size(), -1);
-  std::vector<std::pair<std::string, int>> groups;
-  for (std::size_t i : grouped) {
-    auto k = std::make_pair(assembly[i], sites[i].group);
-    auto it = group_id.find(k);
-    if (it == group_id.end()) {
-      it = group_id.emplace(k, static_cast<int>(groups.size())).first;
-      groups.push_back(k);
-    }
-    gid[i] = it->second;
+
+private:
+  int find(int g) { return parent_[g] == g ? g : parent_[g] = find(parent_[g]); }
+
+  // Alternatives share an assembly and the sign of the group number.
+  bool may_alternate(int a, int b) const {
+    return groups_[a].first == groups_[b].first &&
+           (groups_[a].second > 0) == (groups_[b].second > 0);
   }
-  std::vector<int> parent(groups.size());
-  for (std::size_t g = 0; g < groups.size(); ++g)
-    parent[g] = static_cast<int>(g);
-  std::function<int(int)> find = [&](int g) { return parent[g] == g ? g : parent[g] = find(parent[g]); };
-  auto unite = [&](int a, int b) {
-    const auto& ga = groups[a];
-    const auto& gb = groups[b];
-    // Alternatives share an assembly and the sign of the group number.
-    if (ga.first != gb.first || (ga.second > 0) != (gb.second > 0))
-      return;
-    parent[find(a)] = find(b);
-  };
-  // Ordered atoms that each grouped atom is bonded to. Only sites within bonding reach are
-  // looked at: the sites sit in buckets over the cell, each bucket at least as wide as bonding
-  // reaches along its axis, and a grouped atom visits its own bucket and the neighbouring ones.
-  double max_radius = 0;
-  for (const SiteAtom& a : sites)
-    max_radius = std::max(max_radius, a.element.covalent_radius());
-  std::array<int, 3> nb{1, 1, 1};
-  for (int k = 0; k < 3; ++k) {
-    const double reach = lattice_distance.reach_along(k, 2 * max_radius + 0.4) * (1.0 + 1e-9);
-    nb[k] = std::max(1, std::min(32, static_cast<int>(1.0 / std::max(reach, 1e-6))));
+
+  void unite(int a, int b) {
+    if (may_alternate(a, b))
+      parent_[find(a)] = find(b);
   }
-  auto place = [&](const Point& f) {
-    std::array<int, 3> at;
-    for (int k = 0; k < 3; ++k)
-      at[k] = std::min(nb[k] - 1, static_cast<int>((f[k] - std::floor(f[k])) * nb[k]));
-    return at;
-  };
-  const std::size_t nbuckets = static_cast<std::size_t>(nb[0]) * nb[1] * nb[2];
-  std::vector<int> bucket_first(nbuckets + 1, 0), in_bucket(sites.size());
-  std::vector<int> bucket_of(sites.size());
-  for (std::size_t j = 0; j < sites.size(); ++j) {
-    const std::array<int, 3> at = place(sites[j].frac);
-    bucket_of[j] = (at[0] * nb[1] + at[1]) * nb[2] + at[2];
-    ++bucket_first[bucket_of[j] + 1];
-  }
-  for (std::size_t c = 0; c < nbuckets; ++c)
-    bucket_first[c + 1] += bucket_first[c];
-  {
-    std::vector<int> fill(bucket_first.begin(), bucket_first.end() - 1);
-    for (std::size_t j = 0; j < sites.size(); ++j)
-      in_bucket[fill[bucket_of[j]]++] = static_cast<int>(j);
-  }
-  // The buckets next to `at` along one axis, each once.
-  auto around = [&](int k, int at, std::array<int, 3>& out) {
-    out[0] = at;
-    if (nb[k] == 1)
-      return 1;
-    out[1] = at + 1 == nb[k] ? 0 : at + 1;
-    if (nb[k] == 2)
-      return 2;
-    out[2] = at == 0 ? nb[k] - 1 : at - 1;
-    return 3;
-  };
-  std::vector<std::size_t> near_i;
-  auto within_reach = [&](std::size_t i) -> const std::vector<std::size_t>& {
-    near_i.clear();
-    const std::array<int, 3> at = place(sites[i].frac);
-    std::array<int, 3> w0, w1, w2;
-    const int n0 = around(0, at[0], w0), n1 = around(1, at[1], w1), n2 = around(2, at[2], w2);
-    for (int i0 = 0; i0 < n0; ++i0)
-      for (int i1 = 0; i1 < n1; ++i1)
-        for (int i2 = 0; i2 < n2; ++i2) {
-          const int c = (w0[i0] * nb[1] + w1[i1]) * nb[2] + w2[i2];
-          for (int m = bucket_first[c]; m < bucket_first[c + 1]; ++m)
-            near_i.push_back(static_cast<std::size_t>(in_bucket[m]));
-        }
-    return near_i;
-  };
-  std::vector<std::vector<std::size_t>> anchors(sites.size());
-  for (std::size_t i : grouped) {
-    for (std::size_t j : within_reach(i)) {
-      if (j == i)
-        continue;
-      double lim = sites[i].element.covalent_radius() + sites[j].element.covalent_radius() + 0.4;
-      double d = lattice_distance.below(sites[i].frac, sites[j].frac, lim);
-      if (d >= lim)
-        continue;
-      if (sites[j].group == 0) {
-        if (!(sites[i].element.is_hydrogen() && sites[j].element.is_hydrogen()))
-          anchors[i].push_back(j);
-      } else if (gid[j] != gid[i] && !sites[i].element.is_hydrogen() &&
-                 !sites[j].element.is_hydrogen() &&
-                 d < 0.75 * (lim - 0.4)) {
-        unite(gid[i], gid[j]);
-      }
-    }
-  }
-  std::map<std::size_t, std::vector<std::size_t>> by_anchor;
-  for (std::size_t i : grouped)
-    for (std::size_t a : anchors[i])
-      by_anchor[a].push_back(i);
-  for (const auto& kv : by_anchor)
-    for (std::size_t x = 0; x < kv.second.size(); ++x)
-      for (std::size_t y = x + 1; y < kv.second.size(); ++y) {
-        std::size_t i = kv.second[x], j = kv.second[y];
-        if (gid[i] == gid[j] || sites[i].element != sites[j].element)
+
+  // Groups whose heavy atoms clash, and groups hanging on one ordered atom (the anchor) by
+  // atoms of one element whose occupancies add up to one.
+  void unite_clashes_and_rotamers() {
+    SiteBuckets buckets(lattice_distance_, sites_);
+    std::map<std::size_t, std::vector<std::size_t>> by_anchor;
+    for (std::size_t i : grouped_) {
+      const SiteAtom& a = sites_[i];
+      for (std::size_t j : buckets.around(i)) {
+        const SiteAtom& b = sites_[j];
+        if (j == i)
           continue;
-        if (std::fabs(sites[i].occupancy + sites[j].occupancy - 1.0) < 0.1)
-          unite(gid[i], gid[j]);
+        double lim = a.element.covalent_radius() + b.element.covalent_radius() + 0.4;
+        double d = lattice_distance_.below(a.frac, b.frac, lim);
+        if (d >= lim)
+          continue;
+        if (b.group == 0) {
+          if (!(a.element.is_hydrogen() && b.element.is_hydrogen()))
+            by_anchor[j].push_back(i);
+        } else if (gid_[j] != gid_[i] && !a.element.is_hydrogen() && !b.element.is_hydrogen() &&
+                   d < 0.75 * (lim - 0.4)) {
+          unite(gid_[i], gid_[j]);
+        }
       }
+    }
+    for (const auto& kv : by_anchor)
+      for (std::size_t x = 0; x < kv.second.size(); ++x)
+        for (std::size_t y = x + 1; y < kv.second.size(); ++y) {
+          std::size_t i = kv.second[x], j = kv.second[y];
+          if (gid_[i] == gid_[j] || sites_[i].element != sites_[j].element)
+            continue;
+          if (std::fabs(sites_[i].occupancy + sites_[j].occupancy - 1.0) < 0.1)
+            unite(gid_[i], gid_[j]);
+        }
+  }
+
   // A group left without an alternative while another group of its assembly lies next to it
   // (within van der Waals contact) with an occupancy that leaves room for only one of the two:
   // the two are alternatives that neither clash nor hang on one atom, such as a methyl group
   // on one ring carbon (group 1) or on the next (group 2). Groups far apart are independent
   // regions, even where a file names them all with one assembly.
-  {
+  void unite_lone_neighbours() {
     // A group's occupancy is that of its partly occupied atoms (an ordered atom is sometimes
     // filed in group 1 too); a group with none was written without occupancies.
-    std::vector<double> group_occupancy(groups.size(), 1.0);
-    std::vector<int> cluster_size(groups.size(), 0);
-    for (std::size_t i : grouped)
-      group_occupancy[gid[i]] = std::min(group_occupancy[gid[i]], sites[i].occupancy);
-    for (std::size_t g = 0; g < groups.size(); ++g)
+    std::vector<double> group_occupancy(groups_.size(), 1.0);
+    std::vector<int> cluster_size(groups_.size(), 0);
+    for (std::size_t i : grouped_)
+      group_occupancy[gid_[i]] = std::min(group_occupancy[gid_[i]], sites_[i].occupancy);
+    for (std::size_t g = 0; g < groups_.size(); ++g)
       ++cluster_size[find(static_cast<int>(g))];
-    const auto& ops = cm.symmetry_operators();
     constexpr double kMostPairs = 2.0e7;
-    const double pairs = static_cast<double>(grouped.size()) * grouped.size() * ops.size();
-    for (std::size_t x = 0; x < grouped.size() && pairs <= kMostPairs; ++x) {
-      const std::size_t i = grouped[x];
-      if (cluster_size[find(gid[i])] != 1)
+    const double pairs =
+        static_cast<double>(grouped_.size()) * grouped_.size() * cm_.symmetry_operators().size();
+    if (pairs > kMostPairs)
+      return;
+    for (std::size_t i : grouped_) {
+      if (cluster_size[find(gid_[i])] != 1)
         continue;
-      for (std::size_t y = 0; y < grouped.size(); ++y) {
-        const std::size_t j = grouped[y];
-        if (gid[j] == gid[i] || groups[gid[i]].first != groups[gid[j]].first ||
-            (groups[gid[i]].second > 0) != (groups[gid[j]].second > 0))
+      for (std::size_t j : grouped_) {
+        if (gid_[j] == gid_[i] || !may_alternate(gid_[i], gid_[j]))
           continue;
         // Occupancies must leave room for only one of the two; where the file gives none, a
         // named assembly is word enough.
-        const double total = group_occupancy[gid[i]] + group_occupancy[gid[j]];
-        if (total > 1.05 && !(total == 2.0 && !groups[gid[i]].first.empty()))
+        const double total = group_occupancy[gid_[i]] + group_occupancy[gid_[j]];
+        if (total > 1.05 && !(total == 2.0 && !groups_[gid_[i]].first.empty()))
           continue;
-        // The other group may be written beside a symmetry image of this one (a perchlorate
-        // at 0.7 and, across an inversion centre, its alternative at 0.3).
-        const double contact = sites[i].element.vdw_radius() + sites[j].element.vdw_radius();
-        bool near = false;
-        for (std::size_t k = 0; k < ops.size() && !near; ++k)
-          near = lattice_distance.below(sites[i].frac, ops[k].apply(sites[j].frac), contact) <
-                 contact;
-        if (near) {
-          const int before = cluster_size[find(gid[j])];
-          unite(gid[i], gid[j]);
-          cluster_size[find(gid[i])] = before + 1;
+        if (in_contact(i, j)) {
+          const int before = cluster_size[find(gid_[j])];
+          unite(gid_[i], gid_[j]);
+          cluster_size[find(gid_[i])] = before + 1;
           break;
         }
       }
     }
   }
-  // The kept group of each cluster: the smallest group number in absolute value.
-  std::map<int, int> best;
-  for (std::size_t g = 0; g < groups.size(); ++g) {
-    int root = find(static_cast<int>(g));
-    auto it = best.find(root);
-    if (it == best.end() || std::abs(groups[g].second) < std::abs(groups[it->second].second))
-      best[root] = static_cast<int>(g);
+
+  // Whether site j, or a symmetry image of it, lies within van der Waals contact of site i:
+  // the other group may be written beside a symmetry image of this one (a perchlorate at 0.7
+  // and, across an inversion centre, its alternative at 0.3).
+  bool in_contact(std::size_t i, std::size_t j) const {
+    const double contact = sites_[i].element.vdw_radius() + sites_[j].element.vdw_radius();
+    for (const auto& op : cm_.symmetry_operators())
+      if (lattice_distance_.below(sites_[i].frac, op.apply(sites_[j].frac), contact) < contact)
+        return true;
+    return false;
   }
-  for (std::size_t i = 0; i < sites.size(); ++i)
-    if (sites[i].group == 0 || best[find(gid[i])] == gid[i])
-      keep.push_back(i);
-  return keep;
-}
+
+  const CrystalMaker& cm_;
+  const std::vector<SiteAtom>& sites_;
+  const LatticeDistance lattice_distance_;
+  std::vector<std::size_t> grouped_;
+  std::vector<int> gid_;
+  std::vector<std::pair<std::string, int>> groups_;
+  std::vector<int> parent_;
+};
 
 } // namespace
 
 // ---- building ------------------------------------------------------------------------------
 
-THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) const {
-  const std::string where = block_prefix(desc);
-  auto cm = make_handle<CrystalMaker>();
-  try {
-    cm->set_cell(desc.cell[0], desc.cell[1], desc.cell[2], desc.cell[3], desc.cell[4],
-                 desc.cell[5]);
-  } catch (const std::exception& e) {
-    throw CifError(where + "unusable cell: " + e.what());
+namespace {
+
+// A pair as a bond: the lower cell atom a, the higher b and the translation t that takes b to
+// a's partner (of an atom and its own lattice image, the positive one), with its length
+// measured from a, so that both ends of a bond see the same number to the last bit. Bonds are
+// taken shortest first, lengths compared to 1e-5 A: symmetry-equivalent bonds, equal but for
+// rounding, then come in the order of their atoms, so where a polymer is cut does not hang on
+// the last bit of a distance.
+struct BondKey {
+  long long length = 0;
+  int a = -1, b = -1;
+  Int3 t{0, 0, 0};
+  bool operator<(const BondKey& o) const {
+    return std::tie(length, a, b, t) < std::tie(o.length, o.a, o.b, o.t);
   }
-  cm->set_symmetry_operators(desc.operators);
-  cm->set_symmetry_source(desc.symmetry_source, desc.symmetry_replaced);
-  cm->set_space_group_name(desc.space_group);
-  cm->set_r_factor(desc.r_factor);
-  for (const auto& w : desc.warnings)
-    if (w != desc.symmetry_replaced)
-      cm->add_warning(w);
-  // Symmetry codes number the operators used; a reader holding the file's own list must know
-  // that it was not.
-  if (!desc.symmetry_replaced.empty())
-    cm->add_notice(desc.symmetry_replaced + "; symmetry codes number the operators of the " +
-                   desc.symmetry_source + " instead");
-  const auto& ops = cm->symmetry_operators();
-  const LatticeDistance lattice_distance(*cm);
+  bool same_pair(const BondKey& o) const { return a == o.a && b == o.b && t == o.t; }
+};
 
-  if (static_cast<int>(desc.sites.size()) > settings_.max_sites)
-    throw CifError(where + "too many atom sites (" + std::to_string(desc.sites.size()) + ")");
+// One bond of a cell atom to another (or to a lattice image of itself).
+struct Arc {
+  int to;
+  std::array<int, 3> t;
+  bool metal;
+};
 
-  // Elements and charges.
-  const std::set<int> formula = formula_elements(desc.formula);
+// The assembly of one crystal from its description, stage by stage; each stage reads what the
+// ones before it left in the members.
+class Assembly {
+public:
+  Assembly(const CrystalDescription& desc, const CrystalBuildSettings& settings)
+      : desc_(desc), settings_(settings), where(block_prefix(desc)),
+        cm(make_handle<CrystalMaker>()) {}
+
+  THandle<CrystalMaker> run() {
+    start_crystal();
+    read_sites();
+    tell_repeated_labels_apart();
+    keep_one_alternative();
+    weigh_occupancies();
+    expand_cell();
+    drop_repeated_images();
+    find_neighbours();
+    drop_duplicate_sites();
+    drop_orientations_of_one_atom();
+    drop_overlapping_images();
+    start_bonds();
+    if (std::any_of(sites.begin(), sites.end(),
+                    [&](const SiteAtom& a) { return partial_h_site(a); })) {
+      trim_hydrogens_beyond_valence();
+      one_hydrogen_per_acid();
+    }
+    note_hydrogen_sites();
+    grow_molecules();
+    cm->set_polymeric(polymeric);
+    if (cm->nmolecules() == 0)
+      throw CifError(where + "no atom sites with coordinates");
+    return cm;
+  }
+
+private:
+  const CrystalDescription& desc_;
+  const CrystalBuildSettings& settings_;
+  const std::string where;
+  THandle<CrystalMaker> cm;
+  std::optional<LatticeDistance> lattice;
   bool disorder = false;
-  std::vector<SiteAtom> all_sites;
+  std::vector<SiteAtom> all_sites, sites;
   std::vector<std::string> assembly;
-  all_sites.reserve(desc.sites.size());
-  assembly.reserve(desc.sites.size());
-  for (std::size_t i = 0; i < desc.sites.size(); ++i) {
-    const AtomSiteRecord& r = desc.sites[i];
-    if (r.dummy)
-      continue;
-    SiteAtom s;
-    s.record = static_cast<int>(i);
-    s.label = r.label;
-    s.row = r.row >= 0 ? r.row : static_cast<int>(i);
-    if (!r.type_symbol.empty())
-      s.element = element_from_type_symbol(r.type_symbol, formula, &s.charge);
-    if (s.element.code() == 0) {
-      s.element = element_from_label(r.label, formula);
-    } else {
-      // The type symbol is what the refinement used; a label that reads as another element
-      // is worth a note.
-      Element from_label = element_from_label(r.label, formula);
-      if (from_label.code() != 0 && from_label != s.element)
-        cm->add_warning("atom site " + r.label + " has type symbol " + r.type_symbol);
+  std::vector<int> site_symmetry;
+  std::vector<CellAtom> cell;
+  std::vector<RepeatOf> repeat_of;
+  std::vector<double> twin_offset;
+  BondPerceptionSettings bps;
+  std::optional<CellNeighbours> neighbours;
+  std::optional<BondPerception> perception;
+  std::vector<char> site_metal, site_hydrogen;
+  static constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+  std::vector<Arc> all_arcs;
+  std::vector<std::size_t> arcs_first, arcs_last;
+  std::vector<BondKey> h_bond;
+  bool polymeric = false;
+
+  const std::vector<CrystalSymmetryOperator>& ops() const { return cm->symmetry_operators(); }
+  CellNeighbours& near() { return *neighbours; }
+  int ncell() const { return static_cast<int>(cell.size()); }
+
+  // The cell and the operators, and what the reader noted.
+  void start_crystal() {
+    try {
+      cm->set_cell(desc_.cell[0], desc_.cell[1], desc_.cell[2], desc_.cell[3], desc_.cell[4],
+                   desc_.cell[5]);
+    } catch (const std::exception& e) {
+      throw CifError(where + "unusable cell: " + e.what());
     }
-    if (s.element.code() == 0) {
-      cm->add_warning("atom site " + r.label + ": no element could be read; site skipped");
-      continue;
-    }
-    s.frac = r.fractional;
-    s.occupancy = r.occupancy > 0 ? r.occupancy : 1.0;
-    s.group = r.disorder_group;
-    s.flagged_partial = r.flagged_partial;
-    if (r.disorder_group != 0)
-      disorder = true;
-    if (s.label.empty())
-      s.label = s.element.symbol() + std::to_string(i + 1);
-    all_sites.push_back(std::move(s));
-    assembly.push_back(r.disorder_assembly);
+    cm->set_symmetry_operators(desc_.operators);
+    cm->set_symmetry_source(desc_.symmetry_source, desc_.symmetry_replaced);
+    cm->set_space_group_name(desc_.space_group);
+    cm->set_r_factor(desc_.r_factor);
+    for (const auto& w : desc_.warnings)
+      if (w != desc_.symmetry_replaced)
+        cm->add_warning(w);
+    // Symmetry codes number the operators used; a reader holding the file's own list must know
+    // that it was not.
+    if (!desc_.symmetry_replaced.empty())
+      cm->add_notice(desc_.symmetry_replaced + "; symmetry codes number the operators of the " +
+                     desc_.symmetry_source + " instead");
+    lattice.emplace(*cm);
   }
+
+  // The sites of the asymmetric unit: elements and charges, occupancies and disorder groups.
+  void read_sites() {
+    if (static_cast<int>(desc_.sites.size()) > settings_.max_sites)
+      throw CifError(where + "too many atom sites (" + std::to_string(desc_.sites.size()) + ")");
+
+    // Elements and charges.
+    const std::set<int> formula = CrystalBuilder::formula_elements(desc_.formula);
+    all_sites.reserve(desc_.sites.size());
+    assembly.reserve(desc_.sites.size());
+    for (std::size_t i = 0; i < desc_.sites.size(); ++i) {
+      const AtomSiteRecord& r = desc_.sites[i];
+      if (r.dummy)
+        continue;
+      SiteAtom s;
+      s.record = static_cast<int>(i);
+      s.label = r.label;
+      s.row = r.row >= 0 ? r.row : static_cast<int>(i);
+      if (!r.type_symbol.empty())
+        s.element = CrystalBuilder::element_from_type_symbol(r.type_symbol, formula, &s.charge);
+      if (s.element.code() == 0) {
+        s.element = CrystalBuilder::element_from_label(r.label, formula);
+      } else {
+        // The type symbol is what the refinement used; a label that reads as another element
+        // is worth a note.
+        Element from_label = CrystalBuilder::element_from_label(r.label, formula);
+        if (from_label.code() != 0 && from_label != s.element)
+          cm->add_warning("atom site " + r.label + " has type symbol " + r.type_symbol);
+      }
+      if (s.element.code() == 0) {
+        cm->add_warning("atom site " + r.label + ": no element could be read; site skipped");
+        continue;
+      }
+      s.frac = r.fractional;
+      s.occupancy = r.occupancy > 0 ? r.occupancy : 1.0;
+      s.group = r.disorder_group;
+      s.flagged_partial = r.flagged_partial;
+      if (r.disorder_group != 0)
+        disorder = true;
+      if (s.label.empty())
+        s.label = s.element.symbol() + std::to_string(i + 1);
+      all_sites.push_back(std::move(s));
+      assembly.push_back(r.disorder_assembly);
+    }
+  }
+
   // A label that names two sites is told apart, wherever it is printed, by the row of the
   // atom-site loop each stands on ("H20#37"), and said once.
-  {
+  void tell_repeated_labels_apart() {
     std::map<std::string, std::vector<std::size_t>> by_label;
     for (std::size_t i = 0; i < all_sites.size(); ++i)
       by_label[all_sites[i].label].push_back(i);
@@ -899,180 +1019,189 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
                      " sites, printed as " + names + " (# row of the atom-site loop)");
     }
   }
-  std::vector<SiteAtom> sites;
-  {
-    const std::vector<std::size_t> kept = choose_disorder_alternatives(*cm, all_sites, assembly);
+
+  // One alternative of every disordered region.
+  void keep_one_alternative() {
+    const std::vector<std::size_t> kept = DisorderGroups(*cm, all_sites, assembly).kept_sites();
     sites.reserve(kept.size());
     for (std::size_t i : kept)
       sites.push_back(std::move(all_sites[i]));
+    if (sites.empty())
+      throw CifError(where + "no atom sites with coordinates");
   }
-  if (sites.empty())
-    throw CifError(where + "no atom sites with coordinates");
 
-  // Special positions: an atom that an operator maps onto itself may be written with its
-  // crystallographic occupancy (1/2 on an inversion centre); that is not partial occupancy.
-  // `self` counts the operators that leave the site in place (1: a general position).
-  std::vector<int> site_symmetry(sites.size(), 1);
-  for (std::size_t i = 0; i < sites.size(); ++i) {
-    SiteAtom& s = sites[i];
-    int& self = site_symmetry[i];
-    for (std::size_t k = 1; k < ops.size(); ++k)
-      if (lattice_distance.below(ops[k].apply(s.frac), s.frac, settings_.merge_distance) <
-          settings_.merge_distance)
-        ++self;
-    bool partly = s.occupancy < 0.99 && s.occupancy * self < 0.99;
-    if (partly)
-      disorder = true;
-    s.partial = partly || s.group != 0 || s.flagged_partial;
-    s.presence = std::min(1.0, s.occupancy * self);
-    // Flagged as partly occupied with no occupancy given: its share is unknown, and taken as
-    // one half, so that it counts as partial wherever presence is weighed.
-    if (s.flagged_partial && s.presence >= 0.99)
-      s.presence = 0.5;
-    if (s.flagged_partial)
-      disorder = true;
-  }
-  cm->set_disorder(disorder);
-
-  // Every image of every site in the unit cell: identity images first, then operator by
-  // operator, so that earlier entries win when two images fall on the same place.
-  if (static_cast<double>(sites.size()) * ops.size() > settings_.max_cell_atoms)
-    throw CifError(where + "too many atoms in the unit cell");
-  // Real crystals give each atom about 10 A^3 or more. Even counting every image of an atom
-  // on a special position separately, a hundredth of an A^3 per image is a cell given in the
-  // wrong units.
-  if (cm->volume() < 0.01 * static_cast<double>(sites.size()) * ops.size())
-    throw CifError(where + "cell volume too small for its atoms");
-  std::vector<CellAtom> cell;
-  cell.reserve(sites.size() * ops.size());
-  for (std::size_t k = 0; k < ops.size(); ++k)
-    for (std::size_t s = 0; s < sites.size(); ++s) {
-      CellAtom c;
-      c.site = static_cast<int>(s);
-      c.op = static_cast<int>(k);
-      Point f = ops[k].apply(sites[s].frac);
-      Point fl = floor_point(f);
-      c.frac = f - fl;
-      // Rounding can leave 1 - 1e-17 + 1e-16 == 1.0.
-      for (int x = 0; x < 3; ++x)
-        if (c.frac[x] >= 1.0) {
-          c.frac[x] -= 1.0;
-          fl[x] += 1.0;
-        }
-      for (int x = 0; x < 3; ++x)
-        c.shift[x] = -static_cast<int>(fl[x]);
-      c.orth = cm->to_orthogonal(c.frac);
-      cell.push_back(c);
+  void weigh_occupancies() {
+    // Special positions: an atom that an operator maps onto itself may be written with its
+    // crystallographic occupancy (1/2 on an inversion centre); that is not partial occupancy.
+    // `self` counts the operators that leave the site in place (1: a general position).
+    site_symmetry.assign(sites.size(), 1);
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      SiteAtom& s = sites[i];
+      int& self = site_symmetry[i];
+      for (std::size_t k = 1; k < ops().size(); ++k)
+        if (lattice->below(ops()[k].apply(s.frac), s.frac, settings_.merge_distance) <
+            settings_.merge_distance)
+          ++self;
+      bool partly = s.occupancy < 0.99 && s.occupancy * self < 0.99;
+      if (partly)
+        disorder = true;
+      s.partial = partly || s.group != 0 || s.flagged_partial;
+      s.presence = std::min(1.0, s.occupancy * self);
+      // Flagged as partly occupied with no occupancy given: its share is unknown, and taken as
+      // one half, so that it counts as partial wherever presence is weighed.
+      if (s.flagged_partial && s.presence >= 0.99)
+        s.presence = 0.5;
+      if (s.flagged_partial)
+        disorder = true;
     }
+    cm->set_disorder(disorder);
+  }
 
-  // An atom on a special position is met again by every operator of its site symmetry (48
-  // times over in a cubic group); later images of a site that fall on an earlier one are the
-  // same atom, dropped here so that the neighbour search does not meet them all.
-  // Two images of a site coincide only when an operator maps the site onto itself, so sites on
-  // general positions are passed over.
-  std::vector<RepeatOf> repeat_of(cell.size());
-  // How far the dropped images of each site lie from the ones kept for them (0 when exactly
-  // on its special position).
-  std::vector<double> twin_offset(sites.size(), 0.0);
-  {
-    std::vector<int> kept;
-    for (std::size_t s = 0; s < sites.size(); ++s) {
-      if (site_symmetry[s] == 1)
-        continue;
-      kept.assign(1, static_cast<int>(s));
-      for (std::size_t k = 1; k < ops.size(); ++k) {
-        const std::size_t ci = k * sites.size() + s;
-        CellAtom& c = cell[ci];
-        for (int j : kept)
-          if (const double d = lattice_distance.below(c.frac, cell[j].frac, settings_.merge_distance);
-              d < settings_.merge_distance) {
-            twin_offset[s] = std::max(twin_offset[s], d);
-            c.alive = false;
-            repeat_of[ci].kept = j;
-            repeat_of[ci].offset = as_ints(c.frac - cell[j].frac);
-            break;
+  void expand_cell() {
+    // Every image of every site in the unit cell: identity images first, then operator by
+    // operator, so that earlier entries win when two images fall on the same place.
+    if (static_cast<double>(sites.size()) * ops().size() > settings_.max_cell_atoms)
+      throw CifError(where + "too many atoms in the unit cell");
+    // Real crystals give each atom about 10 A^3 or more. Even counting every image of an atom
+    // on a special position separately, a hundredth of an A^3 per image is a cell given in the
+    // wrong units.
+    if (cm->volume() < 0.01 * static_cast<double>(sites.size()) * ops().size())
+      throw CifError(where + "cell volume too small for its atoms");
+    cell.reserve(sites.size() * ops().size());
+    for (std::size_t k = 0; k < ops().size(); ++k)
+      for (std::size_t s = 0; s < sites.size(); ++s) {
+        CellAtom c;
+        c.site = static_cast<int>(s);
+        c.op = static_cast<int>(k);
+        Point f = ops()[k].apply(sites[s].frac);
+        Point fl = floor_point(f);
+        c.frac = f - fl;
+        // Rounding can leave 1 - 1e-17 + 1e-16 == 1.0.
+        for (int x = 0; x < 3; ++x)
+          if (c.frac[x] >= 1.0) {
+            c.frac[x] -= 1.0;
+            fl[x] += 1.0;
           }
-        if (c.alive)
-          kept.push_back(static_cast<int>(k * sites.size() + s));
+        for (int x = 0; x < 3; ++x)
+          c.shift[x] = -static_cast<int>(fl[x]);
+        c.orth = cm->to_orthogonal(c.frac);
+        cell.push_back(c);
+      }
+  }
+
+  void drop_repeated_images() {
+    // An atom on a special position is met again by every operator of its site symmetry (48
+    // times over in a cubic group); later images of a site that fall on an earlier one are the
+    // same atom, dropped here so that the neighbour search does not meet them all.
+    // Two images of a site coincide only when an operator maps the site onto itself, so sites on
+    // general positions are passed over.
+    repeat_of.assign(cell.size(), RepeatOf{});
+    // How far the dropped images of each site lie from the ones kept for them (0 when exactly
+    // on its special position).
+    twin_offset.assign(sites.size(), 0.0);
+    {
+      std::vector<int> kept;
+      for (std::size_t s = 0; s < sites.size(); ++s) {
+        if (site_symmetry[s] == 1)
+          continue;
+        kept.assign(1, static_cast<int>(s));
+        for (std::size_t k = 1; k < ops().size(); ++k) {
+          const std::size_t ci = k * sites.size() + s;
+          CellAtom& c = cell[ci];
+          for (int j : kept)
+            if (const double d = lattice->below(c.frac, cell[j].frac, settings_.merge_distance);
+                d < settings_.merge_distance) {
+              twin_offset[s] = std::max(twin_offset[s], d);
+              c.alive = false;
+              repeat_of[ci].kept = j;
+              repeat_of[ci].offset = as_ints(c.frac - cell[j].frac);
+              break;
+            }
+          if (c.alive)
+            kept.push_back(static_cast<int>(k * sites.size() + s));
+        }
       }
     }
   }
 
-  BondPerceptionSettings bps;
-  std::vector<double> site_radius;
-  site_radius.reserve(sites.size());
-  // A partly occupied hydrogen reaches far enough to meet an alternative hydrogen closer than
-  // a real H...H contact (see clash_distance below).
-  for (const SiteAtom& s : sites)
-    site_radius.push_back(s.partial && s.element.is_hydrogen()
-                              ? std::max(s.element.covalent_radius(),
-                                         (CoexistenceRule::kHydrogenSeparation - bps.tolerance) / 2)
-                              : s.element.covalent_radius());
-  std::optional<CellNeighbours> neighbours;
-  try {
-    neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
-                       settings_.merge_distance + 0.01, repeat_of, *cm,
-                       desc.operators_form_group,
-                       static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
-  } catch (const std::length_error& e) {
-    throw CifError(where + e.what());
+  // The neighbours of every cell atom within reach of any decision below.
+  void find_neighbours() {
+    std::vector<double> site_radius;
+    site_radius.reserve(sites.size());
+    // A partly occupied hydrogen reaches far enough to meet an alternative hydrogen closer than
+    // a real H...H contact (see clash_distance below).
+    for (const SiteAtom& s : sites)
+      site_radius.push_back(
+          s.partial && s.element.is_hydrogen()
+              ? std::max(s.element.covalent_radius(),
+                         (CoexistenceRule::kHydrogenSeparation - bps.tolerance) / 2)
+              : s.element.covalent_radius());
+    try {
+      neighbours.emplace(cell, sites.size(), std::move(site_radius), bps.tolerance,
+                         settings_.merge_distance + 0.01, repeat_of, *cm,
+                         desc_.operators_form_group,
+                         static_cast<std::size_t>(settings_.max_cell_atoms) * 8);
+    } catch (const std::length_error& e) {
+      throw CifError(where + e.what());
+    }
+    // The reader's tolerance for an operator loop: symmetry that changes the metric more than
+    // this belongs to another cell, and its images may clash.
+    if (near().metric_misfit() > CrystalMaker::kMetricTolerance)
+      cm->add_warning("symmetry operators do not fit the cell (they change its metric by up to " +
+                      std::to_string(static_cast<int>(std::lround(near().metric_misfit() * 100))) +
+                      " %)");
   }
-  CellNeighbours& near = *neighbours;
-  // The reader's tolerance for an operator loop: symmetry that changes the metric more than
-  // this belongs to another cell, and its images may clash.
-  if (near.metric_misfit() > CrystalMaker::kMetricTolerance)
-    cm->add_warning("symmetry operators do not fit the cell (they change its metric by up to " +
-                    std::to_string(static_cast<int>(std::lround(near.metric_misfit() * 100))) +
-                    " %)");
 
   // Two partly occupied hydrogens closer than the two hydrogens of one water (1.35 A with
   // X-ray O-H lengths) are alternatives: the two staggered sets of a disordered methyl group
   // are 0.9-1.0 A apart.
-  auto clash_distance = [&](const SiteAtom& x, const SiteAtom& y) {
+  double clash_distance(const SiteAtom& x, const SiteAtom& y) const {
     if (x.element.is_hydrogen() && y.element.is_hydrogen())
       return kAlternativeHydrogens;
     if (x.element.is_hydrogen() || y.element.is_hydrogen())
       return settings_.merge_distance;
     return std::max(settings_.merge_distance,
                     0.75 * (x.element.covalent_radius() + y.element.covalent_radius()));
-  };
-
-  // Sites written twice in the asymmetric unit (or unlabelled alternatives of a disordered
-  // atom): the higher occupancy stays, then the first written.
-  std::vector<char> site_dropped(sites.size(), 0);
-  for (std::size_t i = 0; i < sites.size(); ++i) {
-    const CellAtom& ci = cell[i];
-    for (const Neighbour nb : near.of(static_cast<int>(i))) {
-      if (nb.other >= static_cast<int>(sites.size()) || nb.other == static_cast<int>(i))
-        continue;
-      const SiteAtom& a = sites[ci.site];
-      const SiteAtom& b = sites[cell[nb.other].site];
-      bool duplicate = nb.d < settings_.merge_distance;
-      // Unlabelled alternatives: too close to be bonded, or as close as a bond but with
-      // occupancies that leave room for only one of the two. Atoms of one partly occupied
-      // molecule share an occupancy, so equal occupancies at bond length are a bond.
-      bool alternatives =
-          a.partial && b.partial && a.group == 0 && b.group == 0 &&
-          (nb.d < clash_distance(a, b) ||
-           (!a.element.is_hydrogen() && !b.element.is_hydrogen() &&
-            nb.d < a.element.covalent_radius() + b.element.covalent_radius() + 0.1 &&
-            a.occupancy + b.occupancy <= 1.05 && std::fabs(a.occupancy - b.occupancy) > 0.05));
-      if (!duplicate && !alternatives)
-        continue;
-      int i_site = static_cast<int>(i), j_site = nb.other;
-      if (site_dropped[i_site] || site_dropped[j_site])
-        continue;
-      int loser = (b.occupancy < a.occupancy || (b.occupancy == a.occupancy && j_site > i_site))
-                      ? j_site
-                      : i_site;
-      site_dropped[loser] = 1;
-      if (duplicate && !a.partial && !b.partial)
-        cm->add_error("atom sites " + a.label + " and " + b.label + " coincide");
-    }
   }
-  for (CellAtom& c : cell)
-    if (site_dropped[c.site])
-      c.alive = false;
+
+  void drop_duplicate_sites() {
+    // Sites written twice in the asymmetric unit (or unlabelled alternatives of a disordered
+    // atom): the higher occupancy stays, then the first written.
+    std::vector<char> site_dropped(sites.size(), 0);
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      const CellAtom& ci = cell[i];
+      for (const Neighbour nb : near().of(static_cast<int>(i))) {
+        if (nb.other >= static_cast<int>(sites.size()) || nb.other == static_cast<int>(i))
+          continue;
+        const SiteAtom& a = sites[ci.site];
+        const SiteAtom& b = sites[cell[nb.other].site];
+        bool duplicate = nb.d < settings_.merge_distance;
+        // Unlabelled alternatives: too close to be bonded, or as close as a bond but with
+        // occupancies that leave room for only one of the two. Atoms of one partly occupied
+        // molecule share an occupancy, so equal occupancies at bond length are a bond.
+        bool alternatives =
+            a.partial && b.partial && a.group == 0 && b.group == 0 &&
+            (nb.d < clash_distance(a, b) ||
+             (!a.element.is_hydrogen() && !b.element.is_hydrogen() &&
+              nb.d < a.element.covalent_radius() + b.element.covalent_radius() + 0.1 &&
+              a.occupancy + b.occupancy <= 1.05 && std::fabs(a.occupancy - b.occupancy) > 0.05));
+        if (!duplicate && !alternatives)
+          continue;
+        int i_site = static_cast<int>(i), j_site = nb.other;
+        if (site_dropped[i_site] || site_dropped[j_site])
+          continue;
+        int loser = (b.occupancy < a.occupancy || (b.occupancy == a.occupancy && j_site > i_site))
+                        ? j_site
+                        : i_site;
+        site_dropped[loser] = 1;
+        if (duplicate && !a.partial && !b.partial)
+          cm->add_error("atom sites " + a.label + " and " + b.label + " coincide");
+      }
+    }
+    for (CellAtom& c : cell)
+      if (site_dropped[c.site])
+        c.alive = false;
+  }
 
   // Orientations of one disordered atom: images of a partly occupied site that all bond to one
   // partner on a symmetry element, more of them than the partner's own occupancy leaves room
@@ -1084,14 +1213,14 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // in every cell where it is there keeps them all (the Cl atoms of a CHCl3 on a threefold axis
   // each have the occupancy of its carbon), and so does a group whose images are bonded as the
   // group is (the two trans F of a PF6 on an inversion centre, 180 degrees apart).
-  {
+  void drop_orientations_of_one_atom() {
     const BondPerception lengths(bps);
     std::vector<int> around;
     for (std::size_t s = 0; s < sites.size(); ++s) {
       const SiteAtom& a = sites[s];
       if (!a.partial || !cell[s].alive)
         continue;
-      for (const Neighbour nb : near.of(static_cast<int>(s))) {
+      for (const Neighbour nb : near().of(static_cast<int>(s))) {
         const int p = nb.other;
         const SiteAtom& partner = sites[cell[p].site];
         if (!cell[p].alive || cell[p].site == static_cast<int>(s) ||
@@ -1106,16 +1235,16 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         };
         const Point at_partner = shifted(p, nb.t, {0, 0, 0});
         around.clear();
-        for (const Neighbour q : near.of(p)) {
+        for (const Neighbour q : near().of(p)) {
           if (q.other == static_cast<int>(s) || cell[q.other].site != static_cast<int>(s) ||
               !cell[q.other].alive || !lengths.is_bond_length(a.element, partner.element, q.d))
             continue;
-          if (single_bond || angle(cell[s].orth, at_partner, shifted(q.other, q.t, nb.t)) <
-                                 kSmallestBondAngle)
+          if (single_bond ||
+              angle(cell[s].orth, at_partner, shifted(q.other, q.t, nb.t)) < kSmallestBondAngle)
             around.push_back(q.other);
         }
-        if (!around.empty() && a.presence * static_cast<double>(around.size() + 1) <=
-                                   partner.presence + 0.05)
+        if (!around.empty() &&
+            a.presence * static_cast<double>(around.size() + 1) <= partner.presence + 0.05)
           for (int c : around)
             cell[c].alive = false;
       }
@@ -1126,7 +1255,7 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
   // symmetry image of a molecule disordered across a symmetry element, which gives way to the
   // asymmetric unit's orientation. `slack` widens the test by how far a pair's distance may
   // differ from the one measured.
-  auto overlapping = [&](int i, const Neighbour& nb, double slack) {
+  bool overlapping(int i, const Neighbour& nb, double slack) const {
     const SiteAtom& a = sites[cell[i].site];
     const SiteAtom& b = sites[cell[nb.other].site];
     const double d = nb.d - slack;
@@ -1134,74 +1263,67 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     bool clash = a.partial && b.partial && d < clash_distance(a, b);
     // Two images of a hydrogen there in half the cells or fewer, closer than any real H...H
     // contact (a half hydrogen beside a mirror plane), are its two orientations.
-    bool other_orientation_of_site = cell[i].site == cell[nb.other].site &&
-                                     a.element.is_hydrogen() && a.partial &&
-                                     a.presence * 2 <= 1.05 &&
-                                     d < CoexistenceRule::kHydrogenSeparation;
+    bool other_orientation_of_site =
+        cell[i].site == cell[nb.other].site && a.element.is_hydrogen() && a.partial &&
+        a.presence * 2 <= 1.05 && d < CoexistenceRule::kHydrogenSeparation;
     // A negative disorder group is disordered across a symmetry element: an image of it
     // within bonding reach of another image of a negative group is the other orientation.
     bool other_orientation =
         a.group < 0 && b.group < 0 && (slack > 0 || !same_image(cell[i], cell[nb.other], nb.t)) &&
         d < a.element.covalent_radius() + b.element.covalent_radius() + bps.tolerance;
     return duplicate || clash || other_orientation || other_orientation_of_site;
-  };
-  // Symmetry keeps distances: every pair of images is the image of a pair in an
-  // asymmetric-unit list, at the same distance up to how far a dropped repeat lies from the
-  // image kept for it. Only images of sites met in such a pair that could overlap can give way
-  // or make another give way; the others are not looked at.
-  std::vector<char> may_overlap(sites.size(), near.derived_by_symmetry() ? 0 : 1);
-  bool images_may_overlap = !near.derived_by_symmetry();
-  for (std::size_t s = 0; s < sites.size() && near.derived_by_symmetry(); ++s) {
-    if (!cell[s].alive)
-      continue;
-    for (const Neighbour nb : near.of(static_cast<int>(s)))
-      if (cell[nb.other].alive &&
-          overlapping(static_cast<int>(s), nb, twin_offset[cell[nb.other].site] + 1e-6)) {
-        may_overlap[s] = may_overlap[cell[nb.other].site] = 1;
-        images_may_overlap = true;
-      }
   }
-  if (images_may_overlap)
-    for (std::size_t i = 0; i < cell.size(); ++i) {
-      if (!cell[i].alive || !may_overlap[cell[i].site])
+
+  void drop_overlapping_images() {
+    // Symmetry keeps distances: every pair of images is the image of a pair in an
+    // asymmetric-unit list, at the same distance up to how far a dropped repeat lies from the
+    // image kept for it. Only images of sites met in such a pair that could overlap can give way
+    // or make another give way; the others are not looked at.
+    std::vector<char> may_overlap(sites.size(), near().derived_by_symmetry() ? 0 : 1);
+    bool images_may_overlap = !near().derived_by_symmetry();
+    for (std::size_t s = 0; s < sites.size() && near().derived_by_symmetry(); ++s) {
+      if (!cell[s].alive)
         continue;
-      for (const Neighbour nb : near.of(static_cast<int>(i))) {
-        if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
+      for (const Neighbour nb : near().of(static_cast<int>(s)))
+        if (cell[nb.other].alive &&
+            overlapping(static_cast<int>(s), nb, twin_offset[cell[nb.other].site] + 1e-6)) {
+          may_overlap[s] = may_overlap[cell[nb.other].site] = 1;
+          images_may_overlap = true;
+        }
+    }
+    if (images_may_overlap)
+      for (std::size_t i = 0; i < cell.size(); ++i) {
+        if (!cell[i].alive || !may_overlap[cell[i].site])
           continue;
-        if (overlapping(static_cast<int>(i), nb, 0.0)) {
-          cell[i].alive = false;
-          break;
+        for (const Neighbour nb : near().of(static_cast<int>(i))) {
+          if (nb.other >= static_cast<int>(i) || !cell[nb.other].alive)
+            continue;
+          if (overlapping(static_cast<int>(i), nb, 0.0)) {
+            cell[i].alive = false;
+            break;
+          }
         }
       }
-    }
+  }
 
   // Bonds between the atoms left, each hydrogen keeping its shortest. An atom's bonds are
   // found when something first asks for them, from its neighbour list; a hydrogen's choice
   // looks at its own list, so that both ends of a bond agree.
-  std::vector<char> site_metal(sites.size()), site_hydrogen(sites.size());
-  for (std::size_t i = 0; i < sites.size(); ++i) {
-    site_metal[i] = sites[i].element.is_metal();
-    site_hydrogen[i] = sites[i].element.is_hydrogen();
-  }
-  const Matrix<double, 3, 3>& orth = cm->orthogonal_matrix();
-  // A pair as a bond: the lower cell atom a, the higher b and the translation t that takes b
-  // to a's partner (of an atom and its own lattice image, the positive one), with its length
-  // measured from a, so that both ends of a bond see the same number to the last bit. Bonds
-  // are taken shortest first, lengths compared to 1e-5 A: symmetry-equivalent bonds, equal but
-  // for rounding, then come in the order of their atoms, so where a polymer is cut does not
-  // hang on the last bit of a distance.
-  struct BondKey {
-    long long length = 0;
-    int a = -1, b = -1;
-    Int3 t{0, 0, 0};
-    bool operator<(const BondKey& o) const {
-      return std::tie(length, a, b, t) < std::tie(o.length, o.a, o.b, o.t);
+  void start_bonds() {
+    perception.emplace(bps);
+    arcs_first.assign(cell.size(), kNotFound);
+    arcs_last.assign(cell.size(), kNotFound);
+    h_bond.assign(cell.size(), BondKey{});
+    site_metal.assign(sites.size(), 0);
+    site_hydrogen.assign(sites.size(), 0);
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      site_metal[i] = sites[i].element.is_metal();
+      site_hydrogen[i] = sites[i].element.is_hydrogen();
     }
-    bool same_pair(const BondKey& o) const { return a == o.a && b == o.b && t == o.t; }
-  };
+  }
+
   // The bond that a listed neighbour of x makes, or false when it is none.
-  const BondPerception perception(bps);
-  auto bond_to = [&](int x, const Neighbour& nb, BondKey* key) {
+  bool bond_to(int x, const Neighbour& nb, BondKey* key) const {
     const int o = nb.other;
     if (!cell[o].alive)
       return false;
@@ -1217,10 +1339,10 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     // A list measures from its own atom: the length from a is the listed one when x is a.
     double d = nb.d;
     if (x != key->a || key->t != nb.t) {
-      const Point to_b = orth * Point(key->t[0], key->t[1], key->t[2]);
+      const Point to_b = cm->orthogonal_matrix() * Point(key->t[0], key->t[1], key->t[2]);
       d = std::sqrt(sqrdistance(cell[key->a].orth, cell[key->b].orth + to_b));
     }
-    if (!perception.is_bond_length(sx.element, so.element, d))
+    if (!perception->is_bond_length(sx.element, so.element, d))
       return false;
     // Rounded half away from zero, as llround does, without the library call.
     const double scaled = d * 1e5;
@@ -1228,51 +1350,41 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (scaled - static_cast<double>(key->length) >= 0.5)
       ++key->length;
     return true;
-  };
-  auto is_hydrogen = [&](int x) { return site_hydrogen[cell[x].site] != 0; };
+  }
 
-  // Each atom's bonds, shortest first (of an atom and its own image, the positive translation
-  // first), all in one flat list. Found once; a bond to an atom dropped since is passed over
-  // where it is read.
-  struct Arc {
-    int to;
-    std::array<int, 3> t;
-    bool metal;
-  };
-  const int ncell = static_cast<int>(cell.size());
-  constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
-  std::vector<Arc> all_arcs;
-  std::vector<std::size_t> arcs_first(ncell, kNotFound), arcs_last(ncell, kNotFound);
-  auto arc_to = [&](int x, const Neighbour& nb) {
+  bool is_hydrogen(int x) const { return site_hydrogen[cell[x].site] != 0; }
+
+  Arc arc_to(int x, const Neighbour& nb) const {
     return Arc{nb.other, nb.t, site_metal[cell[x].site] || site_metal[cell[nb.other].site]};
-  };
+  }
+
   // Room an O or N atom has for one more hydrogen: its valence less its bonds to other heavy
   // atoms and to hydrogens clearly its own (closer than a shared hydrogen ever is).
-  auto hydrogen_room = [&](int x, const Int3& t, int h) {
+  int hydrogen_room(int x, const Int3& t, int h) {
     const SiteAtom& sx = sites[cell[x].site];
     int room = BondPerception::standard_valence(sx.element);
-    for (const Neighbour nb : near.of(x)) {
+    for (const Neighbour nb : near().of(x)) {
       if (!cell[nb.other].alive || (nb.other == h && nb.t == negate(t)))
         continue;
       const SiteAtom& so = sites[cell[nb.other].site];
-      if (so.element.is_hydrogen() ? nb.d < kOwnHydrogen
-                                   : !so.element.is_metal() &&
-                                         perception.is_bond_length(sx.element, so.element, nb.d))
+      if (so.element.is_hydrogen()
+              ? nb.d < kOwnHydrogen
+              : !so.element.is_metal() && perception->is_bond_length(sx.element, so.element, nb.d))
         --room;
     }
     return room;
-  };
+  }
+
   // A hydrogen keeps one bond, its shortest (a == -1: none): one scan of its list gives both
   // that bond and the hydrogen's own arcs. A hydrogen's partner is never a hydrogen.
   // A hydrogen shared between two O or N atoms (within bonding reach of both: the proton of
   // a very short hydrogen bond) goes to the nearer one unless that one has no room left for
   // it and the other has: a water keeps its two hydrogens, and no O takes a third.
-  std::vector<BondKey> h_bond(cell.size());
-  auto find_hydrogen_bond = [&](int h) {
+  void find_hydrogen_bond(int h) {
     BondKey best, second, k;
     Arc arc{}, arc2{};
     Int3 t_best{}, t_second{};
-    for (const Neighbour nb : near.of(h))
+    for (const Neighbour nb : near().of(h))
       if (bond_to(h, nb, &k)) {
         if (best.a == -1 || k < best) {
           second = best, arc2 = arc, t_second = t_best;
@@ -1295,25 +1407,29 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     if (best.a >= 0)
       all_arcs.push_back(arc);
     arcs_last[h] = all_arcs.size();
-  };
-  auto hydrogen_bond_of = [&](int h) -> const BondKey& {
+  }
+
+  const BondKey& hydrogen_bond_of(int h) {
     if (arcs_first[h] == kNotFound)
       find_hydrogen_bond(h);
     return h_bond[h];
-  };
+  }
+
   struct Candidate {
     BondKey key;
     bool reversed;
     Arc arc;
   };
-  std::vector<Candidate> candidates;
-  auto arcs_of = [&](int x) {
+  // Each atom's bonds, shortest first (of an atom and its own image, the positive
+  // translation first), all in one flat list. Found once; a bond to an atom dropped since is
+  // passed over where it is read.
+  StableRange<Arc> arcs_of(int x) {
     if (arcs_first[x] == kNotFound && is_hydrogen(x)) {
       find_hydrogen_bond(x);
     } else if (arcs_first[x] == kNotFound) {
-      candidates.clear();
+      std::vector<Candidate> candidates;
       BondKey k;
-      for (const Neighbour nb : near.of(x)) {
+      for (const Neighbour nb : near().of(x)) {
         if (!bond_to(x, nb, &k))
           continue;
         if (is_hydrogen(nb.other) && !hydrogen_bond_of(nb.other).same_pair(k))
@@ -1333,34 +1449,35 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       arcs_last[x] = all_arcs.size();
     }
     return StableRange<Arc>(all_arcs, arcs_first[x], arcs_last[x]);
-  };
+  }
+
+  static bool partial_h_site(const SiteAtom& s) {
+    return s.element.is_hydrogen() && (s.occupancy < 0.9 || s.flagged_partial);
+  }
+  bool is_partial_h(int x) const { return partial_h_site(sites[cell[x].site]); }
+  // The atom a hydrogen is bonded to, or -1.
+  int h_parent(int h) {
+    for (const Arc arc : arcs_of(h))
+      if (cell[arc.to].alive)
+        return arc.to;
+    return -1;
+  }
+  // True when hydrogen x should go before hydrogen y: the lower occupancy, then the later.
+  bool weaker(int x, int y) const {
+    double ox = sites[cell[x].site].occupancy, oy = sites[cell[y].site].occupancy;
+    return ox != oy ? ox < oy : x > y;
+  }
+  std::vector<int> partial_h;
 
   // Hydrogen disorder: partly occupied hydrogens beyond what the parent atom's valence allows
   // are dropped, lowest occupancy first (then the last written). Dropping a hydrogen drops
   // its bond.
-  const bool partial_hydrogens = std::any_of(sites.begin(), sites.end(), [](const SiteAtom& a) {
-    return a.element.is_hydrogen() && (a.occupancy < 0.9 || a.flagged_partial);
-  });
-  if (partial_hydrogens) {
-    auto h_parent = [&](int h) {
-      for (const Arc arc : arcs_of(h))
-        if (cell[arc.to].alive)
-          return arc.to;
-      return -1;
-    };
-    auto is_partial_h = [&](int x) {
-      const SiteAtom& s = sites[cell[x].site];
-      return s.element.is_hydrogen() && (s.occupancy < 0.9 || s.flagged_partial);
-    };
-    auto weaker = [&](int x, int y) { // true when x should go before y
-      double ox = sites[cell[x].site].occupancy, oy = sites[cell[y].site].occupancy;
-      return ox != oy ? ox < oy : x > y;
-    };
+  void trim_hydrogens_beyond_valence() {
     // A hydrogen keeps one bond, so it counts towards one parent only, and what is dropped
     // around one parent changes nothing around another: only the parents of partly occupied
     // hydrogens are looked at.
-    std::vector<int> partial_h, parents;
-    for (int h = 0; h < ncell; ++h)
+    std::vector<int> parents;
+    for (int h = 0; h < ncell(); ++h)
       if (cell[h].alive && is_partial_h(h)) {
         partial_h.push_back(h);
         if (const int x = h_parent(h); x >= 0)
@@ -1395,7 +1512,8 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       for (int h : hs)
         if (is_partial_h(h))
           partial_hs.push_back(h);
-      std::sort(partial_hs.begin(), partial_hs.end(), weaker);
+      std::sort(partial_hs.begin(), partial_hs.end(),
+                [this](int x, int y) { return weaker(x, y); });
       int count = static_cast<int>(hs.size());
       for (int h : partial_hs) {
         if (count <= allowed)
@@ -1404,8 +1522,11 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         --count;
       }
     }
-    // Half hydrogens on both oxygens of a carboxylic acid (or both nitrogens of an amidine):
-    // one acid, one hydrogen.
+  }
+
+  // Half hydrogens on both oxygens of a carboxylic acid (or both nitrogens of an amidine):
+  // one acid, one hydrogen.
+  void one_hydrogen_per_acid() {
     for (int h1 : partial_h) {
       if (!cell[h1].alive)
         continue;
@@ -1445,31 +1566,34 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
     }
   }
 
-  bool hydrogens_present = false, carbon_present = false;
-  for (std::size_t c = 0; c < cell.size(); ++c)
-    if (cell[c].alive) {
-      hydrogens_present |= sites[cell[c].site].element.is_hydrogen();
-      carbon_present |= sites[cell[c].site].element.is_carbon();
-    }
-  cm->set_has_hydrogen_sites(hydrogens_present);
-  if (!hydrogens_present && carbon_present)
-    cm->add_error("no hydrogen sites; hydrogen counts derived from bond lengths and angles");
-  bps.hydrogens_present = hydrogens_present;
-  BondPerception typer(bps);
+  // Whether the structure has hydrogen sites, which decides how bond types are perceived.
+  void note_hydrogen_sites() {
+    bool hydrogens_present = false, carbon_present = false;
+    for (std::size_t c = 0; c < cell.size(); ++c)
+      if (cell[c].alive) {
+        hydrogens_present |= sites[cell[c].site].element.is_hydrogen();
+        carbon_present |= sites[cell[c].site].element.is_carbon();
+      }
+    cm->set_has_hydrogen_sites(hydrogens_present);
+    if (!hydrogens_present && carbon_present)
+      cm->add_error("no hydrogen sites; hydrogen counts derived from bond lengths and angles");
+    bps.hydrogens_present = hydrogens_present;
+  }
 
   // Covalent pieces: atoms joined by bonds that involve no metal, each laid out whole around
   // the atom it is first met at. Only a piece that is itself endless (a covalent polymer) is
   // cut inside. A piece is found when molecule growth first reaches it, so that the images of
   // the asymmetric unit that no molecule uses are never walked.
-  std::vector<int> piece(ncell, -1);
-  std::vector<std::array<int, 3>> rel(ncell, std::array<int, 3>{0, 0, 0});
   struct Piece {
     std::vector<int> members;
-    bool placed = false;       // in a molecule already
+    bool placed = false;        // in a molecule already
     std::array<int, 3> shift{}; // where it is placed: atom x at shift + rel[x]
   };
-  std::vector<Piece> pieces;
-  auto piece_of = [&](int c) {
+  int piece_of(int c) {
+    if (piece.empty()) {
+      piece.assign(cell.size(), -1);
+      rel.assign(cell.size(), std::array<int, 3>{0, 0, 0});
+    }
     if (piece[c] >= 0)
       return piece[c];
     const int id = static_cast<int>(pieces.size());
@@ -1488,23 +1612,45 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       }
     }
     return id;
-  };
-  bool polymeric = false;
+  }
+  std::vector<int> piece;
+  std::vector<std::array<int, 3>> rel;
+  std::vector<Piece> pieces;
 
   // Molecules, each grown from the first asymmetric-unit site not yet used, piece by piece
   // across metal-ligand bonds. A bond that would bring back a piece already placed, at another
   // lattice translation, is where a coordination polymer repeats: it is cut there.
-  std::vector<char> site_used(sites.size(), 0);
-  std::unordered_set<std::string> reported(cm->errors().begin(), cm->errors().end());
-  std::vector<std::array<int, 3>> offset(ncell);
-  std::vector<int> index_of(ncell, -1); // cell atom -> atom of the molecule being built
-  for (std::size_t s = 0; s < sites.size(); ++s) {
-    if (site_used[s] || !cell[s].alive)
-      continue;
+  void grow_molecules() {
+    const BondPerception typer(bps);
+    std::vector<char> site_used(sites.size(), 0);
+    std::unordered_set<std::string> reported(cm->errors().begin(), cm->errors().end());
+    offset.assign(cell.size(), {0, 0, 0});
+    index_of.assign(cell.size(), -1);
+    for (std::size_t s = 0; s < sites.size(); ++s) {
+      if (site_used[s] || !cell[s].alive)
+        continue;
+      const std::vector<int> members = molecule_from(static_cast<int>(s));
+      BondPerception::PolymerCuts cuts;
+      const std::vector<std::pair<int, int>> bonds = bonds_within(members, cuts);
+      for (int c : members)
+        site_used[cell[c].site] = 1;
+      auto mol = make_handle<Molecule3d>();
+      std::vector<AtomOrigin> origins = add_atoms(members, *mol);
+      mol->add_bonds(bonds);
+      // Each problem once, however many molecules show it.
+      for (std::string& p : typer.assign_bond_types(*mol, cuts))
+        if (reported.insert(p).second)
+          cm->add_error(std::move(p));
+      cm->add_molecule(THandle<Molecule>(mol), std::move(origins));
+    }
+  }
+
+  // The cell atoms of the molecule that starts at site s, with their lattice offsets set, in
+  // site, operator and offset order.
+  std::vector<int> molecule_from(int s) {
     // The start atom keeps the coordinates written in the file.
-    int p0 = piece_of(static_cast<int>(s));
-    std::array<int, 3> want = negate(cell[s].shift);
-    pieces[p0].shift = add(want, negate(rel[s]));
+    int p0 = piece_of(s);
+    pieces[p0].shift = add(negate(cell[s].shift), negate(rel[s]));
     pieces[p0].placed = true;
     std::vector<int> order{p0};
     for (std::size_t k = 0; k < order.size(); ++k) {
@@ -1540,12 +1686,16 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
         return a.op < b.op;
       return offset[x] < offset[y];
     });
-    // The molecule's atoms are the members in this order; its bonds are counted first, so
-    // that an endless framework too large to handle is refused before anything is made.
+    return members;
+  }
+
+  // The molecule's bonds, as pairs of positions in `members`. They are counted before any atom
+  // is made, so that an endless framework too large to handle is refused first.
+  std::vector<std::pair<int, int>> bonds_within(const std::vector<int>& members,
+                                                BondPerception::PolymerCuts& cuts) {
     for (std::size_t m = 0; m < members.size(); ++m)
       index_of[members[m]] = static_cast<int>(m);
     std::vector<std::pair<int, int>> bonds;
-    BondPerception::PolymerCuts cuts;
     for (int c : members)
       for (const Arc arc : arcs_of(c)) {
         if (arc.to < c || (arc.to == c && arc.t < std::array<int, 3>{0, 0, 0}))
@@ -1573,19 +1723,22 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       throw CifError(where + "one molecule has " + std::to_string(bonds.size()) +
                      " bonds, more than the " + std::to_string(settings_.max_molecule_bonds) +
                      " handled");
-    auto mol = make_handle<Molecule3d>();
+    return bonds;
+  }
+
+  // The molecule's atoms at their offsets, and where each came from in the file.
+  std::vector<AtomOrigin> add_atoms(const std::vector<int>& members, Molecule3d& mol) const {
     std::vector<AtomOrigin> origins;
     origins.reserve(members.size());
     for (int c : members) {
       const CellAtom& ca = cell[c];
       const SiteAtom& sa = sites[ca.site];
-      site_used[ca.site] = 1;
-      std::array<int, 3> t = offset[c];
+      const std::array<int, 3>& t = offset[c];
       Point f = ca.frac + Point(t[0], t[1], t[2]);
       auto atom = make_handle<Atom3d>(sa.element, sa.label,
                                       make_handle<Site>(f, cm->to_orthogonal(f), sa.occupancy));
       atom->set_formal_charge(sa.charge);
-      mol->add_atom(THandle<Atom>(std::move(atom)));
+      mol.add_atom(THandle<Atom>(std::move(atom)));
       AtomOrigin origin;
       origin.site = sa.row;
       origin.op = ca.op;
@@ -1595,17 +1748,16 @@ THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) cons
       origin.occupancy = sa.presence;
       origins.push_back(origin);
     }
-    mol->add_bonds(bonds);
-    // Each problem once, however many molecules show it.
-    for (std::string& p : typer.assign_bond_types(*mol, cuts))
-      if (reported.insert(p).second)
-        cm->add_error(std::move(p));
-    cm->add_molecule(THandle<Molecule>(mol), std::move(origins));
+    return origins;
   }
-  cm->set_polymeric(polymeric);
-  if (cm->nmolecules() == 0)
-    throw CifError(where + "no atom sites with coordinates");
-  return cm;
+  std::vector<std::array<int, 3>> offset; // lattice offset of each cell atom in its molecule
+  std::vector<int> index_of;              // cell atom -> atom of the molecule being built
+};
+
+} // namespace
+
+THandle<CrystalMaker> CrystalBuilder::build(const CrystalDescription& desc) const {
+  return Assembly(desc, settings_).run();
 }
 
 } // namespace xtalmotif
