@@ -34,6 +34,7 @@
 #include "motif/motif_translation_constraint.h"
 
 #include "search/atom_address.h"
+#include "search/collection_search.h"
 #include "search/contact_bread_crum.h"
 #include "search/motif_match.h"
 #include "search/motif_search.h"

@@ -1,7 +1,7 @@
 #ifndef XTALMOTIF_APPS_MATCH_REPORT_H
 #define XTALMOTIF_APPS_MATCH_REPORT_H
 
-#include "apps/collection_search.h"
+#include "search/collection_search.h"
 
 #include <functional>
 #include <iosfwd>

@@ -215,11 +215,11 @@ std::vector<CatalogEntry> build_catalog() {
       continue;
     out.push_back({key + " pair", "pair",
                    "two \"" + key + "\" groups joined by one hydrogen bond",
-                   [key] { return make_pair(key, false); }, false});
+                   [key] { return make_pair(key, false); }, {}});
     if (p.acceptor != p.donor)
       out.push_back({key + " dimer", "pair",
                      "two \"" + key + "\" groups joined by two hydrogen bonds (a cyclic dimer)",
-                     [key] { return make_pair(key, true); }, false});
+                     [key] { return make_pair(key, true); }, {}});
   }
 
   using W = WaterMotifs;
@@ -251,12 +251,12 @@ std::vector<CatalogEntry> build_catalog() {
     const bool same = lower(m->name()) == lower(w.first);
     out.push_back({w.first, "water",
                    (same ? std::string() : "\"" + m->name() + "\": ") + facts(*m, "water"),
-                   build, false});
+                   build, {}});
   }
   for (int n = 3; n <= 8; ++n) {
     auto build = [n] { return WaterMotifs::make_ring(n); };
     out.push_back({"water ring " + std::to_string(n), "water", facts(*build(), "water"), build,
-                   false});
+                   {}});
   }
 
   using S = SilverCarboxylateMotifs;
@@ -269,12 +269,12 @@ std::vector<CatalogEntry> build_catalog() {
     auto build = silver[i];
     THandle<Motif> m = build();
     out.push_back({"silver " + m->name(), "silver", "Ag and carboxylate: " + facts(*m, "group"),
-                   build, true});
+                   build, &S::remove_silver_bonds});
   }
 
 #ifdef XTALMOTIF_HAVE_RING_MOTIFS
   for (const auto& r : ExtendedRingMotifs::catalog())
-    out.push_back({r.first, "ring", facts(*r.second(), "group"), r.second, false});
+    out.push_back({r.first, "ring", facts(*r.second(), "group"), r.second, {}});
 #endif
   return out;
 }
@@ -351,7 +351,7 @@ std::vector<std::string> nearest_names(const std::string& text, std::size_t how_
 MotifChoice choose_motif(const std::string& text) {
   for (const auto& e : motif_catalog())
     if (lower(e.name) == lower(text))
-      return {e.name, e.build, e.remove_silver_bonds};
+      return {e.name, e.build, e.prepare};
 
   std::error_code ec;
   // Structures named where the motif belongs: the two were most likely given in the wrong order.
@@ -382,7 +382,7 @@ MotifChoice choose_motif(const std::string& text) {
     con.read(text);
     for (const auto& w : con.warnings())
       std::cerr << "warning: " << w << '\n';
-    return {first->name(), probe, false};
+    return {first->name(), probe, {}};
   }
   if (text.size() > 4 && lower(text.substr(text.size() - 4)) == ".con")
     throw UsageError(text + ": query file not found");

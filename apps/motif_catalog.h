@@ -1,6 +1,7 @@
 #ifndef XTALMOTIF_APPS_MOTIF_CATALOG_H
 #define XTALMOTIF_APPS_MOTIF_CATALOG_H
 
+#include "kernel/crystal_maker.h"
 #include "kernel/handle.h"
 #include "motif/motif.h"
 
@@ -24,9 +25,9 @@ struct CatalogEntry {
   std::string family;      ///< "pair", "water", "ring", "silver"
   std::string description; ///< one line for `xtalmotif motifs`
   std::function<THandle<Motif>()> build;
-  /// Silver patterns need the bonds to silver removed so that silver ions and carboxylates are
-  /// molecules of their own.
-  bool remove_silver_bonds = false;
+  /// Run on each structure before it is searched: the silver patterns cut the bonds to silver,
+  /// so that silver ions and carboxylates are molecules of their own.
+  std::function<void(const THandle<CrystalMaker>&)> prepare;
 };
 
 /// Every ready-made motif: hydrogen-bonded pairs of the predefined substructures, the water
@@ -37,7 +38,7 @@ const std::vector<CatalogEntry>& motif_catalog();
 struct MotifChoice {
   std::string name;
   std::function<THandle<Motif>()> build; ///< a fresh motif on every call (one per thread)
-  bool remove_silver_bonds = false;
+  std::function<void(const THandle<CrystalMaker>&)> prepare; ///< see CatalogEntry::prepare
 };
 
 /// Resolves a catalog name (case-insensitive) or the path of a query file. Throws UsageError for

@@ -2,21 +2,23 @@
 // files or a screen index) for a motif, builds screen indexes, and lists and shows the ready-made
 // motifs.
 
-#include "apps/collection_search.h"
 #include "apps/hbonds_command.h"
 #include "apps/match_report.h"
 #include "apps/motif_catalog.h"
+#include "apps/thread_pool.h"
 #include "kernel/aser_database.h"
 #include "kernel/atomic_file.h"
 #include "kernel/cif_reader.h"
 #include "kernel/database.h"
 #include "motif/motif_search_lib_functions.h"
 #include "results/motif_search_results.h"
+#include "search/collection_search.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cctype>
 #include <chrono>
@@ -147,11 +149,9 @@ std::string format_seconds(double s) {
 class ProgressBar {
 public:
   ProgressBar(int total, bool enabled) : total_(total), enabled_(enabled) {}
-  void update(const SearchProgress& p) {
+  void update(int done, int hits) {
     if (!enabled_)
       return;
-    int done = p.done;
-    int hits = p.hits;
     double elapsed = seconds();
     double rate = elapsed > 0 ? done / elapsed : 0.0;
     const int width = 30;
@@ -327,21 +327,34 @@ int run_search(const SearchCommand& cmd) {
   for (const auto& [option, path] : output_files(cmd))
     inputs.check_output(path, option);
 
-  SearchOptions options;
-  options.limit = cmd.all ? 0 : cmd.limit;
-  options.ceiling = cmd.ceiling;
-  options.prescreen = !cmd.no_prescreen;
-  options.filters = cmd.filters;
-  options.jobs = cmd.jobs;
-  options.remove_silver_bonds = choice.remove_silver_bonds;
+  CollectionSearchSettings settings;
+  settings.limit = cmd.all ? 0 : cmd.limit;
+  settings.ceiling = cmd.ceiling;
+  settings.prescreen = !cmd.no_prescreen;
+  const auto& f = cmd.filters;
+  settings.filters = make_handle<Filters>(f[0], f[1], f[2], f[3], f[4], f[5], f[6]);
+  settings.prepare = choice.prepare;
 
   const int n = sources.db->nentries();
   bool show_progress = !cmd.quiet && n > 1 && isatty(STDERR_FILENO);
   ProgressBar bar(n, show_progress);
-  SearchProgress progress;
-  auto outcomes = search_collection(*sources.db, sources.screens.get(), choice, options, progress,
-                                    [&] { bar.update(progress); });
-  bar.update(progress);
+  std::atomic<int> done{0}, hits{0};
+  ThreadPool pool(cmd.jobs, [&] { bar.update(done, hits); });
+  auto outcomes =
+      CollectionSearch(sources.db, sources.screens, settings)
+          .search(
+              [&] {
+                try {
+                  return choice.build();
+                } catch (const std::exception& e) {
+                  throw UsageError(e.what()); // the motif, not an entry, is at fault
+                }
+              },
+              &pool,
+              [&](int, const EntryOutcome& o) {
+                hits += o.matches.empty() ? 0 : 1;
+                ++done;
+              });
   bar.finish();
 
   int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
@@ -427,7 +440,7 @@ int run_search(const SearchCommand& cmd) {
               << " searched, " << prescreened << " prescreened out, " << filtered
               << " filtered out, " << refused.size() << " refused, " << aborted << " aborted"
               << (capped > 0 ? ", " + std::to_string(capped) + " stopped at the " +
-                                   std::to_string(options.ceiling) + "-match ceiling"
+                                   std::to_string(settings.ceiling) + "-match ceiling"
                              : std::string())
               << "; "
               << hit_entries << " with hits (" << matches << (matches == 1 ? " match" : " matches")

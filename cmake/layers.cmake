@@ -1,7 +1,7 @@
 # The library layers above the kernel. A layer whose folder has no sources yet is skipped, so
 # the tree builds at every stage.
 
-set(_driver_names motif_search.cpp substructure_placement.cpp contact_expansion.cpp prescreen.cpp)
+set(_driver_names collection_search.cpp motif_search.cpp substructure_placement.cpp contact_expansion.cpp prescreen.cpp)
 file(GLOB _search_all CONFIGURE_DEPENDS search/*.cpp)
 set(SEARCH_DRIVER_SOURCES "")
 set(SEARCH_ENV_SOURCES "")

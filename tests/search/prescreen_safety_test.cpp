@@ -82,7 +82,7 @@ THandle<Motif> hydroxyl_carbonyl_motif() {
 struct NamedMotif {
   std::string name;
   THandle<Motif> motif;
-  bool remove_silver_bonds = false; // searched as the program searches the silver patterns
+  bool remove_silver_bonds = false; // prepared as the program prepares the silver patterns
   bool built_here = false;          // also searched through the screened database
 };
 
@@ -97,11 +97,11 @@ std::vector<NamedMotif> safety_motifs() {
                                  {"NH...N", nh_n_motif(), false, true},
                                  {"OH...O=C", hydroxyl_carbonyl_motif(), false, true}};
   for (const auto& e : app::motif_catalog())
-    out.push_back({e.name, e.build(), e.remove_silver_bonds});
+    out.push_back({e.name, e.build(), static_cast<bool>(e.prepare)});
   const auto queries = testing::source_dir() / "data" / "queries";
   for (const auto& f : std::filesystem::directory_iterator(queries)) {
     app::MotifChoice query = app::choose_motif(f.path().string());
-    out.push_back({f.path().filename().string(), query.build(), query.remove_silver_bonds});
+    out.push_back({f.path().filename().string(), query.build(), static_cast<bool>(query.prepare)});
   }
   return out;
 }

@@ -1,0 +1,123 @@
+#include "search/collection_search.h"
+
+#include "kernel/cif_reader.h"
+#include "motif/motif_search_lib_functions.h"
+#include "search/motif_search.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace xtalmotif {
+
+namespace {
+
+bool any_filter(const THandle<Filters>& f) {
+  return !f.is_null() && !f->bit_screens()->screens.empty();
+}
+
+} // namespace
+
+// One worker's own motif and search objects: no query or search state is shared between
+// workers; the database and the index are only read.
+class CollectionSearch::Worker {
+public:
+  Worker(const CollectionSearch& cs, THandle<Motif> motif) : cs_(cs), motif_(std::move(motif)) {
+    if (!cs_.screens_.is_null()) {
+      screener_.set_motif(motif_);
+      if (any_filter(cs_.settings_.filters))
+        screener_.set_filters(cs_.settings_.filters);
+    }
+  }
+
+  EntryOutcome run(int index, CifFileReader& reader) {
+    const CollectionSearchSettings& settings = cs_.settings_;
+    EntryOutcome out;
+    try {
+      THandle<CrystalStructureDatabaseEntry> entry = cs_.db_->entry(index);
+      out.id = entry->identifier();
+      out.file = entry->source_file();
+      out.block = entry->block_name();
+      if (!cs_.screens_.is_null() && !passes_screens(out))
+        return out;
+      THandle<CrystalMaker> crystal = entry->crystal(reader);
+      if (cs_.screens_.is_null() && any_filter(settings.filters) &&
+          !entry_screens(*crystal).satisfies(*settings.filters->bit_screens())) {
+        out.status = EntryStatus::Filtered;
+        return out;
+      }
+      if (settings.prepare)
+        settings.prepare(crystal);
+      out.candidate = MotifSearchLibFunctions::holds_every_substructure(*motif_, *crystal);
+      // A fresh search per entry: the match counter and the breadcrumb memories start empty.
+      MotifSearch search;
+      const unsigned int ceiling = std::max(1u, settings.ceiling);
+      search.set_limit(settings.limit == 0 ? ceiling : settings.limit);
+      search.set_search_structure(crystal, out.id);
+      search.search(motif_, 0);
+      out.aborted = search.aborted();
+      THandle<MotifMatchList> found = search.results()->motif_matches(out.id);
+      out.matches.assign(found->begin(), found->end());
+      out.capped = settings.limit == 0 && out.matches.size() >= ceiling;
+      if (!out.matches.empty()) {
+        out.crystal = crystal;
+        out.resource = search.resource();
+      }
+    } catch (const std::exception& e) {
+      out.status = EntryStatus::Refused;
+      out.reason = e.what();
+      out.matches.clear();
+    }
+    return out;
+  }
+
+private:
+  bool passes_screens(EntryOutcome& out) const {
+    if (any_filter(cs_.settings_.filters) && !screener_.check_filters(cs_.screens_, out.id)) {
+      out.status = EntryStatus::Filtered;
+      return false;
+    }
+    if (cs_.settings_.prescreen && !screener_.prescreen_aser(cs_.screens_, out.id)) {
+      out.status = EntryStatus::Prescreened;
+      return false;
+    }
+    return true;
+  }
+
+  const CollectionSearch& cs_;
+  THandle<Motif> motif_;
+  // The screen checks live on a search object; one per worker is enough for them.
+  MotifSearch screener_;
+};
+
+CollectionSearch::CollectionSearch(THandle<Database<CrystalStructureDatabaseEntry>> db,
+                                   THandle<AserDatabase> screens,
+                                   CollectionSearchSettings settings)
+    : db_(std::move(db)), screens_(std::move(screens)), settings_(std::move(settings)) {}
+
+std::vector<EntryOutcome> CollectionSearch::search(const std::function<THandle<Motif>()>& make_motif,
+                                                   Executor* executor,
+                                                   const EntryCallback& on_entry) const {
+  Executor on_caller;
+  Executor& ex = executor ? *executor : on_caller;
+  std::vector<EntryOutcome> outcomes(static_cast<std::size_t>(db_->nentries()));
+  std::vector<std::unique_ptr<Worker>> workers(static_cast<std::size_t>(std::max(1, ex.workers())));
+  // The unit of work is a run of entries: the blocks of one gzipped file are read in one pass
+  // through one reader, the other entries one by one.
+  const std::vector<int> runs = run_starts(*db_);
+  ex.run(static_cast<int>(runs.size()), [&](int r, int w) {
+    std::unique_ptr<Worker>& worker = workers[static_cast<std::size_t>(w)];
+    if (!worker)
+      worker = std::make_unique<Worker>(*this, make_motif());
+    const int first = runs[static_cast<std::size_t>(r)];
+    CifFileReader reader(db_->entry(first)->source_file());
+    for (int i = first; i < db_->run_end(first); ++i) {
+      EntryOutcome& out = outcomes[static_cast<std::size_t>(i)];
+      out = worker->run(i, reader);
+      if (on_entry)
+        on_entry(i, out);
+    }
+  });
+  return outcomes;
+}
+
+} // namespace xtalmotif

@@ -1,0 +1,85 @@
+#ifndef XTALMOTIF_SEARCH_COLLECTION_SEARCH_H
+#define XTALMOTIF_SEARCH_COLLECTION_SEARCH_H
+
+#include "kernel/aser_bit_screens.h"
+#include "kernel/aser_database.h"
+#include "kernel/database.h"
+#include "kernel/executor.h"
+#include "motif/motif.h"
+#include "search/motif_match.h"
+#include "search/motif_search_resource.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace xtalmotif {
+
+/// How a collection is searched.
+struct CollectionSearchSettings {
+  /// Matches kept per structure; 0 keeps every match, up to `ceiling`.
+  unsigned int limit = 1;
+  /// With every match kept, a structure stops at this many: in layer minerals and frameworks an
+  /// extended motif matches in a combinatorial number of equivalent ways (over 100,000 for a
+  /// ribbon in dickite), and a collection search keeps every entry's matches.
+  unsigned int ceiling = 1000;
+  /// Compare the motif's screens with the index before reading an entry (indexed sources only).
+  bool prescreen = true;
+  /// The structure-quality filters; none when null.
+  THandle<Filters> filters;
+  /// Run on every structure read, before it is searched; may be empty. The silver patterns use
+  /// it to cut the bonds to silver, so that ions and carboxylates are molecules of their own.
+  std::function<void(const THandle<CrystalMaker>&)> prepare;
+};
+
+enum class EntryStatus { Searched, Prescreened, Filtered, Refused };
+
+/// What happened to one entry of the collection.
+struct EntryOutcome {
+  DatabaseEntryIdentifier id;
+  /// The CIF file as the sources gave it ("-" for standard input) and the data block.
+  std::string file;
+  std::string block;
+  EntryStatus status = EntryStatus::Searched;
+  std::string reason; ///< why a refused entry could not be searched
+  /// The structure holds every substructure of the motif (counted for entries searched).
+  bool candidate = false;
+  bool aborted = false;
+  bool capped = false; ///< stopped at the match ceiling (every match asked for)
+  std::vector<THandle<MotifMatch>> matches;
+  THandle<CrystalMaker> crystal;         ///< kept for entries with matches
+  THandle<MotifSearchResource> resource; ///< kept for entries with matches
+};
+
+/// Searches every entry of a database for one motif: the screen index, when there is one,
+/// skips entries by the filters and the prescreen without reading them; every other entry is
+/// read, filtered on its own structure, searched with a fresh search object and reported. An
+/// entry that cannot be read is reported as refused, with the reason, and the search goes on.
+class CollectionSearch {
+public:
+  /// Called once per entry as soon as it is finished, on the worker that searched it: entries
+  /// arrive out of order, and concurrently when the executor runs workers in parallel.
+  using EntryCallback = std::function<void(int index, const EntryOutcome&)>;
+
+  /// `screens`, when not null, is the screen index of the same entries as `db`.
+  CollectionSearch(THandle<Database<CrystalStructureDatabaseEntry>> db,
+                   THandle<AserDatabase> screens, CollectionSearchSettings settings);
+
+  /// One outcome per entry, in database order whatever the executor. `make_motif` is called
+  /// once per worker (queries are not shared between workers); `executor` may be null (every
+  /// entry on the calling thread). Exceptions of `make_motif` and of the callback stop the search
+  /// and are passed on.
+  std::vector<EntryOutcome> search(const std::function<THandle<Motif>()>& make_motif,
+                                   Executor* executor = nullptr,
+                                   const EntryCallback& on_entry = {}) const;
+
+private:
+  class Worker;
+  THandle<Database<CrystalStructureDatabaseEntry>> db_;
+  THandle<AserDatabase> screens_;
+  CollectionSearchSettings settings_;
+};
+
+} // namespace xtalmotif
+
+#endif
