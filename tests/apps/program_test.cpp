@@ -321,7 +321,7 @@ std::vector<std::string> refusals(const std::string& err) {
 TEST(ProgramHelp, EveryCommandAndOptionIsDescribed) {
   ProgramRun top = run_program("--help");
   ASSERT_EQ(top.status, 0) << top.err;
-  for (const char* command : {"search", "index", "motifs", "show"}) {
+  for (const char* command : {"search", "index", "report", "motifs", "show"}) {
     // Each command is listed with a sentence of its own.
     std::size_t at = top.out.find(std::string("\n  ") + command + " ");
     ASSERT_NE(at, std::string::npos) << command << "\n" << top.out;
@@ -336,8 +336,9 @@ TEST(ProgramHelp, EveryCommandAndOptionIsDescribed) {
        {"MOTIF", "SOURCES", "--limit", "--all", "--no-prescreen", "--require-3d",
         "--max-r-factor-5", "--no-disorder", "--no-polymers", "--no-errors", "--metal",
         "--transition-metal", "--jobs", "--save", "--save-ids", "--json", "--tsv", "--export",
-        "--quiet"}},
+        "--report", "--report-limit", "--quiet"}},
       {"index", {"SOURCES", "--output", "--jobs", "--quiet"}},
+      {"report", {"JSON", "--output", "--report-limit"}},
       {"show", {"MOTIF"}},
       {"motifs", {}}};
   for (const auto& [command, options] : expected) {
