@@ -271,7 +271,7 @@ std::string summary_text(const HitRecords& r, std::size_t structures) {
        << plural(s.value("matches", 0L), "match", "matches") << '.';
     if (s.contains("propensity") && s.contains("propensity_interval"))
       os << " Propensity " << std::lround(100 * number(s, "propensity"))
-         << "%: " << s.value("hits", 0L) << " of the "
+         << "%: " << s.value("hits", 0L) << " of "
          << plural(s.value("candidates", 0L), "entry", "entries")
          << " holding every group of the motif (95% interval "
          << std::lround(100 * s["propensity_interval"].at(0).get<double>()) << "-"
