@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -570,6 +571,11 @@ int run_report(const ReportCommand& cmd) {
   } catch (const UsageError& e) {
     throw UsageError((cmd.json == "-" ? std::string("<stdin>") : cmd.json) + ": " + e.what());
   }
+  // The report must not take the place of the records it is made from.
+  std::error_code ec;
+  if (cmd.json != "-" && std::filesystem::equivalent(cmd.json, cmd.output, ec))
+    throw UsageError(cmd.output + ": --output names the input file, which it would overwrite; "
+                                  "give the report another name");
   std::string error;
   if (!write_file_atomically(
           cmd.output, [&](std::ostream& os) { write_page(os, records, cmd.structures); }, &error))
