@@ -3,14 +3,20 @@
 // --report` as from `report` of the saved JSON Lines.
 //   node html_report_browser_test.js PROGRAM DATA_DIR [SCREENSHOT_DIR]
 //   node html_report_browser_test.js --time REPORT.html   (how long it takes to open: under 3 s)
-// Exits 77 (CTest: not run) with one line saying why where Chromium or its driver is missing,
-// except under CI, where both are installed and their absence is a failure.
+// Exits 77 (CTest: not run) with one line saying why where the collections are absent, or where
+// Chromium or its driver is missing, except under CI, where both are installed and their absence
+// is a failure.
 'use strict';
 const {execFileSync} = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
 
+const timing = process.argv[2] === '--time';
+if (!timing && !fs.existsSync(path.join(process.argv[3] || '', 'curated'))) {
+  console.log(`skipped: the real-structure collections are not at ${process.argv[3]}`);
+  process.exit(77);
+}
 function skip(why) {
   console.log((process.env.CI ? 'FAILED: ' : 'skipped: ') + why + ' (scripts/setup.sh installs it)');
   process.exit(process.env.CI ? 1 : 77);
@@ -69,7 +75,7 @@ async function open(browser, file, screenshot) {
   let noViewer = false;
   const check = (ok, what) => ok || (console.log('FAILED: ' + what), ++failures);
   try {
-    if (process.argv[2] === '--time') {
+    if (timing) {
       const r = await open(browser, process.argv[3]);
       const mb = fs.statSync(process.argv[3]).size / 1e6;
       console.log(`${process.argv[3]}: ${mb.toFixed(1)} MB, ${r.rows} rows, opened and drawn in ` +
