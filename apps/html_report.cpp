@@ -402,7 +402,11 @@ const char* const page_script = R"js(
     current = i;
     const row = rows[i];
     row.classList.add('sel');
-    document.querySelectorAll('circle[data-i="' + i + '"]').forEach(c => c.classList.add('sel'));
+    // The selected match's points, drawn last so that no other point hides them.
+    document.querySelectorAll('circle[data-i="' + i + '"]').forEach(c => {
+      c.classList.add('sel');
+      c.parentNode.appendChild(c);
+    });
     const c = row.cells;
     caption.textContent = c[1].textContent + ', match ' + c[3].textContent +
         (c[4].textContent ? ', graph set ' + c[4].textContent : '') + ' (' + c[2].textContent + ')' +
