@@ -145,6 +145,21 @@ void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
   }
 }
 
+void write_p1_cif(std::ostream& os, const std::string& block, const std::array<double, 6>& cell,
+                  const std::vector<P1Atom>& atoms) {
+  os << "data_" << block << "\n_cell_length_a " << cif_number(cell[0]) << "\n_cell_length_b "
+     << cif_number(cell[1]) << "\n_cell_length_c " << cif_number(cell[2])
+     << "\n_cell_angle_alpha " << cif_number(cell[3]) << "\n_cell_angle_beta "
+     << cif_number(cell[4]) << "\n_cell_angle_gamma " << cif_number(cell[5])
+     << "\n_symmetry_space_group_name_H-M 'P 1'\n"
+     << "loop_\n_space_group_symop_operation_xyz\n'x,y,z'\n"
+     << "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
+        "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\n";
+  for (const P1Atom& a : atoms)
+    os << cif_value(a.label) << ' ' << a.element << ' ' << cif_number(a.fract[0]) << ' '
+       << cif_number(a.fract[1]) << ' ' << cif_number(a.fract[2]) << " 1\n";
+}
+
 void write_json_lines(std::ostream& os, const std::string& motif_name,
                       const std::vector<EntryOutcome>& outcomes) {
   for (const auto& e : outcomes) {
@@ -286,21 +301,13 @@ std::vector<std::string> export_matches(const std::string& dir,
               os << "#   " << k + 1 << "  " << c.listed_operators()[k].to_xyz() << '\n';
             for (const auto& n : c.notices())
               os << "# Note: " << n << '\n';
-            os << "data_" << name << "\n"
-               << "_cell_length_a " << cif_number(c.a()) << "\n_cell_length_b "
-               << cif_number(c.b()) << "\n_cell_length_c " << cif_number(c.c())
-               << "\n_cell_angle_alpha " << cif_number(c.alpha()) << "\n_cell_angle_beta "
-               << cif_number(c.beta()) << "\n_cell_angle_gamma " << cif_number(c.gamma())
-               << "\n_symmetry_space_group_name_H-M 'P 1'\n"
-               << "loop_\n_space_group_symop_operation_xyz\n'x,y,z'\n"
-               << "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
-                  "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\n";
+            std::vector<P1Atom> atoms;
             // A molecule copy reached twice (two substructures on one molecule) is written once.
             for (const DescribedMolecule& mol : describe_molecules(*e.resource, match))
               for (const DescribedAtom& a : mol.atoms)
-                os << cif_value(a.label + '_' + a.code) << ' ' << a.element << ' '
-                   << cif_number(a.fractional[0]) << ' ' << cif_number(a.fractional[1]) << ' '
-                   << cif_number(a.fractional[2]) << " 1\n";
+                atoms.push_back({a.label + '_' + a.code, a.element,
+                                 {a.fractional[0], a.fractional[1], a.fractional[2]}});
+            write_p1_cif(os, name, {c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma()}, atoms);
             // Which atom matched which query atom, and the contacts, by the labels above.
             os << "loop_\n_xtalmotif_match_atom_label\n_xtalmotif_match_atom_substructure\n"
                   "_xtalmotif_match_atom_query_atom\n_xtalmotif_match_atom_query_label\n";

@@ -3,6 +3,7 @@
 
 #include "search/collection_search.h"
 
+#include <array>
 #include <functional>
 #include <iosfwd>
 #include <string>
@@ -10,11 +11,26 @@
 
 namespace xtalmotif::app {
 
+/// One atom of a structure written out in P1: its label (carrying its symmetry code), element
+/// and fractional coordinates.
+struct P1Atom {
+  std::string label;
+  std::string element;
+  std::array<double, 3> fract{};
+};
+
+/// A data block holding `atoms` in P1 with `cell` (a, b, c in angstrom, alpha, beta, gamma in
+/// degrees): every atom written where it is, so that any structure viewer shows the molecules as
+/// they were placed. Loops of the caller's own may follow it.
+void write_p1_cif(std::ostream& os, const std::string& block, const std::array<double, 6>& cell,
+                  const std::vector<P1Atom>& atoms);
+
 /// The terminal listing: a line per entry with matches ("ENTRY (FILE): N matches"), then for
 /// each of its first `detailed` matches its graph set and its contacts, hydrogen bonds with
 /// their D-H, H...A, D...A and angle, constraints left out.
 void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
                    std::size_t detailed);
+
 /// JSON Lines: for every entry with matches, one entry record (its file and block, the
 /// operator list its symmetry codes number and anything a reader must know to check them),
 /// then one record per match, in entry order.

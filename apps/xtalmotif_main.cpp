@@ -3,6 +3,7 @@
 // motifs.
 
 #include "apps/hbonds_command.h"
+#include "apps/html_report.h"
 #include "apps/match_report.h"
 #include "apps/motif_catalog.h"
 #include "apps/thread_pool.h"
@@ -214,7 +215,8 @@ struct SearchCommand {
   bool no_prescreen = false;
   std::array<bool, 7> filters{};
   int jobs = 1;
-  std::string save, save_ids, json, tsv, export_dir;
+  std::string save, save_ids, json, tsv, export_dir, report;
+  unsigned int report_limit = default_report_structures;
   bool quiet = false;
   bool verbose = false;
 };
@@ -235,7 +237,7 @@ void check_output_file(const std::string& path, const std::string& option) {
 // The output files a search may write, each with its option; an empty path is not asked for.
 std::vector<std::pair<std::string, std::string>> output_files(const SearchCommand& cmd) {
   return {{"--save", cmd.save}, {"--save-ids", cmd.save_ids}, {"--json", cmd.json},
-          {"--tsv", cmd.tsv}};
+          {"--tsv", cmd.tsv}, {"--report", cmd.report}};
 }
 
 // The outputs of one search: each file named once, at most one stream on standard output.
@@ -256,6 +258,8 @@ void check_outputs(const SearchCommand& cmd) {
     }
   if (cmd.json == "-" && cmd.tsv == "-")
     throw UsageError("--json - and --tsv - cannot both write to standard output");
+  if (cmd.report == "-" && (cmd.json == "-" || cmd.tsv == "-"))
+    throw UsageError("--report - cannot share standard output with --json - or --tsv -");
   std::error_code ec;
   if (!cmd.export_dir.empty() && fs::exists(cmd.export_dir, ec) &&
       !fs::is_directory(cmd.export_dir, ec))
@@ -377,7 +381,7 @@ int run_search(const SearchCommand& cmd) {
   }
 
   // JSON Lines or TSV sent to standard output stay a clean stream of their own.
-  bool stdout_taken = cmd.json == "-" || cmd.tsv == "-";
+  bool stdout_taken = cmd.json == "-" || cmd.tsv == "-" || cmd.report == "-";
   if (!stdout_taken)
     write_listing(std::cout, outcomes, cmd.quiet ? 0 : kListedMatches);
 
@@ -399,21 +403,29 @@ int run_search(const SearchCommand& cmd) {
   if (candidates > 0)
     propensity << ", " << std::lround(100.0 * hit_entries / candidates) << "% ("
                << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
+  auto write_json = [&](std::ostream& os) {
+    write_json_lines(os, choice.name, outcomes);
+    nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
+                              {"entries", n},            {"searched", searched},
+                              {"prescreened", prescreened}, {"filtered", filtered},
+                              {"refused", refused.size()}, {"aborted", aborted},
+                              {"candidates", candidates}, {"hits", hit_entries},
+                              {"matches", matches}};
+    if (candidates > 0) {
+      summary["propensity"] = static_cast<double>(hit_entries) / candidates;
+      summary["propensity_interval"] = {low, high};
+    }
+    os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  };
   if (!cmd.json.empty())
-    write_output(cmd.json, [&](std::ostream& os) {
-      write_json_lines(os, choice.name, outcomes);
-      nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
-                                {"entries", n},            {"searched", searched},
-                                {"prescreened", prescreened}, {"filtered", filtered},
-                                {"refused", refused.size()}, {"aborted", aborted},
-                                {"candidates", candidates}, {"hits", hit_entries},
-                                {"matches", matches}};
-      if (candidates > 0) {
-        summary["propensity"] = static_cast<double>(hit_entries) / candidates;
-        summary["propensity_interval"] = {low, high};
-      }
-      os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-    });
+    write_output(cmd.json, write_json);
+  // The report is made from the same records as `xtalmotif report` reads from a --json file.
+  if (!cmd.report.empty()) {
+    std::stringstream records;
+    write_json(records);
+    write_output(cmd.report,
+                 [&](std::ostream& os) { write_html_report(records, os, cmd.report_limit); });
+  }
   if (!cmd.tsv.empty())
     write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
   if (!cmd.export_dir.empty())
@@ -636,7 +648,7 @@ CLI::Validator count_up_to(unsigned long most) {
       "");
 }
 
-const char* const commands[] = {"search", "index", "hbonds", "motifs", "show"};
+const char* const commands[] = {"search", "index", "hbonds", "report", "motifs", "show"};
 
 } // namespace
 
@@ -718,6 +730,16 @@ int main(int argc, char** argv) {
       ->type_name("FOLDER");
   search->add_flag("-v,--verbose", cmd.verbose,
                    "list every entry a screen index left out, also with -q");
+  search->add_option("--report", cmd.report,
+                     "write an HTML report to FILE, viewable offline in any browser: a sortable "
+                     "table of the matches, plots of their contact geometry and a 3D view of each")
+      ->type_name("FILE");
+  search->add_option("--report-limit", cmd.report_limit,
+                     "embed the molecules of the first N matches in the report for its 3D view "
+                     "(every match keeps its row in the table)")
+      ->type_name("N")
+      ->default_val(default_report_structures)
+      ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
   search->add_flag("-q,--quiet", cmd.quiet,
                    "no progress bar, summary or match details (entries that cannot be read are "
                    "still reported; those a screen index left out in one line)");
@@ -770,6 +792,10 @@ int main(int argc, char** argv) {
                  "marked (intra).\nExit status: 0 some bond found, 1 none, 2 bad command line or "
                  "source, 3 nothing could be read.");
 
+  ReportCommand report_cmd;
+  CLI::App* report =
+      add_report_command(app, report_cmd, count_up_to(std::numeric_limits<unsigned int>::max()));
+
   CLI::App* motifs = app.add_subcommand(
       "motifs", "List the ready-made motifs by family, each with a one-line description.");
   std::string show_name;
@@ -785,6 +811,7 @@ int main(int argc, char** argv) {
              "  xtalmotif motifs\n"
              "  xtalmotif show \"carboxylic acid dimer\"\n"
              "  xtalmotif search \"carboxylic acid dimer\" data/structures -j 2 --json hits.jsonl\n"
+             "  xtalmotif report hits.jsonl -o hits.html\n"
              "  xtalmotif index data/structures -o structures.idx\n"
              "  xtalmotif hbonds data/structures/4022630.cif\n"
              "(data/structures: the structures that come with xtalmotif, in its source tree)");
@@ -794,7 +821,8 @@ int main(int argc, char** argv) {
       std::find(std::begin(commands), std::end(commands), std::string(argv[1])) ==
           std::end(commands)) {
     std::cerr << "xtalmotif: unknown command \"" << argv[1]
-              << "\"; the commands are search, index, hbonds, motifs and show (xtalmotif --help)\n";
+              << "\"; the commands are search, index, hbonds, report, motifs and show "
+                 "(xtalmotif --help)\n";
     return exit_usage;
   }
 
@@ -821,6 +849,8 @@ int main(int argc, char** argv) {
       status = run_index(index_sources, index_out, index_jobs, index_quiet);
     else if (*hbonds)
       status = run_hbonds(hbond_sources, hbond_tsv, std::cout, std::cerr);
+    else if (*report)
+      status = run_report(report_cmd);
     else if (*motifs)
       run_motifs();
     else if (*show)

@@ -376,9 +376,9 @@ TEST(Program, ProgressBarOnATerminalOnly) {
 // and show speak a crystallographer's language.
 TEST(Program, HelpListAndShowDescribeWhatTheyName) {
   ProgramRun top = run_program("--help");
-  for (const char* command : {"search", "index", "hbonds", "motifs", "show"})
+  for (const char* command : {"search", "index", "hbonds", "report", "motifs", "show"})
     EXPECT_NE(top.out.find(std::string("\n  ") + command + " "), std::string::npos) << command;
-  for (const char* command : {"search", "index", "hbonds", "show"}) {
+  for (const char* command : {"search", "index", "hbonds", "report", "show"}) {
     std::istringstream help(run_program(std::string(command) + " --help").out);
     for (std::string line; std::getline(help, line);) {
       // An option's line holds its names and a description of several words after them.
