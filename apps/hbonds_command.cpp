@@ -1,8 +1,8 @@
 #include "apps/hbonds_command.h"
 
 #include "apps/motif_catalog.h"
-#include "kernel/atomic_file.h"
-#include "kernel/database.h"
+#include "core/atomic_file.h"
+#include "db/database.h"
 #include "results/hydrogen_bonds.h"
 
 #include <cstdio>

@@ -2,7 +2,7 @@
 
 #include "apps/match_report.h"
 #include "apps/motif_catalog.h"
-#include "kernel/atomic_file.h"
+#include "core/atomic_file.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "apps/match_report.h"
 
-#include "kernel/atomic_file.h"
+#include "core/atomic_file.h"
 #include "results/match_description.h"
 
 #include <nlohmann/json.hpp>

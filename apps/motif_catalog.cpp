@@ -1,8 +1,8 @@
 #include "apps/motif_catalog.h"
 
 #include "files/con_file.h"
-#include "kernel/condition.h"
-#include "kernel/database.h"
+#include "chem/condition.h"
+#include "db/database.h"
 #include "library/pre_defined_substructures.h"
 #include "library/silver_carboxylate_motifs.h"
 #include "library/water_motifs.h"

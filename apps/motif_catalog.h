@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_APPS_MOTIF_CATALOG_H
 #define XTALMOTIF_APPS_MOTIF_CATALOG_H
 
-#include "kernel/crystal_maker.h"
-#include "kernel/handle.h"
+#include "crystal/crystal_maker.h"
+#include "core/handle.h"
 #include "motif/motif.h"
 
 #include <functional>

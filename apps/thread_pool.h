@@ -1,7 +1,7 @@
 #ifndef XTALMOTIF_APPS_THREAD_POOL_H
 #define XTALMOTIF_APPS_THREAD_POOL_H
 
-#include "kernel/executor.h"
+#include "core/executor.h"
 
 #include <functional>
 

@@ -7,10 +7,10 @@
 #include "apps/match_report.h"
 #include "apps/motif_catalog.h"
 #include "apps/thread_pool.h"
-#include "kernel/aser_database.h"
-#include "kernel/atomic_file.h"
-#include "kernel/cif_reader.h"
-#include "kernel/database.h"
+#include "db/aser_database.h"
+#include "core/atomic_file.h"
+#include "crystal/cif_reader.h"
+#include "db/database.h"
 #include "motif/motif_search_lib_functions.h"
 #include "results/motif_search_results.h"
 #include "search/collection_search.h"
@@ -301,6 +301,57 @@ private:
   std::map<std::pair<dev_t, ino_t>, std::string> files_;
 };
 
+// What became of the entries of a search.
+struct SearchTally {
+  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
+      matches = 0, candidates = 0;
+  std::vector<std::string> refused; ///< the sources' problems, then each refused entry's reason
+};
+
+SearchTally tally(const std::vector<EntryOutcome>& outcomes,
+                  const std::vector<std::string>& problems) {
+  SearchTally t;
+  t.refused = problems;
+  for (const auto& o : outcomes) {
+    switch (o.status) {
+    case EntryStatus::Searched: ++t.searched; break;
+    case EntryStatus::Prescreened: ++t.prescreened; break;
+    case EntryStatus::Filtered: ++t.filtered; break;
+    case EntryStatus::Refused: t.refused.push_back(o.reason); break;
+    }
+    t.aborted += o.aborted ? 1 : 0;
+    t.candidates += o.candidate ? 1 : 0;
+    t.capped += o.capped ? 1 : 0;
+    if (!o.matches.empty()) {
+      ++t.hit_entries;
+      t.matches += static_cast<int>(o.matches.size());
+    }
+  }
+  return t;
+}
+
+// Standard error after a search: refused entries, notes that a reader of the hits needs to check
+// them against their files, and unless quiet the summary.
+void report_search(const SearchCommand& cmd, const Sources& sources, const SearchTally& t,
+                   const std::vector<EntryOutcome>& outcomes, const std::string& summary) {
+  // Entries the screen index left out when it was built are the same on every search of it: in
+  // full with --verbose, else in one line under -q and in full otherwise.
+  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
+  for (std::size_t i = 0; i < t.refused.size(); ++i)
+    if (i >= from_index || cmd.verbose || !cmd.quiet)
+      std::cerr << "refused: " << printable(t.refused[i]) << '\n';
+  if (from_index > 0 && cmd.quiet && !cmd.verbose)
+    std::cerr << "refused: " << from_index
+              << " entries left out when the screen index was built (--verbose lists them)\n";
+  for (const auto& o : outcomes)
+    if (!o.matches.empty())
+      for (const auto& n : o.crystal->notices())
+        std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
+                  << printable(o.block) << ": " << n << '\n';
+  if (!cmd.quiet)
+    std::cerr << summary;
+}
+
 int run_search(const SearchCommand& cmd) {
   check_outputs(cmd);
   // Building the motif catalog and listing the data blocks of every source are both done once,
@@ -361,24 +412,7 @@ int run_search(const SearchCommand& cmd) {
               });
   bar.finish();
 
-  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
-      matches = 0, candidates = 0;
-  std::vector<std::string> refused = sources.problems;
-  for (const auto& o : outcomes) {
-    switch (o.status) {
-    case EntryStatus::Searched: ++searched; break;
-    case EntryStatus::Prescreened: ++prescreened; break;
-    case EntryStatus::Filtered: ++filtered; break;
-    case EntryStatus::Refused: refused.push_back(o.reason); break;
-    }
-    aborted += o.aborted ? 1 : 0;
-    candidates += o.candidate ? 1 : 0;
-    capped += o.capped ? 1 : 0;
-    if (!o.matches.empty()) {
-      ++hit_entries;
-      matches += static_cast<int>(o.matches.size());
-    }
-  }
+  const SearchTally t = tally(outcomes, sources.problems);
 
   // JSON Lines or TSV sent to standard output stay a clean stream of their own.
   bool stdout_taken = cmd.json == "-" || cmd.tsv == "-" || cmd.report == "-";
@@ -396,23 +430,23 @@ int run_search(const SearchCommand& cmd) {
     throw OutputError(error);
   // How often the motif forms where it could: hits among the entries that hold every group it
   // needs, with a 95% Wilson interval.
-  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(hit_entries, candidates);
+  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hit_entries, t.candidates);
   std::ostringstream propensity;
-  propensity << choice.name << ": " << hit_entries << " of " << candidates
+  propensity << choice.name << ": " << t.hit_entries << " of " << t.candidates
              << " candidate entries";
-  if (candidates > 0)
-    propensity << ", " << std::lround(100.0 * hit_entries / candidates) << "% ("
+  if (t.candidates > 0)
+    propensity << ", " << std::lround(100.0 * t.hit_entries / t.candidates) << "% ("
                << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
   auto write_json = [&](std::ostream& os) {
     write_json_lines(os, choice.name, outcomes);
     nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
-                              {"entries", n},            {"searched", searched},
-                              {"prescreened", prescreened}, {"filtered", filtered},
-                              {"refused", refused.size()}, {"aborted", aborted},
-                              {"candidates", candidates}, {"hits", hit_entries},
-                              {"matches", matches}};
-    if (candidates > 0) {
-      summary["propensity"] = static_cast<double>(hit_entries) / candidates;
+                              {"entries", n},            {"searched", t.searched},
+                              {"prescreened", t.prescreened}, {"filtered", t.filtered},
+                              {"refused", t.refused.size()}, {"aborted", t.aborted},
+                              {"candidates", t.candidates}, {"hits", t.hit_entries},
+                              {"matches", t.matches}};
+    if (t.candidates > 0) {
+      summary["propensity"] = static_cast<double>(t.hit_entries) / t.candidates;
       summary["propensity_interval"] = {low, high};
     }
     os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
@@ -432,37 +466,21 @@ int run_search(const SearchCommand& cmd) {
     export_matches(cmd.export_dir, outcomes,
                    [&](const std::string& path) { return inputs.is_input(path); });
 
-  // Entries the screen index left out when it was built are the same on every search of it: in
-  // full with --verbose, else in one line under -q and in full otherwise.
-  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
-  for (std::size_t i = 0; i < refused.size(); ++i)
-    if (i >= from_index || cmd.verbose || !cmd.quiet)
-      std::cerr << "refused: " << printable(refused[i]) << '\n';
-  if (from_index > 0 && cmd.quiet && !cmd.verbose)
-    std::cerr << "refused: " << from_index
-              << " entries left out when the screen index was built (--verbose lists them)\n";
-  // What a reader of the hits must know to check them against their files.
-  for (const auto& o : outcomes)
-    if (!o.matches.empty())
-      for (const auto& n : o.crystal->notices())
-        std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
-                  << printable(o.block) << ": " << n << '\n';
-  if (!cmd.quiet) {
-    std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << searched
-              << " searched, " << prescreened << " prescreened out, " << filtered
-              << " filtered out, " << refused.size() << " refused, " << aborted << " aborted"
-              << (capped > 0 ? ", " + std::to_string(capped) + " stopped at the " +
-                                   std::to_string(settings.ceiling) + "-match ceiling"
-                             : std::string())
-              << "; "
-              << hit_entries << " with hits (" << matches << (matches == 1 ? " match" : " matches")
-              << ") in " << std::fixed
-              << std::setprecision(2) << bar.seconds() << " s\n"
-              << propensity.str() << '\n';
-  }
-  if (searched == 0 && prescreened == 0 && filtered == 0 && !refused.empty())
+  std::ostringstream summary;
+  summary << "motif \"" << choice.name << "\": " << n << " entries, " << t.searched
+          << " searched, " << t.prescreened << " prescreened out, " << t.filtered
+          << " filtered out, " << t.refused.size() << " refused, " << t.aborted << " aborted"
+          << (t.capped > 0 ? ", " + std::to_string(t.capped) + " stopped at the " +
+                                 std::to_string(settings.ceiling) + "-match ceiling"
+                           : std::string())
+          << "; " << t.hit_entries << " with hits (" << t.matches
+          << (t.matches == 1 ? " match" : " matches") << ") in " << std::fixed
+          << std::setprecision(2) << bar.seconds() << " s\n"
+          << propensity.str() << '\n';
+  report_search(cmd, sources, t, outcomes, summary.str());
+  if (t.searched == 0 && t.prescreened == 0 && t.filtered == 0 && !t.refused.empty())
     return exit_failure;
-  return hit_entries > 0 ? exit_hits : exit_no_hits;
+  return t.hit_entries > 0 ? exit_hits : exit_no_hits;
 }
 
 int run_index(const std::vector<std::string>& sources, const std::string& out, int jobs,
@@ -478,7 +496,8 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   if (db.nentries() == 0)
     throw UsageError("no CIF data blocks found in the given sources");
   ScreenIndexOptions options;
-  options.threads = jobs;
+  ThreadPool pool(jobs);
+  options.executor = &pool;
   bool show = !quiet && isatty(STDERR_FILENO);
   auto start = std::chrono::steady_clock::now();
   if (show)
@@ -650,19 +669,8 @@ CLI::Validator count_up_to(unsigned long most) {
 
 const char* const commands[] = {"search", "index", "hbonds", "report", "motifs", "show"};
 
-} // namespace
-
-int main(int argc, char** argv) {
-  CLI::App app{"xtalmotif finds intermolecular motifs (hydrogen-bonded pairs of chemical groups, "
-               "water clusters, extended hydrogen-bonded rings, silver carboxylate patterns) in "
-               "crystal structures read from CIF files.",
-               "xtalmotif"};
-  app.set_version_flag("--version", std::string("xtalmotif ") + XTALMOTIF_VERSION);
-  app.require_subcommand(1);
-  // Wide enough for "--limit N=1 Excludes: --all" to keep a gap before its description.
-  app.get_formatter()->column_width(34);
-
-  SearchCommand cmd;
+// The search command and its options, filling `cmd`.
+CLI::App* add_search_command(CLI::App& app, SearchCommand& cmd) {
   CLI::App* search = app.add_subcommand(
       "search", "Search crystal structures for a motif and list the entries that hold it.");
   search->add_option("MOTIF", cmd.motif,
@@ -750,39 +758,53 @@ int main(int argc, char** argv) {
                  "Exit status: 0 some entry holds the motif, 1 none does, 2 bad command line, "
                  "motif or source, 3 nothing could be searched or an output could not be "
                  "written.");
+  return search;
+}
 
-  std::vector<std::string> index_sources;
-  std::string index_out;
-  int index_jobs = 1;
-  bool index_quiet = false;
+struct IndexCommand {
+  std::vector<std::string> sources;
+  std::string output;
+  int jobs = 1;
+  bool quiet = false;
+};
+
+// The index command and its options, filling `cmd`.
+CLI::App* add_index_command(CLI::App& app, IndexCommand& cmd) {
   CLI::App* index = app.add_subcommand(
       "index", "Build a screen index of CIF files: a later search of the index skips, without "
                "reading them, the structures that cannot hold the motif.");
-  index->add_option("SOURCES", index_sources,
+  index->add_option("SOURCES", cmd.sources,
                     "CIF files (.cif, .cif.gz) and folders searched recursively for them")
       ->required();
-  index->add_option("-o,--output", index_out, "the screen index file to write")
+  index->add_option("-o,--output", cmd.output, "the screen index file to write")
       ->type_name("FILE")
       ->required();
-  index->add_option("-j,--jobs", index_jobs, "read N structures at a time, one thread each")
+  index->add_option("-j,--jobs", cmd.jobs, "read N structures at a time, one thread each")
       ->type_name("N")
       ->default_val(1)
       ->check(count_up_to(256));
-  index->add_flag("-q,--quiet", index_quiet,
+  index->add_flag("-q,--quiet", cmd.quiet,
                   "no progress and no summary on standard error (files that cannot be read are "
                   "still reported)");
   index->footer("Exit status: 0 index written, 2 bad command line or source, 3 the index could "
                 "not be written.");
+  return index;
+}
 
-  std::vector<std::string> hbond_sources;
-  std::string hbond_tsv;
+struct HbondsCommand {
+  std::vector<std::string> sources;
+  std::string tsv;
+};
+
+// The hbonds command and its options, filling `cmd`.
+CLI::App* add_hbonds_command(CLI::App& app, HbondsCommand& cmd) {
   CLI::App* hbonds = app.add_subcommand(
       "hbonds", "List every hydrogen bond of each structure as a paper's hydrogen-bond table "
                 "does: D-H, H...A, D...A, the D-H...A angle, the acceptor's symmetry code and "
                 "the graph set of each bond.");
-  hbonds->add_option("SOURCES", hbond_sources, "CIF files (.cif, .cif.gz) and folders")
+  hbonds->add_option("SOURCES", cmd.sources, "CIF files (.cif, .cif.gz) and folders")
       ->required();
-  hbonds->add_option("--tsv", hbond_tsv,
+  hbonds->add_option("--tsv", cmd.tsv,
                      "also write one tab-separated row per bond to FILE; - writes them to "
                      "standard output in place of the listing")
       ->type_name("FILE");
@@ -791,7 +813,27 @@ int main(int argc, char** argv) {
                  "Donor and hydrogen are at their own sites (1_555); intramolecular bonds are "
                  "marked (intra).\nExit status: 0 some bond found, 1 none, 2 bad command line or "
                  "source, 3 nothing could be read.");
+  return hbonds;
+}
 
+} // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"xtalmotif finds intermolecular motifs (hydrogen-bonded pairs of chemical groups, "
+               "water clusters, extended hydrogen-bonded rings, silver carboxylate patterns) in "
+               "crystal structures read from CIF files.",
+               "xtalmotif"};
+  app.set_version_flag("--version", std::string("xtalmotif ") + XTALMOTIF_VERSION);
+  app.require_subcommand(1);
+  // Wide enough for "--limit N=1 Excludes: --all" to keep a gap before its description.
+  app.get_formatter()->column_width(34);
+
+  SearchCommand cmd;
+  CLI::App* search = add_search_command(app, cmd);
+  IndexCommand index_cmd;
+  CLI::App* index = add_index_command(app, index_cmd);
+  HbondsCommand hbonds_cmd;
+  CLI::App* hbonds = add_hbonds_command(app, hbonds_cmd);
   ReportCommand report_cmd;
   CLI::App* report =
       add_report_command(app, report_cmd, count_up_to(std::numeric_limits<unsigned int>::max()));
@@ -846,9 +888,9 @@ int main(int argc, char** argv) {
     if (*search)
       status = run_search(cmd);
     else if (*index)
-      status = run_index(index_sources, index_out, index_jobs, index_quiet);
+      status = run_index(index_cmd.sources, index_cmd.output, index_cmd.jobs, index_cmd.quiet);
     else if (*hbonds)
-      status = run_hbonds(hbond_sources, hbond_tsv, std::cout, std::cerr);
+      status = run_hbonds(hbonds_cmd.sources, hbonds_cmd.tsv, std::cout, std::cerr);
     else if (*report)
       status = run_report(report_cmd);
     else if (*motifs)

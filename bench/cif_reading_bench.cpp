@@ -4,8 +4,8 @@
 // its file as a database entry reads it. The ratio (full / parse) is the figure to watch;
 // assembly and perception should add at most half again to the parse.
 
-#include "kernel/cif_reader.h"
-#include "kernel/database.h"
+#include "crystal/cif_reader.h"
+#include "db/database.h"
 
 #include <benchmark/benchmark.h>
 

@@ -7,8 +7,8 @@
 // (entries read: all of them without screens, those passing the prescreen with them). Processor
 // time is used throughout so that other work on the machine does not distort the figures.
 
-#include "kernel/aser_database.h"
-#include "kernel/database.h"
+#include "db/aser_database.h"
+#include "db/database.h"
 #include "library/silver_carboxylate_motifs.h"
 #include "library/water_motifs.h"
 #include "search/motif_search.h"
@@ -91,9 +91,7 @@ struct Bulk {
               ("xtalmotif_bench_" + std::to_string(Clock::now().time_since_epoch().count()));
     std::filesystem::create_directories(scratch);
     plain = make_handle<CifDatabase>(std::vector<std::string>{folder});
-    ScreenIndexOptions options;
-    options.threads = 2;
-    build_screen_index(*plain, (scratch / "bulk.db").string(), options);
+    build_screen_index(*plain, (scratch / "bulk.db").string());
     screened =
         make_handle<AserDatabase>(std::vector<std::string>{folder}, (scratch / "bulk.db").string());
     // One untimed pass, so that the timed read-only pass does not alone pay for warming the

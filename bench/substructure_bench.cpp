@@ -1,8 +1,8 @@
 // Substructure search of a four-atom query (a carboxylic acid C(=O)O-H) in molecules of growing
 // size: n-alkyl chains carrying one acid group per ten carbons, 20 to 200 atoms.
 
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,56 +1,71 @@
-# The library layers above the kernel. A layer whose folder has no sources yet is skipped, so
-# the tree builds at every stage.
+# The library, one static library per folder, in layers from the bottom up. A folder may include
+# headers of its own layer and of the layers below it, never of one above: checked here, when the
+# project is configured, from the #include lines of every source, so a new file is checked
+# without being listed anywhere.
+#
+#   core     handles, geometry, atomic output files, digests, the executor interface
+#   chem     elements, molecules, rings, bond perception, substructures, contact criteria
+#   crystal  CIF reading, symmetry operators, assembly of a crystal's molecules
+#   db       databases of crystal structures, screens and the screen index
+#   motif    the motif: substructures, contacts and constraints
+#   match    a match and where its atoms lie: lattice addresses, environment grid, resources
+#   results  match records, contact geometry, graph sets, results files
+#   search   the search driver: placement, contact expansion, prescreen, collection search
+#   files    query files
+#   library  the ready-made motifs
+set(XTALMOTIF_LAYER_ORDER core chem crystal db motif match results search files library)
 
-set(_driver_names collection_search.cpp motif_search.cpp substructure_placement.cpp contact_expansion.cpp prescreen.cpp)
-file(GLOB _search_all CONFIGURE_DEPENDS search/*.cpp)
-set(SEARCH_DRIVER_SOURCES "")
-set(SEARCH_ENV_SOURCES "")
-foreach(f IN LISTS _search_all)
-  get_filename_component(n ${f} NAME)
-  if(n IN_LIST _driver_names)
-    list(APPEND SEARCH_DRIVER_SOURCES ${f})
-  else()
-    list(APPEND SEARCH_ENV_SOURCES ${f})
+function(xtalmotif_check_layering)
+  set(rank 0)
+  foreach(layer IN LISTS XTALMOTIF_LAYER_ORDER)
+    set(_rank_${layer} ${rank})
+    math(EXPR rank "${rank} + 1")
+  endforeach()
+  set(_rank_apps ${rank})
+  set(_rank_python ${rank})
+  set(problems "")
+  foreach(layer IN LISTS XTALMOTIF_LAYER_ORDER ITEMS apps python)
+    file(GLOB_RECURSE sources ${PROJECT_SOURCE_DIR}/${layer}/*.h ${PROJECT_SOURCE_DIR}/${layer}/*.cpp)
+    foreach(source IN LISTS sources)
+      file(STRINGS ${source} includes REGEX "^#include \"[a-z_]+/")
+      foreach(line IN LISTS includes)
+        string(REGEX REPLACE "^#include \"([a-z_]+)/.*" "\\1" used "${line}")
+        if(DEFINED _rank_${used} AND _rank_${used} GREATER _rank_${layer})
+          file(RELATIVE_PATH where ${PROJECT_SOURCE_DIR} ${source})
+          string(APPEND problems "\n  ${where}: ${line} (${used}/ lies above ${layer}/)")
+        endif()
+      endforeach()
+    endforeach()
+  endforeach()
+  if(problems)
+    message(FATAL_ERROR "includes that run up a layer:${problems}")
   endif()
-endforeach()
-file(GLOB RESULTS_SOURCES CONFIGURE_DEPENDS results/*.cpp)
-file(GLOB FILES_SOURCES CONFIGURE_DEPENDS files/*.cpp)
-file(GLOB LIBRARY_SOURCES CONFIGURE_DEPENDS library/*.cpp)
+endfunction()
+xtalmotif_check_layering()
 
-set(XTALMOTIF_LAYERS xtalmotif_kernel)
-if(TARGET xtalmotif_motif)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_motif)
-endif()
-if(SEARCH_ENV_SOURCES)
-  xtalmotif_layer(xtalmotif_environment SOURCES ${SEARCH_ENV_SOURCES} DEPS xtalmotif_motif)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_environment)
-endif()
-if(RESULTS_SOURCES)
-  xtalmotif_layer(xtalmotif_results SOURCES ${RESULTS_SOURCES} DEPS xtalmotif_environment)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_results)
-endif()
-if(SEARCH_DRIVER_SOURCES)
-  xtalmotif_layer(xtalmotif_search SOURCES ${SEARCH_DRIVER_SOURCES} DEPS xtalmotif_results)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_search)
-endif()
-if(FILES_SOURCES)
-  xtalmotif_layer(xtalmotif_files SOURCES ${FILES_SOURCES} DEPS xtalmotif_motif)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_files)
-endif()
-if(LIBRARY_SOURCES)
-  xtalmotif_layer(xtalmotif_library SOURCES ${LIBRARY_SOURCES} DEPS xtalmotif_motif)
-  list(APPEND XTALMOTIF_LAYERS xtalmotif_library)
-  # Where the census of hydrogen-bonding groups is written: fixed when the library is built.
-  set(XTALMOTIF_ACCEPTORS_DONORS_FILE "${CMAKE_BINARY_DIR}/xtalmotif_acceptors_donors.txt"
-      CACHE FILEPATH "File written by ExtendedRingMotifs::count_acceptors_donors")
-  target_compile_definitions(xtalmotif_library PRIVATE
-      XTALMOTIF_ACCEPTORS_DONORS_FILE="${XTALMOTIF_ACCEPTORS_DONORS_FILE}")
-endif()
+# Each layer is its own library and links the one below it.
+set(XTALMOTIF_LAYERS "")
+set(_below "")
+foreach(layer IN LISTS XTALMOTIF_LAYER_ORDER)
+  file(GLOB _sources CONFIGURE_DEPENDS ${layer}/*.cpp)
+  add_library(xtalmotif_${layer} STATIC ${_sources})
+  target_include_directories(xtalmotif_${layer} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${XTALMOTIF_INCLUDE_DIR}>)
+  target_link_libraries(xtalmotif_${layer} PUBLIC ${_below})
+  list(APPEND XTALMOTIF_LAYERS xtalmotif_${layer})
+  set(_below xtalmotif_${layer})
+endforeach()
+target_link_libraries(xtalmotif_crystal PRIVATE ZLIB::ZLIB)
+target_link_libraries(xtalmotif_db PRIVATE SQLite::SQLite3)
+
+# Where the census of hydrogen-bonding groups is written: fixed when the library is built.
+set(XTALMOTIF_ACCEPTORS_DONORS_FILE "${CMAKE_BINARY_DIR}/xtalmotif_acceptors_donors.txt"
+    CACHE FILEPATH "File written by ExtendedRingMotifs::count_acceptors_donors")
+target_compile_definitions(xtalmotif_library PRIVATE
+    XTALMOTIF_ACCEPTORS_DONORS_FILE="${XTALMOTIF_ACCEPTORS_DONORS_FILE}")
 
 # Everything, for the program, the tests and library users.
 add_library(xtalmotif INTERFACE)
-target_link_libraries(xtalmotif INTERFACE ${XTALMOTIF_LAYERS})
-
-if(EXISTS ${PROJECT_SOURCE_DIR}/apps/CMakeLists.txt)
-  add_subdirectory(apps)
-endif()
+target_link_libraries(xtalmotif INTERFACE ${_below})
+target_include_directories(xtalmotif INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${XTALMOTIF_INCLUDE_DIR}>)

@@ -1,7 +1,7 @@
 #include "files/con_atom.h"
 
 #include "files/lenient_number.h"
-#include "kernel/element.h"
+#include "chem/element.h"
 
 #include <utility>
 

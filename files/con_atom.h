@@ -1,9 +1,9 @@
 #ifndef XTALMOTIF_FILES_CON_ATOM_H
 #define XTALMOTIF_FILES_CON_ATOM_H
 
-#include "kernel/condition.h"
-#include "kernel/handle.h"
-#include "kernel/substructure.h"
+#include "chem/condition.h"
+#include "core/handle.h"
+#include "chem/substructure.h"
 
 #include <string>
 #include <utility>

@@ -1,7 +1,7 @@
 #include "files/con_bond.h"
 
 #include "files/lenient_number.h"
-#include "kernel/molecule.h"
+#include "chem/molecule.h"
 
 #include <ostream>
 

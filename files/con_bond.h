@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_FILES_CON_BOND_H
 #define XTALMOTIF_FILES_CON_BOND_H
 
-#include "kernel/handle.h"
-#include "kernel/substructure.h"
+#include "core/handle.h"
+#include "chem/substructure.h"
 
 #include <iosfwd>
 #include <string>

@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_FILES_CON_CONTACT_H
 #define XTALMOTIF_FILES_CON_CONTACT_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/handle.h"
+#include "chem/contact_criterion.h"
+#include "core/handle.h"
 
 #include <string>
 #include <vector>

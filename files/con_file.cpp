@@ -2,7 +2,7 @@
 
 #include "files/formatted_file_reader.h"
 #include "files/lenient_number.h"
-#include "kernel/condition.h"
+#include "chem/condition.h"
 #include "motif/motif.h"
 
 #include <cmath>

@@ -4,7 +4,7 @@
 #include "files/con_atom.h"
 #include "files/con_bond.h"
 #include "files/con_contact.h"
-#include "kernel/handle.h"
+#include "core/handle.h"
 
 #include <map>
 #include <string>

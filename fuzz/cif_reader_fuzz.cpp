@@ -1,7 +1,7 @@
 // CIF text of any bytes gives a crystal structure, or a CifError naming the source, for the whole
 // text and for each of its listed blocks; nothing else may escape or crash.
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 
 #include <cstddef>
 #include <cstdint>

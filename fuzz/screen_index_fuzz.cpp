@@ -2,7 +2,7 @@
 // refused with a ScreenIndexError naming it; nothing else may escape, crash or run away.
 
 #include "fuzz_scratch_file.h"
-#include "kernel/aser_database.h"
+#include "db/aser_database.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 #include "library/extended_ring_motifs.h"
 
-#include "kernel/cif_reader.h"
-#include "kernel/condition.h"
-#include "kernel/element.h"
-#include "kernel/substructure.h"
+#include "crystal/cif_reader.h"
+#include "chem/condition.h"
+#include "chem/element.h"
+#include "chem/substructure.h"
 #include "library/pre_defined_substructures.h"
 
 #include <fstream>

@@ -1,9 +1,9 @@
 #ifndef XTALMOTIF_LIBRARY_EXTENDED_RING_MOTIFS_H
 #define XTALMOTIF_LIBRARY_EXTENDED_RING_MOTIFS_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/database.h"
-#include "kernel/handle.h"
+#include "chem/contact_criterion.h"
+#include "db/database.h"
+#include "core/handle.h"
 #include "motif/motif.h"
 #include "motif/motif_substructure.h"
 

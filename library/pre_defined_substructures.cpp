@@ -1,9 +1,9 @@
 #include "library/pre_defined_substructures.h"
 
-#include "kernel/condition.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/condition.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <utility>
 

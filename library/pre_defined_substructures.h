@@ -1,7 +1,7 @@
 #ifndef XTALMOTIF_LIBRARY_PRE_DEFINED_SUBSTRUCTURES_H
 #define XTALMOTIF_LIBRARY_PRE_DEFINED_SUBSTRUCTURES_H
 
-#include "kernel/handle.h"
+#include "core/handle.h"
 #include "motif/motif_substructure.h"
 
 #include <string>

@@ -1,9 +1,9 @@
 #ifndef XTALMOTIF_LIBRARY_SILVER_CARBOXYLATE_MOTIFS_H
 #define XTALMOTIF_LIBRARY_SILVER_CARBOXYLATE_MOTIFS_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/handle.h"
+#include "chem/contact_criterion.h"
+#include "crystal/crystal_maker.h"
+#include "core/handle.h"
 #include "motif/motif.h"
 #include "motif/motif_substructure.h"
 

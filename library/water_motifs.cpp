@@ -1,8 +1,8 @@
 #include "library/water_motifs.h"
 
-#include "kernel/condition.h"
-#include "kernel/element.h"
-#include "kernel/substructure.h"
+#include "chem/condition.h"
+#include "chem/element.h"
+#include "chem/substructure.h"
 
 #include <initializer_list>
 #include <string>

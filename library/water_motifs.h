@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_LIBRARY_WATER_MOTIFS_H
 #define XTALMOTIF_LIBRARY_WATER_MOTIFS_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/handle.h"
+#include "chem/contact_criterion.h"
+#include "core/handle.h"
 #include "motif/motif.h"
 #include "motif/motif_substructure.h"
 

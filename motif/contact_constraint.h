@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_MOTIF_CONTACT_CONSTRAINT_H
 #define XTALMOTIF_MOTIF_CONTACT_CONSTRAINT_H
 
-#include "kernel/condition.h"
-#include "kernel/handle.h"
+#include "chem/condition.h"
+#include "core/handle.h"
 #include "motif/motif_contact.h"
 
 namespace xtalmotif {

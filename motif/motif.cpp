@@ -1,9 +1,9 @@
 #include "motif/motif.h"
 
-#include "kernel/condition.h"
-#include "kernel/element.h"
-#include "kernel/geometry.h"
-#include "kernel/checked_index.h"
+#include "chem/condition.h"
+#include "chem/element.h"
+#include "core/geometry.h"
+#include "core/checked_index.h"
 #include "motif/motif_search_lib_functions.h"
 
 #include <algorithm>

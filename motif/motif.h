@@ -1,11 +1,11 @@
 #ifndef XTALMOTIF_MOTIF_MOTIF_H
 #define XTALMOTIF_MOTIF_MOTIF_H
 
-#include "kernel/archive.h"
-#include "kernel/contact_criterion.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "core/archive.h"
+#include "chem/contact_criterion.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 #include "motif/contact_constraint.h"
 #include "motif/motif_angle_constraint.h"
 #include "motif/motif_contact.h"

@@ -1,8 +1,8 @@
 #ifndef XTALMOTIF_MOTIF_MOTIF_ANGLE_CONSTRAINT_H
 #define XTALMOTIF_MOTIF_MOTIF_ANGLE_CONSTRAINT_H
 
-#include "kernel/condition.h"
-#include "kernel/handle.h"
+#include "chem/condition.h"
+#include "core/handle.h"
 
 #include <array>
 #include <utility>

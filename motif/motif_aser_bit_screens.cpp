@@ -1,4 +1,4 @@
-#include "kernel/aser_bit_screens.h"
+#include "db/aser_bit_screens.h"
 #include "motif/motif.h"
 
 #include <algorithm>

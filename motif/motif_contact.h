@@ -1,10 +1,10 @@
 #ifndef XTALMOTIF_MOTIF_MOTIF_CONTACT_H
 #define XTALMOTIF_MOTIF_MOTIF_CONTACT_H
 
-#include "kernel/archive.h"
-#include "kernel/contact_criterion.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
+#include "core/archive.h"
+#include "chem/contact_criterion.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
 
 namespace xtalmotif {
 

@@ -1,7 +1,7 @@
 #include "motif/motif_search_lib_functions.h"
 
-#include "kernel/element.h"
-#include "kernel/geometry.h"
+#include "chem/element.h"
+#include "core/geometry.h"
 #include "motif/motif.h"
 
 #include <algorithm>

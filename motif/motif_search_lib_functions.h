@@ -1,10 +1,10 @@
 #ifndef XTALMOTIF_MOTIF_MOTIF_SEARCH_LIB_FUNCTIONS_H
 #define XTALMOTIF_MOTIF_MOTIF_SEARCH_LIB_FUNCTIONS_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
+#include "chem/contact_criterion.h"
+#include "crystal/crystal_maker.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
 
 #include <utility>
 #include <vector>

@@ -1,9 +1,9 @@
 #ifndef XTALMOTIF_MOTIF_MOTIF_SUBSTRUCTURE_H
 #define XTALMOTIF_MOTIF_MOTIF_SUBSTRUCTURE_H
 
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <iosfwd>
 #include <string>

@@ -1,6 +1,6 @@
 #include "results/contact_geometry.h"
 
-#include "kernel/element.h"
+#include "chem/element.h"
 
 namespace xtalmotif {
 

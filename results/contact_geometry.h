@@ -1,9 +1,9 @@
 #ifndef XTALMOTIF_RESULTS_CONTACT_GEOMETRY_H
 #define XTALMOTIF_RESULTS_CONTACT_GEOMETRY_H
 
-#include "kernel/geometry.h"
+#include "core/geometry.h"
 #include "motif/motif_contact.h"
-#include "search/motif_search_resource.h"
+#include "match/motif_search_resource.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "results/hydrogen_bonds.h"
 
-#include "kernel/coexistence.h"
+#include "crystal/coexistence.h"
 #include "results/graph_set.h"
 
 #include <algorithm>

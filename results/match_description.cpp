@@ -1,6 +1,6 @@
 #include "results/match_description.h"
 
-#include "kernel/checked_index.h"
+#include "core/checked_index.h"
 #include "results/graph_set.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 #ifndef XTALMOTIF_RESULTS_MATCH_DESCRIPTION_H
 #define XTALMOTIF_RESULTS_MATCH_DESCRIPTION_H
 
-#include "kernel/geometry.h"
+#include "core/geometry.h"
 #include "results/contact_geometry.h"
-#include "search/motif_match.h"
-#include "search/motif_search_resource.h"
+#include "match/motif_match.h"
+#include "match/motif_search_resource.h"
 
 #include <string>
 #include <vector>

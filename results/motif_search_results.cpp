@@ -1,7 +1,7 @@
 #include "results/motif_search_results.h"
 
-#include "kernel/atomic_file.h"
-#include "kernel/checked_index.h"
+#include "core/atomic_file.h"
+#include "core/checked_index.h"
 
 #include <iostream>
 #include <ostream>

@@ -1,11 +1,11 @@
 #ifndef XTALMOTIF_RESULTS_MOTIF_SEARCH_RESULTS_H
 #define XTALMOTIF_RESULTS_MOTIF_SEARCH_RESULTS_H
 
-#include "kernel/archive.h"
-#include "kernel/database.h"
-#include "kernel/handle.h"
-#include "search/motif_match.h"
-#include "search/motif_search_resource.h"
+#include "core/archive.h"
+#include "db/database.h"
+#include "core/handle.h"
+#include "match/motif_match.h"
+#include "match/motif_search_resource.h"
 
 #include <iosfwd>
 #include <map>

@@ -1,6 +1,6 @@
 #include "search/collection_search.h"
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 #include "motif/motif_search_lib_functions.h"
 #include "search/motif_search.h"
 

@@ -1,13 +1,13 @@
 #ifndef XTALMOTIF_SEARCH_COLLECTION_SEARCH_H
 #define XTALMOTIF_SEARCH_COLLECTION_SEARCH_H
 
-#include "kernel/aser_bit_screens.h"
-#include "kernel/aser_database.h"
-#include "kernel/database.h"
-#include "kernel/executor.h"
+#include "db/aser_bit_screens.h"
+#include "db/aser_database.h"
+#include "db/database.h"
+#include "core/executor.h"
 #include "motif/motif.h"
-#include "search/motif_match.h"
-#include "search/motif_search_resource.h"
+#include "match/motif_match.h"
+#include "match/motif_search_resource.h"
 
 #include <functional>
 #include <string>

@@ -1,10 +1,10 @@
 #ifndef XTALMOTIF_SEARCH_CONTACT_BREAD_CRUM_H
 #define XTALMOTIF_SEARCH_CONTACT_BREAD_CRUM_H
 
-#include "kernel/contact_criterion.h"
-#include "kernel/handle.h"
-#include "kernel/substructure.h"
-#include "search/atom_address.h"
+#include "chem/contact_criterion.h"
+#include "core/handle.h"
+#include "chem/substructure.h"
+#include "match/atom_address.h"
 
 #include <vector>
 

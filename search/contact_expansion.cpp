@@ -1,7 +1,7 @@
-#include "kernel/checked_index.h"
-#include "kernel/element.h"
+#include "core/checked_index.h"
+#include "chem/element.h"
 #include "search/contact_bread_crum.h"
-#include "search/environment_grid.h"
+#include "match/environment_grid.h"
 #include "search/motif_search.h"
 
 #include <cmath>

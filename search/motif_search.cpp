@@ -1,8 +1,8 @@
 #include "search/motif_search.h"
 
-#include "kernel/checked_index.h"
-#include "kernel/cif_reader.h"
-#include "kernel/element.h"
+#include "core/checked_index.h"
+#include "crystal/cif_reader.h"
+#include "chem/element.h"
 
 #include <iostream>
 

@@ -1,21 +1,21 @@
 #ifndef XTALMOTIF_SEARCH_MOTIF_SEARCH_H
 #define XTALMOTIF_SEARCH_MOTIF_SEARCH_H
 
-#include "kernel/aser_bit_screens.h"
-#include "kernel/aser_database.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/database.h"
-#include "kernel/geometry.h"
-#include "kernel/handle.h"
-#include "kernel/simple_timer_record.h"
-#include "kernel/substructure.h"
+#include "db/aser_bit_screens.h"
+#include "db/aser_database.h"
+#include "crystal/crystal_maker.h"
+#include "db/database.h"
+#include "core/geometry.h"
+#include "core/handle.h"
+#include "core/simple_timer_record.h"
+#include "chem/substructure.h"
 #include "motif/motif.h"
 #include "results/motif_search_results.h"
-#include "search/atom_address.h"
+#include "match/atom_address.h"
 #include "search/contact_bread_crum.h"
-#include "search/environment_grid.h"
-#include "search/motif_match.h"
-#include "search/motif_search_resource.h"
+#include "match/environment_grid.h"
+#include "match/motif_match.h"
+#include "match/motif_search_resource.h"
 #include "search/substruct_bread_crum.h"
 
 #include <array>

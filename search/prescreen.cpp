@@ -1,4 +1,4 @@
-#include "kernel/aser_database.h"
+#include "db/aser_database.h"
 #include "search/motif_search.h"
 
 namespace xtalmotif {

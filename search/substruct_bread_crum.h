@@ -1,7 +1,7 @@
 #ifndef XTALMOTIF_SEARCH_SUBSTRUCT_BREAD_CRUM_H
 #define XTALMOTIF_SEARCH_SUBSTRUCT_BREAD_CRUM_H
 
-#include "kernel/handle.h"
+#include "core/handle.h"
 #include "motif/motif_substructure.h"
 
 #include <map>

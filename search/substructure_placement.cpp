@@ -1,4 +1,4 @@
-#include "kernel/checked_index.h"
+#include "core/checked_index.h"
 #include "search/motif_search.h"
 #include "search/substruct_bread_crum.h"
 

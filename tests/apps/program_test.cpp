@@ -2,8 +2,8 @@
 
 #include "program_support.h"
 
-#include "kernel/cif_reader.h"
-#include "kernel/geometry.h"
+#include "crystal/cif_reader.h"
+#include "core/geometry.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -3,8 +3,8 @@
 #include "files/con_contact.h"
 #include "files/con_file.h"
 #include "files/formatted_string_reader.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "kernel/aser_bit_screens.h"
-#include "kernel/element.h"
+#include "db/aser_bit_screens.h"
+#include "chem/element.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Bonds and bond types from coordinates, on small molecules placed by hand with textbook bond
 // lengths and angles: the result must be the structure a chemist draws.
 
-#include "kernel/bond_perception.h"
-#include "kernel/rings.h"
+#include "chem/bond_perception.h"
+#include "chem/rings.h"
 
 #include <gtest/gtest.h>
 

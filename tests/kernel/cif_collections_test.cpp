@@ -1,7 +1,7 @@
 // Whole collections of real files: every damaged file gives a structure or an error naming
 // it, and a thousand published structures come out chemically sane.
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 
 #include "test_data.h"
 

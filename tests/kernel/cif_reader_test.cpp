@@ -2,9 +2,9 @@
 // elements from type symbols and labels, multi-block and gzipped files, and the messages of
 // files that cannot be read.
 
-#include "kernel/cif_reader.h"
-#include "kernel/crystal_builder.h"
-#include "kernel/database.h"
+#include "crystal/cif_reader.h"
+#include "crystal/crystal_builder.h"
+#include "db/database.h"
 
 #include "cif_test_support.h"
 #include "test_data.h"

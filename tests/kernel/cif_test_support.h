@@ -4,7 +4,7 @@
 // Helpers shared by the CIF reader, crystal and bond perception tests: small CIF texts written
 // in the test, files in a private temporary folder, and atom lookups by label.
 
-#include "kernel/crystal_maker.h"
+#include "crystal/crystal_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kernel/condition.h"
+#include "chem/condition.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kernel/contact_criterion.h"
+#include "chem/contact_criterion.h"
 #include "kernel_test_molecules.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // Complete molecules from asymmetric units: special positions, independent molecules,
 // coordination polymers, disorder, and structures without hydrogen sites.
 
-#include "kernel/cif_reader.h"
-#include "kernel/crystal_builder.h"
+#include "crystal/cif_reader.h"
+#include "crystal/crystal_builder.h"
 
 #include "cif_test_support.h"
 #include "test_data.h"

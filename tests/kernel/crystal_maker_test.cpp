@@ -1,7 +1,7 @@
 // Symmetry operators written as in CIF files, cell matrices, and the editing operations of a
 // crystal (removing bonds, keeping 3D atoms).
 
-#include "kernel/crystal_maker.h"
+#include "crystal/crystal_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "kernel/cif_reader.h"
-#include "kernel/database.h"
+#include "crystal/cif_reader.h"
+#include "db/database.h"
 
 #include "database_test_support.h"
 #include "kernel_test_molecules.h"

@@ -1,4 +1,4 @@
-#include "kernel/element.h"
+#include "chem/element.h"
 
 #include <gtest/gtest.h>
 

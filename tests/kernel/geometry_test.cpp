@@ -1,4 +1,4 @@
-#include "kernel/geometry.h"
+#include "core/geometry.h"
 
 #include <gtest/gtest.h>
 

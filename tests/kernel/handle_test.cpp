@@ -1,6 +1,6 @@
-#include "kernel/condition.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
+#include "chem/condition.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
 
 #include <gtest/gtest.h>
 

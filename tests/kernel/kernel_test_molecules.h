@@ -4,7 +4,7 @@
 // Small molecules built atom by atom, with the atom order written out so that tests can name
 // atoms by index.
 
-#include "kernel/molecule.h"
+#include "chem/molecule.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "kernel/molecule.h"
+#include "chem/molecule.h"
 #include "kernel_test_molecules.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Whole-number composition of symmetry operators, checked against applying the operators to
 // points, and the closure test on lists that are and are not groups.
 
-#include "kernel/operator_table.h"
+#include "crystal/operator_table.h"
 
 #include <gtest/gtest.h>
 

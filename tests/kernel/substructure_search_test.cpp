@@ -1,4 +1,4 @@
-#include "kernel/substructure.h"
+#include "chem/substructure.h"
 #include "kernel_test_molecules.h"
 
 #include <gtest/gtest.h>

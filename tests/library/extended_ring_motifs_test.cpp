@@ -9,13 +9,13 @@
 
 #include "library_test_helpers.h"
 
-#include "kernel/condition.h"
-#include "kernel/contact_criterion.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/database.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/condition.h"
+#include "chem/contact_criterion.h"
+#include "crystal/crystal_maker.h"
+#include "db/database.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 #include "motif/motif.h"
 
 #include <gtest/gtest.h>

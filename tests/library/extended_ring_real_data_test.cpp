@@ -11,10 +11,10 @@
 
 #include "test_data.h"
 
-#include "kernel/cif_reader.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
+#include "crystal/cif_reader.h"
+#include "crystal/crystal_maker.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
 #include "search/motif_search.h"
 
 #include <gtest/gtest.h>

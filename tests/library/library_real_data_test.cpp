@@ -7,11 +7,11 @@
 
 #include "test_data.h"
 
-#include "kernel/cif_reader.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "crystal/cif_reader.h"
+#include "crystal/crystal_maker.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <gtest/gtest.h>
 

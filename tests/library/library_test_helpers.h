@@ -5,10 +5,10 @@
 // order with their constraints, bonds with their types and ring requirements) in one line and
 // compare it with what a builder made.
 
-#include "kernel/condition.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/condition.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <algorithm>
 #include <sstream>

@@ -2,9 +2,9 @@
 
 #include "library_test_helpers.h"
 
-#include "kernel/element.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 
 #include "library_test_helpers.h"
 
-#include "kernel/condition.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/element.h"
-#include "kernel/molecule.h"
+#include "chem/condition.h"
+#include "crystal/crystal_maker.h"
+#include "chem/element.h"
+#include "chem/molecule.h"
 #include "motif/motif.h"
 
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 
 #include "library_test_helpers.h"
 
-#include "kernel/contact_criterion.h"
-#include "kernel/element.h"
+#include "chem/contact_criterion.h"
+#include "chem/element.h"
 #include "motif/motif.h"
 
 #include <gtest/gtest.h>

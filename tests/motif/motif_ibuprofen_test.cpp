@@ -1,7 +1,7 @@
 // A motif derived from two molecules of a real structure: the centrosymmetric carboxylic-acid
 // dimer of ibuprofen (COD 2300214, P2(1)/c), two O-H...O hydrogen bonds forming an R2,2(8) ring.
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 #include "motif/motif.h"
 
 #include "motif_test_molecules.h"

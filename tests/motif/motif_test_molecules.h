@@ -4,9 +4,9 @@
 // Small placed molecules built atom by atom for the motif tests. Coordinates are orthogonal
 // (angstrom); the fractional ones are set equal, which the motif code never reads.
 
-#include "kernel/geometry.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
+#include "core/geometry.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
 
 #include <initializer_list>
 #include <string>

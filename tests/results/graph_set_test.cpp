@@ -3,7 +3,7 @@
 // worked out on paper.
 
 #include "results/graph_set.h"
-#include "search/motif_search_resource.h"
+#include "match/motif_search_resource.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include "results/motif_search_results.h"
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 
 #include "search/match_test_motifs.h"
 #include "test_data.h"

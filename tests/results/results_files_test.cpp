@@ -3,7 +3,7 @@
 
 #include "results/motif_search_results.h"
 
-#include "kernel/atomic_file.h"
+#include "core/atomic_file.h"
 
 #include <gtest/gtest.h>
 

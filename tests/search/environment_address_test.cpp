@@ -1,8 +1,8 @@
 // AtomAddress: which molecule copy, which atom, which cell. Ownership of the translation,
 // the two comparison operators (deliberately not each other's negation) and the position lookup.
 
-#include "search/atom_address.h"
-#include "search/motif_search_resource.h"
+#include "match/atom_address.h"
+#include "match/motif_search_resource.h"
 
 #include "search/environment_test_crystals.h"
 

@@ -1,8 +1,8 @@
 // The grid over a crystal environment that the contact search asks for the atoms near a point.
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 #include "library/water_motifs.h"
-#include "search/environment_grid.h"
+#include "match/environment_grid.h"
 #include "search/motif_search.h"
 #include "search_test_support.h"
 

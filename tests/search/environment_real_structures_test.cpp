@@ -2,9 +2,9 @@
 // of each molecule must agree with the space group and with Z (formula units per cell) as the
 // authors reported them, and each copy must be a true operator image of its molecule.
 
-#include "search/motif_search_resource.h"
+#include "match/motif_search_resource.h"
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 
 #include "test_data.h"
 

@@ -2,10 +2,10 @@
 // what order, the lattice-translation test at its bounds, the two molecule indices, printing, and
 // the atoms and molecules it hands out.
 
-#include "search/motif_search_resource.h"
+#include "match/motif_search_resource.h"
 
 #include "motif/motif.h"
-#include "search/motif_match.h"
+#include "match/motif_match.h"
 
 #include "search/environment_test_crystals.h"
 

@@ -4,8 +4,8 @@
 // Small crystals built in code, with every coordinate written out, so that the expected symmetry
 // copies and positions can be worked out by hand.
 
-#include "kernel/crystal_maker.h"
-#include "kernel/molecule.h"
+#include "crystal/crystal_maker.h"
+#include "chem/molecule.h"
 
 #include <string>
 #include <utility>

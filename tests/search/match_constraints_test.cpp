@@ -2,8 +2,8 @@
 // torsion and translation constraints, the count of distinct contact points, and contact points
 // recomputed from the crystal environment.
 
-#include "search/motif_match.h"
-#include "search/motif_search_resource.h"
+#include "match/motif_match.h"
+#include "match/motif_search_resource.h"
 
 #include "search/environment_test_crystals.h"
 #include "search/match_test_motifs.h"

@@ -1,7 +1,7 @@
 // MotifMatch as a record: filling and withdrawing placements and contacts, the questions the
 // search asks of it, deep copies, and its printed forms.
 
-#include "search/motif_match.h"
+#include "match/motif_match.h"
 
 #include "search/match_test_motifs.h"
 

@@ -1,7 +1,7 @@
 // The search driver on crystals built in code: entry points, the match limit, accumulation of
 // results, first placements and the recursive step.
 
-#include "kernel/database.h"
+#include "db/database.h"
 #include "search/motif_search.h"
 #include "search_test_support.h"
 

@@ -4,7 +4,7 @@
 // screened out; and a screened search of the motifs built here finds exactly those hits.
 
 #include "apps/motif_catalog.h"
-#include "kernel/aser_database.h"
+#include "db/aser_database.h"
 #include "library/silver_carboxylate_motifs.h"
 #include "search/motif_search.h"
 #include "search_test_support.h"
@@ -135,9 +135,7 @@ TEST(PrescreenSafetyTest, NoMotifLosesAHitToThePrescreenOverTheBulkCollection) {
                     std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
   std::filesystem::create_directories(dir);
   const std::string index = (dir / "bulk.db").string();
-  ScreenIndexOptions options;
-  options.threads = 2;
-  build_screen_index(CifDatabase({bulk}), index, options);
+  build_screen_index(CifDatabase({bulk}), index);
   auto screened = make_handle<AserDatabase>(std::vector<std::string>{bulk}, index);
   ASSERT_GE(screened->nentries(), 300);
 

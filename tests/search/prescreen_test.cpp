@@ -1,8 +1,8 @@
 // The screen pattern of a motif, and the prescreen and filters of searches over a screened
 // database.
 
-#include "kernel/aser_database.h"
-#include "kernel/cif_reader.h"
+#include "db/aser_database.h"
+#include "crystal/cif_reader.h"
 #include "search/motif_search.h"
 #include "search_test_support.h"
 #include "test_data.h"

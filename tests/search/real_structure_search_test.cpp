@@ -2,7 +2,7 @@
 // worked out here from the structure itself, by measuring distances between all symmetry images
 // of the relevant atoms, independently of the search engine.
 
-#include "kernel/cif_reader.h"
+#include "crystal/cif_reader.h"
 #include "search/motif_search.h"
 #include "search_test_support.h"
 #include "test_data.h"

@@ -6,13 +6,13 @@
 // symmetry operator and a generous box of lattice translations to every atom and measures
 // distances directly, so that what the engine reports can be checked against the crystal itself.
 
-#include "kernel/contact_criterion.h"
-#include "kernel/crystal_maker.h"
-#include "kernel/element.h"
-#include "kernel/geometry.h"
-#include "kernel/handle.h"
-#include "kernel/molecule.h"
-#include "kernel/substructure.h"
+#include "chem/contact_criterion.h"
+#include "crystal/crystal_maker.h"
+#include "chem/element.h"
+#include "core/geometry.h"
+#include "core/handle.h"
+#include "chem/molecule.h"
+#include "chem/substructure.h"
 #include "motif/motif.h"
 #include "motif/motif_contact.h"
 #include "motif/motif_substructure.h"

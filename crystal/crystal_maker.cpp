@@ -1,0 +1,535 @@
+#include "crystal/crystal_maker.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cctype>
+#include <cmath>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+namespace xtalmotif {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// Translations in space-group operators are multiples of 1/24 (1/8 in some origin shifts);
+// decimals such as 0.3333 or 0.1667 are the same fractions written to four places.
+double snap_translation(double t) {
+  double n = std::round(t * 24.0);
+  if (std::fabs(t * 24.0 - n) < 0.05)
+    return n / 24.0;
+  return t;
+}
+
+double wrap_unit(double t) {
+  double w = t - std::floor(t);
+  if (w >= 1.0 - 1e-9)
+    w = 0.0;
+  return w;
+}
+
+std::string fraction_text(double t) {
+  for (int den : {1, 2, 3, 4, 6, 8, 12, 24}) {
+    double num = t * den;
+    long n = std::lround(num);
+    if (std::fabs(num - n) < 1e-6) {
+      if (den == 1)
+        return std::to_string(n);
+      return std::to_string(n) + "/" + std::to_string(den);
+    }
+  }
+  std::ostringstream os;
+  os << t;
+  return os.str();
+}
+
+[[noreturn]] void bad_operator(const std::string& text, const std::string& why) {
+  throw std::invalid_argument("symmetry operator '" + text + "': " + why);
+}
+
+bool is_blank(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// A number as strtod reads the start of `text` (decimal digits and a point), without the
+// locale or a copy; false when no number can be read there.
+bool read_number(std::string_view text, double* value) {
+  const auto r = std::from_chars(text.data(), text.data() + text.size(), *value,
+                                 std::chars_format::fixed);
+  return r.ec == std::errc();
+}
+
+// Reads one row such as "-x+1/2", "0.5+x", "x-y" or "+y" into integer coefficients and a
+// translation.
+void parse_row(const std::string& whole, std::string_view row, std::array<int, 3>& coeff,
+               double& shift) {
+  coeff = {0, 0, 0};
+  shift = 0.0;
+  std::size_t i = 0;
+  bool any = false;
+  auto skip = [&] {
+    while (i < row.size() && is_blank(row[i]))
+      ++i;
+  };
+  skip();
+  while (i < row.size()) {
+    int sign = 1;
+    bool signed_term = false;
+    while (i < row.size() && (row[i] == '+' || row[i] == '-')) {
+      if (row[i] == '-')
+        sign = -sign;
+      signed_term = true;
+      ++i;
+      skip();
+    }
+    if (i >= row.size()) {
+      if (signed_term)
+        bad_operator(whole, "dangling sign");
+      break;
+    }
+    if (any && !signed_term)
+      bad_operator(whole, "terms must be joined by + or -");
+    double number = 1.0;
+    bool has_number = false;
+    if (is_digit(row[i]) || row[i] == '.') {
+      std::size_t start = i;
+      while (i < row.size() && (is_digit(row[i]) || row[i] == '.'))
+        ++i;
+      const std::string_view num = row.substr(start, i - start);
+      if (num == ".")
+        bad_operator(whole, "a lone '.' is not a number");
+      if (!read_number(num, &number))
+        bad_operator(whole, "cannot read number '" + std::string(num) + "'");
+      skip();
+      if (i < row.size() && row[i] == '/') {
+        ++i;
+        skip();
+        std::size_t ds = i;
+        while (i < row.size() && is_digit(row[i]))
+          ++i;
+        if (ds == i)
+          bad_operator(whole, "fraction without denominator");
+        double den = 0.0;
+        if (!read_number(row.substr(ds, i - ds), &den))
+          bad_operator(whole, "cannot read number '" + std::string(row.substr(ds, i - ds)) + "'");
+        if (den == 0.0)
+          bad_operator(whole, "zero denominator");
+        number /= den;
+      }
+      has_number = true;
+      skip();
+      if (i < row.size() && row[i] == '*') {
+        ++i;
+        skip();
+      }
+    }
+    if (i < row.size() && is_letter(row[i])) {
+      char v = static_cast<char>(std::tolower(static_cast<unsigned char>(row[i])));
+      if (v < 'x' || v > 'z')
+        bad_operator(whole, std::string("unknown variable '") + row[i] + "'");
+      if (std::fabs(number - std::round(number)) > 1e-9)
+        bad_operator(whole, "non-integer coefficient");
+      if (std::fabs(number) > 6)
+        bad_operator(whole, "coefficient out of range");
+      coeff[v - 'x'] += sign * static_cast<int>(std::lround(number));
+      ++i;
+      skip();
+      // A translation written after the variable as a product ("x*1") is not used in CIF.
+    } else if (has_number) {
+      shift += sign * number;
+    } else {
+      bad_operator(whole, std::string("unexpected character '") + row[i] + "'");
+    }
+    any = true;
+    skip();
+  }
+  if (!any)
+    bad_operator(whole, "empty component");
+}
+
+} // namespace
+
+CrystalSymmetryOperator::CrystalSymmetryOperator()
+    : rotation_(Matrix<int, 3, 3>::identity()), translation_(0, 0, 0) {}
+
+CrystalSymmetryOperator::CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotation,
+                                                 const Point& translation)
+    : rotation_(rotation), translation_(translation) {}
+
+CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& text) {
+  // Quotes may survive from a CIF value; they carry no meaning here.
+  std::string unquoted;
+  std::string_view s = text;
+  if (text.find_first_of("'\"") != std::string::npos) {
+    unquoted = text;
+    unquoted.erase(std::remove_if(unquoted.begin(), unquoted.end(),
+                                  [](char c) { return c == '\'' || c == '"'; }),
+                   unquoted.end());
+    s = unquoted;
+  }
+  std::array<std::string_view, 3> rows;
+  std::size_t nrows = 0, from = 0;
+  for (std::size_t i = 0; i <= s.size(); ++i)
+    if (i == s.size() || s[i] == ',') {
+      if (nrows < 3)
+        rows[nrows] = s.substr(from, i - from);
+      ++nrows;
+      from = i + 1;
+    }
+  if (nrows != 3) {
+    // Some old files separate the three rows with blanks only: "x y z", "-x 1/2+y -z".
+    std::size_t nwords = 0;
+    for (std::size_t i = 0; i < s.size();) {
+      while (i < s.size() && is_blank(s[i]))
+        ++i;
+      if (i == s.size())
+        break;
+      const std::size_t start = i;
+      while (i < s.size() && !is_blank(s[i]))
+        ++i;
+      if (nwords < 3)
+        rows[nwords] = s.substr(start, i - start);
+      ++nwords;
+    }
+    if (nrows != 1 || nwords != 3)
+      bad_operator(text, "expected three comma-separated components");
+  }
+  Matrix<int, 3, 3> rot;
+  Point t;
+  for (int r = 0; r < 3; ++r) {
+    std::array<int, 3> c;
+    double shift;
+    parse_row(text, rows[r], c, shift);
+    for (int k = 0; k < 3; ++k)
+      rot(r, k) = c[k];
+    t[r] = snap_translation(shift);
+  }
+  int det = rot(0, 0) * (rot(1, 1) * rot(2, 2) - rot(1, 2) * rot(2, 1)) -
+            rot(0, 1) * (rot(1, 0) * rot(2, 2) - rot(1, 2) * rot(2, 0)) +
+            rot(0, 2) * (rot(1, 0) * rot(2, 1) - rot(1, 1) * rot(2, 0));
+  if (det != 1 && det != -1)
+    bad_operator(text, "the rotation part is not a symmetry operation (determinant " +
+                           std::to_string(det) + ")");
+  return CrystalSymmetryOperator(rot, t);
+}
+
+Point CrystalSymmetryOperator::apply(const Point& f) const {
+  Point out;
+  for (int i = 0; i < 3; ++i) {
+    double v = translation_[i];
+    for (int j = 0; j < 3; ++j)
+      v += rotation_(i, j) * f[j];
+    out[i] = v;
+  }
+  return out;
+}
+
+bool CrystalSymmetryOperator::is_identity() const {
+  return rotation_ == Matrix<int, 3, 3>::identity() && translation_[0] == 0.0 &&
+         translation_[1] == 0.0 && translation_[2] == 0.0;
+}
+
+std::string CrystalSymmetryOperator::to_xyz() const {
+  std::string out;
+  for (int r = 0; r < 3; ++r) {
+    std::string row;
+    for (int k = 0; k < 3; ++k) {
+      int c = rotation_(r, k);
+      if (c == 0)
+        continue;
+      if (c < 0)
+        row += '-';
+      else if (!row.empty())
+        row += '+';
+      if (std::abs(c) != 1)
+        row += std::to_string(std::abs(c));
+      row += static_cast<char>('x' + k);
+    }
+    double t = translation_[r];
+    if (t != 0.0) {
+      std::string f = fraction_text(std::fabs(t));
+      row += (t < 0 ? "-" : (row.empty() ? "" : "+")) + f;
+    }
+    if (row.empty())
+      row = "0";
+    if (r)
+      out += ',';
+    out += row;
+  }
+  return out;
+}
+
+bool CrystalSymmetryOperator::operator==(const CrystalSymmetryOperator& o) const {
+  if (!(rotation_ == o.rotation_))
+    return false;
+  for (int i = 0; i < 3; ++i)
+    if (std::fabs(translation_[i] - o.translation_[i]) > 1e-6)
+      return false;
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+CrystalMaker::CrystalMaker() {
+  operators_.emplace_back();
+  listed_.emplace_back();
+  listed_of_.emplace_back();
+}
+
+void CrystalMaker::set_cell(double a, double b, double c, double alpha, double beta,
+                            double gamma) {
+  for (double v : {a, b, c, alpha, beta, gamma})
+    if (!std::isfinite(v) || v <= 0.0)
+      throw std::invalid_argument("cell parameters must be positive numbers");
+  if (alpha >= 180.0 || beta >= 180.0 || gamma >= 180.0)
+    throw std::invalid_argument("cell angles must lie below 180 degrees");
+  double ca = std::cos(alpha * kPi / 180.0), cb = std::cos(beta * kPi / 180.0),
+         cg = std::cos(gamma * kPi / 180.0), sg = std::sin(gamma * kPi / 180.0);
+  // Exact right angles keep exact zeros in the matrix.
+  if (alpha == 90.0)
+    ca = 0.0;
+  if (beta == 90.0)
+    cb = 0.0;
+  if (gamma == 90.0) {
+    cg = 0.0;
+    sg = 1.0;
+  }
+  double root = 1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg;
+  if (!(root > 1e-12))
+    throw std::invalid_argument("cell angles do not make a cell of positive volume");
+  double v = a * b * c * std::sqrt(root);
+  Matrix<double, 3, 3> m;
+  m(0, 0) = a;
+  m(0, 1) = b * cg;
+  m(0, 2) = c * cb;
+  m(1, 1) = b * sg;
+  m(1, 2) = c * (ca - cb * cg) / sg;
+  m(2, 2) = v / (a * b * sg);
+  cell_ = {{a, b, c, alpha, beta, gamma}};
+  orth_ = m;
+  frac_ = inverse(m);
+}
+
+double CrystalMaker::volume() const { return determinant(orth_); }
+
+double CrystalMaker::metric_change(const CrystalSymmetryOperator& op) const {
+  const Matrix<double, 3, 3> g = orth_.transpose() * orth_;
+  const double scale = std::max({g(0, 0), g(1, 1), g(2, 2)});
+  Matrix<double, 3, 3> r;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j)
+      r(i, j) = op.rotation()(i, j);
+  const Matrix<double, 3, 3> h = r.transpose() * g * r;
+  double change = 0;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j)
+      change = std::max(change, std::fabs(h(i, j) - g(i, j)) / scale);
+  return change;
+}
+
+void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops) {
+  // Repeats are found by comparing rotations as packed keys first: a cubic group's 192
+  // operators would otherwise be compared pair by pair in full.
+  auto rotation_key = [](const CrystalSymmetryOperator& op) {
+    std::uint64_t k = 0;
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        k = (k << 7) | static_cast<std::uint64_t>(op.rotation()(i, j) & 0x7f);
+    return k;
+  };
+  std::vector<CrystalSymmetryOperator> out;
+  std::vector<std::uint64_t> keys;
+  out.emplace_back();
+  keys.push_back(rotation_key(out.back()));
+  out.reserve(ops.size() + 1);
+  keys.reserve(ops.size() + 1);
+  for (const auto& op : ops) {
+    Point t = op.translation();
+    for (int i = 0; i < 3; ++i)
+      t[i] = wrap_unit(snap_translation(t[i]));
+    CrystalSymmetryOperator reduced(op.rotation(), t);
+    const std::uint64_t key = rotation_key(reduced);
+    bool seen = false;
+    for (std::size_t i = 0; i < out.size() && !seen; ++i)
+      seen = keys[i] == key && out[i] == reduced;
+    if (!seen) {
+      out.push_back(reduced);
+      keys.push_back(key);
+    }
+  }
+  operators_ = std::move(out);
+
+  // Each operator's place in the list as given: the first listed operator with its rotation
+  // and its translation up to a lattice vector.
+  listed_ = ops;
+  if (std::none_of(listed_.begin(), listed_.end(),
+                   [](const CrystalSymmetryOperator& op) { return op.is_identity(); }))
+    listed_.insert(listed_.begin(), CrystalSymmetryOperator());
+  listed_of_.assign(operators_.size(), ListedCode{});
+  for (std::size_t k = 0; k < operators_.size(); ++k)
+    for (std::size_t n = 0; n < listed_.size(); ++n) {
+      if (!(listed_[n].rotation() == operators_[k].rotation()))
+        continue;
+      Translation offset;
+      bool whole = true;
+      for (int i = 0; i < 3; ++i) {
+        const double d = operators_[k].translation()[i] - listed_[n].translation()[i];
+        offset[i] = static_cast<int>(std::lround(d));
+        whole = whole && std::fabs(d - offset[i]) < 1e-3;
+      }
+      if (whole) {
+        listed_of_[k] = ListedCode{static_cast<int>(n), offset};
+        break;
+      }
+    }
+}
+
+CrystalMaker::ListedCode CrystalMaker::listed_code(int op, const Translation& t) const {
+  if (op < 0 || op >= static_cast<int>(listed_of_.size()))
+    throw std::out_of_range("CrystalMaker::listed_code: no operator " + std::to_string(op));
+  ListedCode code = listed_of_[op];
+  for (int i = 0; i < 3; ++i)
+    code.translation[i] += t[i];
+  return code;
+}
+
+THandle<Molecule> CrystalMaker::molecule(int i) const {
+  if (i < 0 || i >= nmolecules())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  return molecules_[i];
+}
+
+void CrystalMaker::add_molecule(const THandle<Molecule>& m, std::vector<AtomOrigin> origins) {
+  if (!origins.empty() && static_cast<int>(origins.size()) != m->natoms())
+    throw std::invalid_argument("CrystalMaker::add_molecule: one origin per atom expected");
+  molecules_.push_back(m);
+  origins_.push_back(std::move(origins));
+}
+
+const std::vector<AtomOrigin>& CrystalMaker::atom_origins(int i) const {
+  if (i < 0 || i >= nmolecules())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  return origins_[i];
+}
+
+namespace {
+
+std::vector<AtomOrigin> pick_origins(const std::vector<AtomOrigin>& all,
+                                     const std::vector<int>& atoms) {
+  std::vector<AtomOrigin> out;
+  if (all.empty())
+    return out;
+  out.reserve(atoms.size());
+  for (int a : atoms)
+    out.push_back(all[a]);
+  return out;
+}
+
+THandle<Molecule> as_3d(const THandle<Molecule>& m) {
+  return THandle<Molecule>(make_handle<Molecule3d>(*m));
+}
+
+} // namespace
+
+void CrystalMaker::select_3d() {
+  std::vector<THandle<Molecule>> mols;
+  std::vector<std::vector<AtomOrigin>> origins;
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    const THandle<Molecule>& m = molecules_[i];
+    std::vector<int> keep;
+    for (int a = 0; a < m->natoms(); ++a)
+      if (m->atom(a)->has_site())
+        keep.push_back(a);
+    if (keep.empty())
+      continue;
+    if (static_cast<int>(keep.size()) == m->natoms()) {
+      mols.push_back(m);
+      origins.push_back(origins_[i]);
+    } else {
+      mols.push_back(as_3d(m->extract(keep)));
+      origins.push_back(pick_origins(origins_[i], keep));
+    }
+  }
+  molecules_ = std::move(mols);
+  origins_ = std::move(origins);
+}
+
+bool CrystalMaker::remove(const THandle<Bond>& bond) {
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    THandle<Molecule> m = molecules_[i];
+    if (m->index_of(bond) < 0)
+      continue;
+    m->remove_bond(bond);
+    std::vector<std::vector<int>> pieces = m->connected_components();
+    if (pieces.size() <= 1)
+      return true;
+    std::vector<AtomOrigin> all = origins_[i];
+    molecules_[i] = as_3d(m->extract(pieces[0]));
+    origins_[i] = pick_origins(all, pieces[0]);
+    for (std::size_t p = 1; p < pieces.size(); ++p) {
+      molecules_.push_back(as_3d(m->extract(pieces[p])));
+      origins_.push_back(pick_origins(all, pieces[p]));
+    }
+    return true;
+  }
+  return false;
+}
+
+void CrystalMaker::print(std::ostream& os) const {
+  std::ios_base::fmtflags flags = os.flags();
+  std::streamsize prec = os.precision();
+  os << std::fixed << std::setprecision(4);
+  os << "Cell: " << a() << " " << b() << " " << c() << " " << std::setprecision(3) << alpha()
+     << " " << beta() << " " << gamma() << "\n";
+  os << "Space group: " << (space_group_.empty() ? "?" : space_group_) << " ("
+     << operators_.size() << " operators)\n";
+  for (const auto& op : operators_)
+    os << "  " << op.to_xyz() << "\n";
+  if (r_factor_ >= 0)
+    os << "R factor: " << r_factor_ << "\n";
+  if (polymeric_)
+    os << "Polymeric\n";
+  if (disorder_)
+    os << "Disordered\n";
+  for (const auto& w : warnings_)
+    os << "Warning: " << w << "\n";
+  for (const auto& e : errors_)
+    os << "Error: " << e << "\n";
+  os << "Molecules: " << molecules_.size() << "\n";
+  for (std::size_t i = 0; i < molecules_.size(); ++i) {
+    const Molecule& m = *molecules_[i];
+    os << "Molecule " << i << ": " << m.formula() << " (" << m.natoms() << " atoms, "
+       << m.nbonds() << " bonds)\n";
+    for (int a = 0; a < m.natoms(); ++a) {
+      const Atom& at = *m.atom(a);
+      os << "  " << std::left << std::setw(8) << at.label() << std::right << std::setw(3)
+         << at.element().symbol();
+      if (at.has_site()) {
+        const Point& f = at.site()->fractional();
+        os << std::setprecision(4) << std::setw(10) << f[0] << std::setw(10) << f[1]
+           << std::setw(10) << f[2];
+      }
+      if (at.formal_charge())
+        os << "  charge " << std::showpos << at.formal_charge() << std::noshowpos;
+      os << "\n";
+    }
+    for (int b = 0; b < m.nbonds(); ++b) {
+      const Bond& bd = *m.bond(b);
+      os << "  bond " << m.atom(bd.atom1())->label() << "-" << m.atom(bd.atom2())->label() << " "
+         << bond_type_name(bd.type()) << "\n";
+    }
+  }
+  os.flags(flags);
+  os.precision(prec);
+}
+
+} // namespace xtalmotif

@@ -1,0 +1,868 @@
+#include "db/aser_database.h"
+
+#include "core/atomic_file.h"
+#include "core/content_digest.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <ostream>
+#include <set>
+#include <tuple>
+
+namespace fs = std::filesystem;
+
+namespace xtalmotif {
+
+// ---------------------------------------------------------------------------------------------
+// Aser
+
+Aser::Aser(const AserBitScreens& screens) {
+  for (const auto& [bit, value] : screens.screens)
+    if (value)
+      set_bit(bit);
+}
+
+bool Aser::bit(int n) const {
+  if (n < 0)
+    return false;
+  auto byte = static_cast<std::size_t>(n / 8);
+  return byte < bytes_.size() && ((bytes_[byte] >> (n % 8)) & 1u) != 0;
+}
+
+void Aser::set_bit(int n, bool value) {
+  if (n < 0 || n > max_bit)
+    throw std::out_of_range("Aser::set_bit: bit " + std::to_string(n) + " outside 0 to " +
+                            std::to_string(max_bit));
+  auto byte = static_cast<std::size_t>(n / 8);
+  auto mask = static_cast<std::uint8_t>(1u << (n % 8));
+  if (value) {
+    if (byte >= bytes_.size())
+      bytes_.resize(byte + 1, 0);
+    bytes_[byte] |= mask;
+  } else if (byte < bytes_.size()) {
+    bytes_[byte] &= static_cast<std::uint8_t>(~mask);
+    trim();
+  }
+}
+
+void Aser::trim() {
+  while (!bytes_.empty() && bytes_.back() == 0)
+    bytes_.pop_back();
+}
+
+std::vector<int> Aser::set_bits() const {
+  std::vector<int> bits;
+  for (std::size_t byte = 0; byte < bytes_.size(); ++byte)
+    for (int k = 0; k < 8; ++k)
+      if ((bytes_[byte] >> k) & 1u)
+        bits.push_back(static_cast<int>(byte) * 8 + k);
+  return bits;
+}
+
+bool Aser::satisfies(const AserBitScreens& pattern) const {
+  return std::all_of(pattern.screens.begin(), pattern.screens.end(),
+                     [this](const auto& p) { return bit(p.first) == p.second; });
+}
+
+std::string Aser::to_blob() const { return std::string(bytes_.begin(), bytes_.end()); }
+
+Aser Aser::from_blob(const std::string& bytes) {
+  if (bytes.size() > static_cast<std::size_t>(max_bit / 8 + 1))
+    throw std::invalid_argument("screen record of " + std::to_string(bytes.size()) +
+                                " bytes is longer than any record");
+  Aser a;
+  a.bytes_.assign(bytes.begin(), bytes.end());
+  a.trim();
+  return a;
+}
+
+void Aser::print(std::ostream& os) const {
+  const char* sep = "";
+  for (int b : set_bits()) {
+    os << sep << b;
+    sep = " ";
+  }
+}
+
+std::ostream& operator<<(std::ostream& os, const Aser& a) {
+  a.print(os);
+  return os;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Entry-side screens
+
+Aser entry_screens(const CrystalMaker& crystal) {
+  AserBitScreens s;
+  using G = AserBitScreens;
+  int max_n = 0, max_o = 0, max_x = 0, max_m = 0;
+  bool has_site = false;
+  bool has_metal = false;
+  for (int im = 0; im < crystal.nmolecules(); ++im) {
+    THandle<Molecule> mol = crystal.molecule(im);
+    int n = 0, o = 0, x = 0, m = 0;
+    std::vector<std::string> symbols(static_cast<std::size_t>(mol->natoms()));
+    for (int ia = 0; ia < mol->natoms(); ++ia) {
+      THandle<Atom> atom = mol->atom(ia);
+      const std::string sym = atom->element().symbol();
+      symbols[static_cast<std::size_t>(ia)] = sym;
+      s.set_element_present(sym);
+      // A structure refined without H sites still has its hydrogens: a query that draws them
+      // (an O-H donor) must not be screened out, so implied hydrogens count as present and
+      // bonded.
+      if (atom->implicit_hydrogens() > 0) {
+        s.set_element_present("H");
+        s.set_simple_connection(sym, "H");
+      }
+      // The same counts the query side takes of a substructure.
+      if (sym == "N")
+        ++n;
+      if (sym == "O")
+        ++o;
+      if (s.is_member_of_group(sym, G::HALOGENS))
+        ++x;
+      if (s.is_member_of_group(sym, G::METALS)) {
+        ++m;
+        has_metal = true;
+      }
+      if (atom->has_site())
+        has_site = true;
+    }
+    for (const auto& bond : mol->bonds())
+      s.set_simple_connection(symbols[static_cast<std::size_t>(bond->atom1())],
+                              symbols[static_cast<std::size_t>(bond->atom2())]);
+    max_n = std::max(max_n, n);
+    max_o = std::max(max_o, o);
+    max_x = std::max(max_x, x);
+    max_m = std::max(max_m, m);
+  }
+  // A query's count bit stands for exactly that many atoms in one substructure; an entry that
+  // holds more must answer every smaller count too, so every threshold reached is set.
+  for (int k = 2; k <= std::min(max_n, 4); ++k)
+    s.set_N_count(k);
+  for (int k = 2; k <= std::min(max_o, 4); ++k)
+    s.set_O_count(k);
+  for (int k = 2; k <= std::min(max_x, 3); ++k)
+    s.set_X3_count(k);
+  for (int k = 2; k <= std::min(max_m, 3); ++k)
+    s.set_M_count(k);
+
+  if (has_site)
+    s.screens[G::BIT_3D_COORDINATES] = true;
+  if (crystal.r_factor() >= 0.0 && crystal.r_factor() <= 0.05)
+    s.screens[G::BIT_R_FACTOR_LOW] = true;
+  if (!crystal.has_disorder())
+    s.screens[G::BIT_NO_DISORDER] = true;
+  if (!crystal.errors().empty())
+    s.screens[G::BIT_BUILD_ERRORS] = true;
+  if (crystal.is_polymeric())
+    s.screens[G::BIT_POLYMERIC] = true;
+  if (has_metal)
+    s.screens[G::BIT_HAS_METAL] = true;
+  // Bit 21 (transition metals) is an element class bit and was set with the elements.
+  return Aser(s);
+}
+
+// ---------------------------------------------------------------------------------------------
+// SQLite plumbing
+
+namespace {
+
+// "XTMS" in the SQLite header: marks a file as a screen index of this program.
+constexpr int kApplicationId = 0x58544D53;
+constexpr const char* kFormatName = "xtalmotif screen index";
+
+class Sqlite {
+public:
+  /// Opens `path`, or the URI `open_as` standing for it (errors always name `path`).
+  Sqlite(const std::string& path, int flags, const std::string& open_as = "") : path_(path) {
+    sqlite3* db = nullptr;
+    int rc = sqlite3_open_v2(open_as.empty() ? path.c_str() : open_as.c_str(), &db, flags,
+                             nullptr);
+    db_ = db;
+    if (rc != SQLITE_OK) {
+      std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+      close();
+      throw ScreenIndexError(path + ": cannot open screen index: " + msg);
+    }
+    sqlite3_extended_result_codes(db_, 1);
+  }
+  Sqlite(const Sqlite&) = delete;
+  Sqlite& operator=(const Sqlite&) = delete;
+  ~Sqlite() { close(); }
+
+  sqlite3* get() const { return db_; }
+  const std::string& path() const { return path_; }
+  /// Closes the connection; an error here means the file may be incomplete.
+  int close() {
+    int rc = SQLITE_OK;
+    if (db_)
+      rc = sqlite3_close(db_);
+    db_ = nullptr;
+    return rc;
+  }
+  void exec(const std::string& sql) {
+    char* err = nullptr;
+    int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) {
+      std::string msg = err ? err : sqlite3_errstr(rc);
+      sqlite3_free(err);
+      throw SqliteFailure(rc, msg);
+    }
+  }
+
+  /// A failure reported by SQLite, with its result code.
+  struct SqliteFailure : std::runtime_error {
+    SqliteFailure(int code, const std::string& msg) : std::runtime_error(msg), rc(code) {}
+    int rc;
+  };
+
+private:
+  std::string path_;
+  sqlite3* db_ = nullptr;
+};
+
+class Statement {
+public:
+  Statement(Sqlite& db, const std::string& sql) : db_(db) {
+    int rc = sqlite3_prepare_v2(db.get(), sql.c_str(), -1, &stmt_, nullptr);
+    if (rc != SQLITE_OK)
+      throw Sqlite::SqliteFailure(rc, sqlite3_errmsg(db.get()));
+  }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+  ~Statement() { sqlite3_finalize(stmt_); }
+
+  void bind(int i, const std::string& text) {
+    check(
+        sqlite3_bind_text(stmt_, i, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
+  }
+  void bind(int i, long long v) { check(sqlite3_bind_int64(stmt_, i, v)); }
+  void bind_blob(int i, const std::string& bytes) {
+    check(sqlite3_bind_blob(stmt_, i, bytes.data(), static_cast<int>(bytes.size()),
+                            SQLITE_TRANSIENT));
+  }
+  void bind_null(int i) { check(sqlite3_bind_null(stmt_, i)); }
+  /// True while rows come; false when done.
+  bool step() {
+    int rc = sqlite3_step(stmt_);
+    if (rc == SQLITE_ROW)
+      return true;
+    if (rc == SQLITE_DONE)
+      return false;
+    throw Sqlite::SqliteFailure(rc, sqlite3_errmsg(db_.get()));
+  }
+  void run() {
+    while (step()) {
+    }
+    check(sqlite3_reset(stmt_));
+    check(sqlite3_clear_bindings(stmt_));
+  }
+  long long integer(int col) const { return sqlite3_column_int64(stmt_, col); }
+  bool is_null(int col) const { return sqlite3_column_type(stmt_, col) == SQLITE_NULL; }
+  std::string text(int col) const {
+    const unsigned char* p = sqlite3_column_text(stmt_, col);
+    int n = sqlite3_column_bytes(stmt_, col);
+    return p ? std::string(reinterpret_cast<const char*>(p), static_cast<std::size_t>(n))
+             : std::string();
+  }
+  std::string blob(int col) const {
+    const void* p = sqlite3_column_blob(stmt_, col);
+    int n = sqlite3_column_bytes(stmt_, col);
+    return p ? std::string(static_cast<const char*>(p), static_cast<std::size_t>(n))
+             : std::string();
+  }
+
+private:
+  void check(int rc) {
+    if (rc != SQLITE_OK)
+      throw Sqlite::SqliteFailure(rc, sqlite3_errmsg(db_.get()));
+  }
+  Sqlite& db_;
+  sqlite3_stmt* stmt_ = nullptr;
+};
+
+// FNV-1a over every stored value, each preceded by its length, so that damage the database
+// engine does not notice (a flipped byte inside a screen record) is still caught on opening.
+class Checksum {
+public:
+  void add(const std::string& s) {
+    add_raw(std::to_string(s.size()) + ":");
+    add_raw(s);
+  }
+  void add(long long v) { add(std::to_string(v)); }
+  std::string hex() const {
+    char buf[17];
+    std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(digest_.value()));
+    return buf;
+  }
+
+private:
+  void add_raw(const std::string& s) { digest_.add(s.data(), s.size()); }
+  ContentDigest digest_;
+};
+
+struct FileStamp {
+  std::string path;
+  long long size = -1;
+  long long mtime = 0;
+  bool operator==(const FileStamp& o) const {
+    return path == o.path && size == o.size && mtime == o.mtime;
+  }
+};
+
+FileStamp stamp(const std::string& path) {
+  FileStamp s;
+  s.path = path;
+  std::error_code ec;
+  auto size = fs::file_size(path, ec);
+  s.size = ec ? -1 : static_cast<long long>(size);
+  auto t = fs::last_write_time(path, ec);
+  s.mtime = ec ? 0 : static_cast<long long>(t.time_since_epoch().count());
+  return s;
+}
+
+std::string absolute_path(const std::string& p) {
+  std::error_code ec;
+  fs::path a = fs::absolute(fs::path(p), ec);
+  return ec ? p : a.lexically_normal().string();
+}
+
+std::vector<std::string> absolute_paths(const std::vector<std::string>& paths) {
+  std::vector<std::string> out;
+  out.reserve(paths.size());
+  for (const auto& p : paths)
+    out.push_back(absolute_path(p));
+  return out;
+}
+
+// The files the sources stand for now, with their sizes and times.
+std::vector<FileStamp> current_files(const std::vector<std::string>& sources) {
+  std::vector<std::string> ignored;
+  std::vector<FileStamp> files;
+  for (const auto& f : CifDatabase::list_source_files(sources, ignored))
+    files.push_back(stamp(f));
+  return files;
+}
+
+const char* kSchema = R"sql(
+CREATE TABLE meta(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL);
+CREATE TABLE sources(position INTEGER PRIMARY KEY, path TEXT NOT NULL);
+CREATE TABLE files(position INTEGER PRIMARY KEY, path TEXT NOT NULL, size INTEGER NOT NULL,
+                   mtime INTEGER NOT NULL);
+CREATE TABLE listing_problems(position INTEGER PRIMARY KEY, message TEXT NOT NULL);
+CREATE TABLE entries(position INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE,
+                     file TEXT NOT NULL, block TEXT NOT NULL, block_index INTEGER NOT NULL,
+                     block_offset INTEGER NOT NULL, block_length INTEGER NOT NULL,
+                     block_line INTEGER NOT NULL, file_size INTEGER NOT NULL,
+                     block_checksum INTEGER NOT NULL, compressed INTEGER NOT NULL,
+                     readable INTEGER NOT NULL, screens BLOB, problem TEXT);
+)sql";
+
+// Where an entry's block lies, as the index stores it: SQLite integers are signed, so sizes and
+// the digest are kept by their bit patterns.
+struct StoredRange {
+  long long offset, length, line, file_size, checksum, compressed;
+
+  explicit StoredRange(const CifBlockRange& r)
+      : offset(static_cast<long long>(r.offset)), length(static_cast<long long>(r.length)),
+        line(r.first_line), file_size(static_cast<long long>(r.file_size)),
+        checksum(static_cast<long long>(r.checksum)), compressed(r.compressed ? 1 : 0) {}
+  StoredRange(long long o, long long n, long long l, long long s, long long c, long long z)
+      : offset(o), length(n), line(l), file_size(s), checksum(c), compressed(z) {}
+
+  // A block read through the index must be the text its screens were computed from. A range
+  // that cannot be one (damaged, or not taken when the index was built) reads nothing.
+  CifBlockRange range() const {
+    CifBlockRange r;
+    if (offset < 0 || length <= 0 || file_size < 0 || line < 1 || line > INT32_MAX)
+      return r;
+    r.offset = static_cast<std::size_t>(offset);
+    r.length = static_cast<std::size_t>(length);
+    r.first_line = static_cast<int>(line);
+    r.file_size = static_cast<std::uintmax_t>(file_size);
+    r.checksum = static_cast<std::uint64_t>(checksum);
+    r.compressed = compressed != 0;
+    r.must_match = true;
+    return r;
+  }
+  void add_to(Checksum& sum) const {
+    for (long long v : {offset, length, line, file_size, checksum, compressed})
+      sum.add(v);
+  }
+};
+
+// The objects of an index, as SQLite lists them: (type, name, table, statement).
+using SchemaObjects = std::set<std::tuple<std::string, std::string, std::string, std::string>>;
+
+SchemaObjects schema_objects(Sqlite& db) {
+  SchemaObjects objects;
+  Statement st(db, "SELECT type, name, tbl_name, sql FROM sqlite_master;");
+  while (st.step())
+    objects.emplace(st.text(0), st.text(1), st.text(2), st.text(3));
+  return objects;
+}
+
+// What an index made by this program holds: the tables of kSchema, each as it was written, and
+// the indexes SQLite makes for their keys. Anything else (a view or trigger that would run when
+// a table is read, an extra column, another table) marks a file this program did not make.
+const SchemaObjects& expected_schema() {
+  static const SchemaObjects expected = [] {
+    Sqlite mem(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    mem.exec(kSchema);
+    return schema_objects(mem);
+  }();
+  return expected;
+}
+
+// The first object by which two schemas differ, for messages: "view meta".
+std::string first_difference(const SchemaObjects& found, const SchemaObjects& expected) {
+  for (const auto& o : found)
+    if (!expected.count(o))
+      return "unexpected " + std::get<0>(o) + " " + std::get<1>(o);
+  for (const auto& o : expected)
+    if (!found.count(o))
+      return "no " + std::get<0>(o) + " " + std::get<1>(o);
+  return {};
+}
+
+// "file:" URI of a path, so that it can be opened with parameters: read-only, and immutable, so
+// that SQLite neither locks it nor looks for journal or log files beside it.
+std::string read_only_uri(const std::string& path) {
+  std::string uri = "file:";
+  for (unsigned char c : absolute_path(path)) {
+    if (c == '%' || c == '?' || c == '#' || c < 0x21 || c >= 0x7f) {
+      char buf[4];
+      std::snprintf(buf, sizeof buf, "%%%02X", c);
+      uri += buf;
+    } else {
+      uri += static_cast<char>(c);
+    }
+  }
+  return uri + "?mode=ro&immutable=1";
+}
+
+// The work SQLite may do reading an index, in steps of 1000 virtual-machine instructions: far
+// more than reading every row of a file of this size needs, far less than a crafted file could
+// ask for.
+struct WorkBudget {
+  long long steps_left;
+  static int spend(void* budget) { return --static_cast<WorkBudget*>(budget)->steps_left < 0; }
+};
+
+// A connection to an index that only reads: no triggers or views ever run, the schema is not
+// trusted to call functions, strings are bounded and the work is budgeted.
+void restrict_connection(Sqlite& db, WorkBudget& budget) {
+  sqlite3* h = db.get();
+  sqlite3_db_config(h, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(h, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_limit(h, SQLITE_LIMIT_LENGTH, 1 << 24);
+  sqlite3_limit(h, SQLITE_LIMIT_EXPR_DEPTH, 100);
+  sqlite3_limit(h, SQLITE_LIMIT_COMPOUND_SELECT, 4);
+  sqlite3_progress_handler(h, 1000, &WorkBudget::spend, &budget);
+}
+
+// One computed row of the index.
+struct Row {
+  bool readable = false;
+  std::string blob;
+  std::string problem;
+};
+
+Row compute_row(const CifDatabase& db, int i, CifFileReader& reader) {
+  Row row;
+  try {
+    THandle<CrystalMaker> crystal = db.entry(i)->crystal(reader);
+    row.blob = entry_screens(*crystal).to_blob();
+    row.readable = true;
+  } catch (const std::exception& e) {
+    row.problem = e.what();
+  }
+  return row;
+}
+
+// Computes the rows of the entries in chunks of whole runs (the blocks of one file, read in one
+// pass), each run a unit of the executor, and hands them out in database order. Only one chunk of
+// rows is held at a time.
+class RowProducer {
+public:
+  RowProducer(const CifDatabase& db, Executor& executor)
+      : db_(db), executor_(executor), runs_(run_starts(db)) {}
+  /// Row i; rows are taken in order, each once.
+  Row take(int i) {
+    if (i >= chunk_end_)
+      compute_chunk_from(i);
+    return std::move(rows_[static_cast<std::size_t>(i - chunk_begin_)]);
+  }
+
+private:
+  void compute_chunk_from(int first) {
+    // Enough runs to keep every worker busy, and not so many that the rows fill the memory.
+    const std::size_t wanted = static_cast<std::size_t>(64 * std::max(1, executor_.workers()));
+    auto run = std::lower_bound(runs_.begin(), runs_.end(), first);
+    std::vector<int> starts;
+    for (; run != runs_.end() && starts.size() < wanted; ++run) {
+      starts.push_back(*run);
+      if (db_.run_end(*run) - first >= 4 * static_cast<int>(wanted))
+        break;
+    }
+    chunk_begin_ = first;
+    chunk_end_ = db_.run_end(starts.back());
+    rows_.assign(static_cast<std::size_t>(chunk_end_ - chunk_begin_), Row());
+    executor_.run(static_cast<int>(starts.size()), [&](int unit, int) {
+      const int begin = starts[static_cast<std::size_t>(unit)];
+      CifFileReader reader(db_.locations()[static_cast<std::size_t>(begin)].file);
+      for (int i = begin; i < db_.run_end(begin); ++i)
+        rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader);
+    });
+  }
+  const CifDatabase& db_;
+  Executor& executor_;
+  std::vector<int> runs_;
+  std::vector<Row> rows_;
+  int chunk_begin_ = 0;
+  int chunk_end_ = 0;
+};
+
+void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& options,
+                 ScreenIndexSummary& summary) {
+  out.exec("PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;");
+  out.exec("PRAGMA application_id=" + std::to_string(kApplicationId) + ";");
+  out.exec("PRAGMA user_version=" + std::to_string(AserDatabase::schema_version) + ";");
+  out.exec("BEGIN;");
+  out.exec(kSchema);
+  Checksum sum;
+
+  const std::vector<std::string> sources = absolute_paths(db.sources());
+  {
+    Statement ins(out, "INSERT INTO sources(position, path) VALUES(?, ?);");
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+      ins.bind(1, static_cast<long long>(i));
+      ins.bind(2, sources[i]);
+      ins.run();
+      sum.add(sources[i]);
+    }
+  }
+  {
+    Statement ins(out, "INSERT INTO files(position, path, size, mtime) VALUES(?, ?, ?, ?);");
+    std::vector<FileStamp> files = current_files(sources);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      ins.bind(1, static_cast<long long>(i));
+      ins.bind(2, files[i].path);
+      ins.bind(3, files[i].size);
+      ins.bind(4, files[i].mtime);
+      ins.run();
+      sum.add(files[i].path);
+      sum.add(files[i].size);
+      sum.add(files[i].mtime);
+    }
+  }
+  {
+    Statement ins(out, "INSERT INTO listing_problems(position, message) VALUES(?, ?);");
+    std::vector<std::string> problems = db.problems();
+    for (std::size_t i = 0; i < problems.size(); ++i) {
+      ins.bind(1, static_cast<long long>(i));
+      ins.bind(2, problems[i]);
+      ins.run();
+      sum.add(problems[i]);
+      summary.problems.push_back(problems[i]);
+    }
+  }
+  {
+    Statement ins(out, "INSERT INTO entries(position, identifier, file, block, block_index, "
+                       "block_offset, block_length, block_line, file_size, block_checksum, "
+                       "compressed, readable, screens, problem) "
+                       "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+    const int n = db.nentries();
+    Executor on_this_thread;
+    RowProducer producer(db, options.executor ? *options.executor : on_this_thread);
+    for (int i = 0; i < n; ++i) {
+      Row row = producer.take(i);
+      const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
+      const std::string file = absolute_path(loc.file);
+      ins.bind(1, static_cast<long long>(i));
+      ins.bind(2, loc.id.str());
+      ins.bind(3, file);
+      ins.bind(4, loc.block_name);
+      ins.bind(5, static_cast<long long>(loc.block_index));
+      const StoredRange stored(loc.range);
+      int column = 6;
+      for (long long v : {stored.offset, stored.length, stored.line, stored.file_size,
+                          stored.checksum, stored.compressed})
+        ins.bind(column++, v);
+      ins.bind(12, row.readable ? 1LL : 0LL);
+      if (row.readable) {
+        ins.bind_blob(13, row.blob);
+        ins.bind_null(14);
+      } else {
+        ins.bind_null(13);
+        ins.bind(14, row.problem);
+        ++summary.unreadable;
+        summary.problems.push_back(row.problem);
+      }
+      ins.run();
+      sum.add(loc.id.str());
+      sum.add(file);
+      sum.add(loc.block_name);
+      sum.add(loc.block_index);
+      stored.add_to(sum);
+      sum.add(row.readable ? 1 : 0);
+      sum.add(row.readable ? row.blob : row.problem);
+      ++summary.entries;
+      if (options.progress) {
+        ScreenIndexProgress p;
+        p.done = i + 1;
+        p.total = n;
+        p.location = &loc;
+        p.readable = row.readable;
+        p.problem = row.problem;
+        options.progress(p);
+      }
+    }
+  }
+  {
+    Statement ins(out, "INSERT INTO meta(key, value) VALUES(?, ?);");
+    const std::vector<std::pair<std::string, std::string>> meta = {
+        {"format", kFormatName},
+        {"screen_version", std::to_string(AserDatabase::screen_version)},
+        {"entries", std::to_string(summary.entries)},
+        {"checksum", sum.hex()}};
+    for (const auto& [k, v] : meta) {
+      ins.bind(1, k);
+      ins.bind(2, v);
+      ins.run();
+    }
+  }
+  out.exec("COMMIT;");
+}
+
+} // namespace
+
+ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
+                                      const ScreenIndexOptions& options) {
+  ScreenIndexSummary summary;
+  // Built beside the file that will be replaced: a link's target, not the link.
+  const std::string temp = temporary_path_beside(output_target(index_path));
+  auto discard = [&temp] {
+    std::error_code ec;
+    fs::remove(temp, ec);
+  };
+  // A file of this name can only be left over from a crashed build of a process that had our
+  // process id; SQLite would otherwise add to it.
+  discard();
+  try {
+    Sqlite out(temp, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    write_index(out, database, options, summary);
+    if (out.close() != SQLITE_OK)
+      throw ScreenIndexError(index_path + ": cannot finish writing the screen index");
+  } catch (const Sqlite::SqliteFailure& e) {
+    discard();
+    throw ScreenIndexError(index_path + ": cannot write screen index: " + e.what());
+  } catch (const ScreenIndexError& e) {
+    discard();
+    // Messages about the temporary file name the file the caller asked for.
+    std::string msg = e.what();
+    if (msg.compare(0, temp.size(), temp) == 0)
+      msg = index_path + msg.substr(temp.size());
+    throw ScreenIndexError(msg);
+  } catch (...) {
+    discard();
+    throw;
+  }
+  std::string error;
+  if (!install_output(temp, index_path, &error))
+    throw ScreenIndexError(error);
+  return summary;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Opening an index
+
+struct AserDatabase::Contents {
+  std::string index_path;
+  std::vector<std::string> sources;
+  std::vector<CifEntryLocation> locations;
+  std::vector<Aser> asers;
+  std::vector<std::string> problems;
+};
+
+AserDatabase::Contents AserDatabase::read_index(const std::string& path,
+                                                const std::vector<std::string>* expected_sources) {
+  std::error_code ec;
+  if (!fs::exists(path, ec))
+    throw ScreenIndexError(path + ": screen index not found");
+  if (!fs::is_regular_file(path, ec))
+    throw ScreenIndexError(path + ": screen index is not a regular file");
+
+  Contents c;
+  c.index_path = path;
+  auto damaged = [&path](const std::string& why) {
+    return ScreenIndexError(path + ": screen index is damaged (" + why + "); rebuild it");
+  };
+  try {
+    Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
+    WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
+    restrict_connection(db, budget);
+    long long app_id = 0, version = 0;
+    {
+      Statement st(db, "PRAGMA application_id;");
+      if (st.step())
+        app_id = st.integer(0);
+    }
+    if (app_id != kApplicationId)
+      throw ScreenIndexError(path + ": not a screen index of this program");
+    {
+      Statement st(db, "PRAGMA user_version;");
+      if (st.step())
+        version = st.integer(0);
+    }
+    if (version != AserDatabase::schema_version)
+      throw StaleScreenIndexError(path + ": screen index has layout version " +
+                                  std::to_string(version) + ", this program reads version " +
+                                  std::to_string(AserDatabase::schema_version) + "; rebuild it");
+    // Checked before any table is read, since reading a table may run what the file defines.
+    const std::string unexpected = first_difference(schema_objects(db), expected_schema());
+    if (!unexpected.empty())
+      throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
+
+    std::map<std::string, std::string> meta;
+    {
+      Statement st(db, "SELECT key, value FROM meta;");
+      while (st.step())
+        meta[st.text(0)] = st.text(1);
+    }
+    if (meta["format"] != kFormatName)
+      throw ScreenIndexError(path + ": not a screen index of this program");
+    if (meta["screen_version"] != std::to_string(AserDatabase::screen_version))
+      throw StaleScreenIndexError(path +
+                                  ": screen index was made with screen definitions version " +
+                                  meta["screen_version"] + ", this program uses version " +
+                                  std::to_string(AserDatabase::screen_version) + "; rebuild it");
+
+    Checksum sum;
+    {
+      Statement st(db, "SELECT path FROM sources ORDER BY position;");
+      while (st.step()) {
+        c.sources.push_back(st.text(0));
+        sum.add(c.sources.back());
+      }
+    }
+    std::vector<FileStamp> recorded;
+    {
+      Statement st(db, "SELECT path, size, mtime FROM files ORDER BY position;");
+      while (st.step()) {
+        recorded.push_back({st.text(0), st.integer(1), st.integer(2)});
+        sum.add(recorded.back().path);
+        sum.add(recorded.back().size);
+        sum.add(recorded.back().mtime);
+      }
+    }
+    {
+      Statement st(db, "SELECT message FROM listing_problems ORDER BY position;");
+      while (st.step()) {
+        c.problems.push_back(st.text(0));
+        sum.add(c.problems.back());
+      }
+    }
+    int rows = 0;
+    {
+      Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
+                       "block_length, block_line, file_size, block_checksum, compressed, "
+                       "readable, screens, problem FROM entries ORDER BY position;");
+      std::set<std::string> identifiers;
+      while (st.step()) {
+        ++rows;
+        const long long block_index = st.integer(3);
+        const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
+                                 st.integer(8), st.integer(9));
+        // Each block is read from its recorded place, and must still be the text it was there.
+        CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
+                             static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
+                             stored.range()};
+        const bool readable = st.integer(10) != 0;
+        std::string payload = readable ? st.blob(11) : st.text(12);
+        sum.add(loc.id.str());
+        sum.add(loc.file);
+        sum.add(loc.block_name);
+        sum.add(block_index);
+        stored.add_to(sum);
+        sum.add(readable ? 1 : 0);
+        if (!identifiers.insert(loc.id.str()).second)
+          throw damaged("entry " + loc.id.str() + " is listed twice");
+        sum.add(payload);
+        if (readable) {
+          try {
+            c.asers.push_back(Aser::from_blob(payload));
+          } catch (const std::invalid_argument& e) {
+            throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
+          }
+          c.locations.push_back(std::move(loc));
+        } else {
+          c.problems.push_back(payload + " (entry " + loc.id.str() +
+                               " left out when the screen index was built)");
+        }
+      }
+    }
+    if (meta["entries"] != std::to_string(rows))
+      throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
+    if (meta["checksum"] != sum.hex())
+      throw damaged("checksum mismatch");
+
+    if (expected_sources && absolute_paths(*expected_sources) != c.sources)
+      throw StaleScreenIndexError(path + ": screen index was built from other sources than those "
+                                         "given; rebuild it");
+    // An index that no longer describes its files could screen out an entry that now holds the
+    // motif, so any change of the files refuses it.
+    std::vector<FileStamp> now = current_files(c.sources);
+    for (std::size_t i = 0; i < std::max(now.size(), recorded.size()); ++i) {
+      if (i < now.size() && i < recorded.size() && now[i] == recorded[i])
+        continue;
+      std::string file = i < recorded.size() ? recorded[i].path : now[i].path;
+      if (i < now.size() && i < recorded.size() && now[i].path != recorded[i].path)
+        file = recorded[i].path + " / " + now[i].path;
+      throw StaleScreenIndexError(
+          path + ": screen index is out of date: " + file +
+          " changed, appeared or disappeared since it was built; rebuild it");
+    }
+  } catch (const Sqlite::SqliteFailure& e) {
+    int primary = e.rc & 0xff;
+    if (primary == SQLITE_NOTADB)
+      throw ScreenIndexError(path + ": not a screen index (not an SQLite database)");
+    if (primary == SQLITE_CORRUPT)
+      throw damaged(e.what());
+    if (primary == SQLITE_INTERRUPT)
+      throw damaged("reading it asks for more work than a file of its size can need");
+    if (primary == SQLITE_ERROR)
+      throw ScreenIndexError(path + ": not a screen index of this program (" + e.what() + ")");
+    throw ScreenIndexError(path + ": cannot read screen index: " + e.what());
+  }
+  return c;
+}
+
+AserDatabase::AserDatabase(Contents contents)
+    : CifDatabase(std::move(contents.sources), std::move(contents.locations),
+                  std::move(contents.problems)),
+      index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)) {}
+
+AserDatabase::AserDatabase(const std::string& index_path)
+    : AserDatabase(read_index(index_path, nullptr)) {}
+
+AserDatabase::AserDatabase(const std::vector<std::string>& sources, const std::string& index_path)
+    : AserDatabase(read_index(index_path, &sources)) {}
+
+THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
+  int i = index_of(id);
+  if (i < 0)
+    throw std::out_of_range("screen index " + index_path_ + " has no entry " + id.str());
+  return make_handle<Aser>(asers_[static_cast<std::size_t>(i)]);
+}
+
+} // namespace xtalmotif

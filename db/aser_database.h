@@ -1,0 +1,169 @@
+#ifndef XTALMOTIF_DB_ASER_DATABASE_H
+#define XTALMOTIF_DB_ASER_DATABASE_H
+
+#include "core/executor.h"
+#include "db/aser_bit_screens.h"
+#include "crystal/crystal_maker.h"
+#include "db/database.h"
+#include "core/handle.h"
+
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace xtalmotif {
+
+/// The screen record of one database entry: which screen bits its structure sets. A bit that
+/// was never set reads as false.
+class Aser {
+public:
+  /// The highest bit a record can hold.
+  static constexpr int max_bit = 1023;
+
+  /// A record with no bit set.
+  Aser() = default;
+  /// The bits that the pattern sets to true (bits required false are left unset).
+  explicit Aser(const AserBitScreens& screens);
+
+  /// Whether bit `n` is set; false for any bit never set, negative ones included.
+  bool bit(int n) const;
+  /// Sets or clears bit `n`; std::out_of_range for a bit outside 0 to max_bit.
+  void set_bit(int n, bool value = true);
+  /// The set bits in ascending order.
+  std::vector<int> set_bits() const;
+  /// Whether every (bit, value) pair of the pattern agrees with this record; an empty pattern
+  /// always does.
+  bool satisfies(const AserBitScreens& pattern) const;
+
+  /// Compact bytes: byte k holds bits 8k to 8k+7, lowest bit first, trailing zero bytes dropped.
+  std::string to_blob() const;
+  /// The record of bytes written by to_blob(); std::invalid_argument when they are too many to
+  /// be a record.
+  static Aser from_blob(const std::string& bytes);
+
+  /// The set bits, ascending, separated by spaces.
+  void print(std::ostream& os) const;
+
+  friend bool operator==(const Aser& a, const Aser& b) { return a.bytes_ == b.bytes_; }
+  friend bool operator!=(const Aser& a, const Aser& b) { return a.bytes_ != b.bytes_; }
+
+private:
+  void trim();
+  std::vector<std::uint8_t> bytes_;
+};
+
+/// Writes the record as print() does.
+std::ostream& operator<<(std::ostream& os, const Aser& a);
+
+/// The screens of a database entry, computed from its structure with the same AserBitScreens
+/// operations that build a query's pattern, so a pattern bit can only be required when the
+/// entry could set it:
+/// - 1 to 31: the classes of every element present, hydrogen included when atoms carry implied
+///   hydrogens;
+/// - 257 to 266: the largest number of halogens, metals, nitrogens and oxygens in any one
+///   molecule, every threshold reached being set (four oxygens set 264, 265 and 266), so that
+///   a query's count bit means "at least";
+/// - 267 to 305: the simple-connection bits of every bond, and of the X–H bond of every implied
+///   hydrogen;
+/// - structure quality: 153 3D coordinates, 35 R factor at most 0.05, 32 no disorder, 559 errors
+///   met while building, 54 polymeric, 57 a metal present, 21 a transition metal present.
+Aser entry_screens(const CrystalMaker& crystal);
+
+/// A screen index that cannot be opened, read or written; the message names the file.
+class ScreenIndexError : public std::runtime_error {
+public:
+  explicit ScreenIndexError(const std::string& message) : std::runtime_error(message) {}
+};
+
+/// A screen index that is sound but no longer fits: its CIF files changed since it was built, it
+/// was built from other sources than those given, or by a program with another index layout or
+/// other screen definitions. Rebuilding it cures the problem; the message names the file.
+class StaleScreenIndexError : public ScreenIndexError {
+public:
+  explicit StaleScreenIndexError(const std::string& message) : ScreenIndexError(message) {}
+};
+
+/// What build_screen_index has done so far: called once per entry, in database order, on the
+/// calling thread.
+struct ScreenIndexProgress {
+  int done = 0;                               ///< entries finished, this one included
+  int total = 0;                              ///< entries in the database
+  const CifEntryLocation* location = nullptr; ///< the entry just finished
+  bool readable = true;                       ///< whether its structure could be built
+  std::string problem;                        ///< why not, naming file and block
+};
+
+/// Settings of build_screen_index.
+struct ScreenIndexOptions {
+  /// Where the structures are read and screened, in runs of the blocks of one file: the calling
+  /// thread when null, else the caller's executor (its threads). Rows are written in database
+  /// order either way, and progress is reported on the calling thread.
+  Executor* executor = nullptr;
+  /// Called after each entry; may be empty. An exception it throws abandons the build, and no
+  /// index file is left behind.
+  std::function<void(const ScreenIndexProgress&)> progress;
+};
+
+/// The outcome of build_screen_index.
+struct ScreenIndexSummary {
+  int entries = 0;                   ///< rows written, unreadable entries included
+  int unreadable = 0;                ///< entries whose structure could not be built
+  std::vector<std::string> problems; ///< listing problems, then one message per unreadable entry
+};
+
+/// Computes every entry's screens once, from its structure, and writes the screen index to
+/// `index_path`: one row per entry with its identifier, file, block, the block's place and digest,
+/// and screen bits, an entry that cannot be read being kept as an unreadable row with the reason.
+/// The index also records the database's sources and each file's size and modification time, so
+/// that an index that no longer describes its files is refused when it is opened. The file is
+/// written completely or not at all (built under a temporary name beside it, then put in place as
+/// install_output does: renamed over a regular file, copied into a device). Throws
+/// ScreenIndexError when it cannot be written.
+ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::string& index_path,
+                                      const ScreenIndexOptions& options = {});
+
+/// A CIF database with a screen index: the entries and their screen records as stored in the
+/// index, the structures read from the CIF files on demand.
+///
+/// Entries that were unreadable when the index was built are left out of the database and
+/// listed in problems(), as are the problems met while listing the sources. The whole index is
+/// read when the database is opened; the object is immutable afterwards.
+class AserDatabase : public CifDatabase {
+public:
+  /// Opens an index and the sources it records. Throws ScreenIndexError, naming the file, when
+  /// the index is missing, is not a screen index or is damaged; StaleScreenIndexError when it was
+  /// written by a program with another index layout or other screen definitions, or no longer
+  /// matches the CIF files (a file changed, appeared or disappeared since it was built).
+  explicit AserDatabase(const std::string& index_path);
+  /// The same, and the index must have been built from exactly these sources (else
+  /// StaleScreenIndexError).
+  AserDatabase(const std::vector<std::string>& sources, const std::string& index_path);
+
+  /// The stored screen record of an entry: a new record each call. std::out_of_range naming the
+  /// identifier when the database has no such entry.
+  THandle<Aser> aser(const DatabaseEntryIdentifier& id) const;
+  /// The index file.
+  const std::string& index_path() const { return index_path_; }
+
+  /// Layout version of the index tables this program reads and writes.
+  static constexpr int schema_version = 2;
+  /// Version of the screen definitions (bit meanings and entry-side rules); indexes made under
+  /// another version are refused, because their bits could disagree with a query's pattern.
+  static constexpr int screen_version = 1;
+
+private:
+  struct Contents;
+  explicit AserDatabase(Contents contents);
+  static Contents read_index(const std::string& path,
+                             const std::vector<std::string>* expected_sources);
+
+  std::string index_path_;
+  std::vector<Aser> asers_; // parallel to locations()
+};
+
+} // namespace xtalmotif
+
+#endif

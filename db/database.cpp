@@ -1,0 +1,401 @@
+#include "db/database.h"
+
+#include "crystal/cif_reader.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <map>
+#include <new>
+#include <ostream>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace xtalmotif {
+
+void DatabaseEntryIdentifier::print(std::ostream& os) const { os << text_; }
+
+std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id) {
+  return os << id.str();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Entries
+
+CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
+                                                             std::string file,
+                                                             std::string block_name,
+                                                             int block_index,
+                                                             CifBlockRange range)
+    : id_(std::move(id)), file_(std::move(file)), block_(std::move(block_name)),
+      block_index_(block_index), range_(range) {}
+
+CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(
+    DatabaseEntryIdentifier id, std::shared_ptr<const std::string> text, const CifBlockInfo& block)
+    : id_(std::move(id)), file_(block.file), block_(block.block_name), block_index_(block.index),
+      range_(block.range), text_(std::move(text)) {
+  if (!text_)
+    throw std::invalid_argument("CrystalStructureDatabaseEntry: entry " + id_.str() +
+                                " has no text");
+}
+
+CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id,
+                                                             THandle<CrystalMaker> crystal)
+    : id_(std::move(id)), held_(std::move(crystal)) {
+  if (!held_)
+    throw std::invalid_argument("CrystalStructureDatabaseEntry: entry " + id_.str() +
+                                " has no structure");
+}
+
+THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
+  if (held_ || text_)
+    return crystal_from(nullptr);
+  CifFileReader reader(file_);
+  return crystal_from(&reader);
+}
+
+THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal(CifFileReader& reader) const {
+  if (held_ || text_ || reader.path() != file_)
+    return crystal();
+  return crystal_from(&reader);
+}
+
+THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal_from(CifFileReader* reader) const {
+  if (held_)
+    return copy_crystal(*held_);
+  try {
+    if (text_) {
+      CifBlockInfo block;
+      block.file = file_;
+      block.block_name = block_;
+      block.index = block_index_;
+      block.range = range_;
+      return read_crystal_from_string(*text_, block);
+    }
+    return reader->read(block_, block_index_, range_);
+  } catch (const CifError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& e) {
+    // Whatever fails inside the reader is still a problem of this one block: say which.
+    throw CifError(file_ + ": block " + block_ + ": " + e.what());
+  }
+}
+
+THandle<CrystalMaker> copy_crystal(const CrystalMaker& c) {
+  auto copy = make_handle<CrystalMaker>();
+  copy->set_cell(c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma());
+  copy->set_symmetry_operators(c.listed_operators());
+  copy->set_symmetry_source(c.symmetry_source(), c.symmetry_replaced());
+  copy->set_space_group_name(c.space_group_name());
+  for (int i = 0; i < c.nmolecules(); ++i) {
+    THandle<Molecule> m = c.molecule(i);
+    if (dynamic_cast<const Molecule3d*>(m.get()))
+      copy->add_molecule(THandle<Molecule>(make_handle<Molecule3d>(*m)));
+    else
+      copy->add_molecule(make_handle<Molecule>(*m));
+  }
+  copy->set_polymeric(c.is_polymeric());
+  copy->set_disorder(c.has_disorder());
+  for (const auto& e : c.errors())
+    copy->add_error(e);
+  for (const auto& w : c.warnings())
+    if (std::find(c.notices().begin(), c.notices().end(), w) == c.notices().end())
+      copy->add_warning(w);
+  for (const auto& n : c.notices())
+    copy->add_notice(n);
+  copy->set_r_factor(c.r_factor());
+  copy->set_has_hydrogen_sites(c.has_hydrogen_sites());
+  return copy;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CIF database
+
+namespace {
+
+std::string lower(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(),
+                 [](unsigned char ch) { return static_cast<char>(std::tolower(ch)); });
+  return s;
+}
+
+bool ends_with(const std::string& s, const std::string& suffix) {
+  return s.size() >= suffix.size() &&
+         s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+bool is_cif_name(const fs::path& p) {
+  std::string name = lower(p.filename().string());
+  return ends_with(name, ".cif") || ends_with(name, ".cif.gz");
+}
+
+// The file name without ".gz" and ".cif" (either case): the name a reader gives the entry.
+std::string file_stem(const std::string& file) {
+  std::string name = fs::path(file).filename().string();
+  if (ends_with(lower(name), ".gz"))
+    name.resize(name.size() - 3);
+  if (ends_with(lower(name), ".cif"))
+    name.resize(name.size() - 4);
+  return name;
+}
+
+// Identity of a file for spotting repeats among the sources.
+std::string file_key(const fs::path& p) {
+  std::error_code ec;
+  fs::path c = fs::weakly_canonical(p, ec);
+  if (ec)
+    c = fs::absolute(p, ec).lexically_normal();
+  return c.string();
+}
+
+std::string out_of_range_text(int i) {
+  return "IndexedTable::at Illegal index: " + std::to_string(i);
+}
+
+// Gives every listed block its identifier: the block name where no other block of the database
+// shares it; else the file's stem and the block name, "stem/block", so that the block name
+// stays in sight; else (one file holding two blocks of one name, or two files of one name in
+// different folders) that with "#n" added, n counting the entries that still share it in
+// database order. A block keeps its name in every search in which it is the only one of that
+// name, whether its file is searched alone, in a folder or through an index.
+void assign_identifiers(std::vector<CifEntryLocation>& locations) {
+  // An identifier is printed on lines of its own: a control character from a file name (a
+  // newline, a tab) would break the line, and is written as '_'.
+  auto printable = [](std::string s) {
+    for (char& c : s)
+      if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+        c = '_';
+    return s;
+  };
+  std::map<std::string, int> name_count;
+  for (const auto& loc : locations)
+    ++name_count[loc.block_name];
+  std::vector<std::string> ids(locations.size());
+  std::map<std::string, int> id_count;
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    const std::string& name = locations[i].block_name;
+    ids[i] = printable(!name.empty() && name_count[name] == 1
+                           ? name
+                           : file_stem(locations[i].file) + "/" + name);
+    ++id_count[ids[i]];
+  }
+  std::map<std::string, int> seen;
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    std::string id = ids[i];
+    if (id_count[id] > 1)
+      id += "#" + std::to_string(++seen[id]);
+    locations[i].id = DatabaseEntryIdentifier(id);
+  }
+}
+
+} // namespace
+
+bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name(path); }
+
+std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
+                                                        std::vector<std::string>& problems) {
+  std::vector<std::string> files;
+  std::set<std::string> seen;
+  auto add = [&](const fs::path& p) {
+    if (seen.insert(file_key(p)).second)
+      files.push_back(p.string());
+  };
+  for (const auto& source : sources) {
+    fs::path p(source);
+    std::error_code ec;
+    fs::file_status st = fs::status(p, ec);
+    if (ec || !fs::exists(st)) {
+      problems.push_back(source + ": no such file or directory");
+      continue;
+    }
+    if (fs::is_directory(st)) {
+      std::vector<fs::path> found;
+      fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
+      fs::recursive_directory_iterator end;
+      for (; !ec && it != end; it.increment(ec)) {
+        std::error_code fec;
+        if (it->is_regular_file(fec) && is_cif_name(it->path()))
+          found.push_back(it->path());
+      }
+      if (ec)
+        problems.push_back(source + ": cannot search the directory: " + ec.message());
+      std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
+        return a.generic_string() < b.generic_string();
+      });
+      for (const auto& f : found)
+        add(f);
+    } else if (fs::is_regular_file(st)) {
+      add(p);
+    } else {
+      problems.push_back(source + ": not a regular file or directory");
+    }
+  }
+  return files;
+}
+
+CifDatabase::CifDatabase(std::vector<std::string> sources) : sources_(std::move(sources)) {
+  for (const auto& file : list_source_files(sources_, problems_)) {
+    std::vector<CifBlockInfo> blocks;
+    try {
+      blocks = list_cif_blocks(file);
+    } catch (const CifError& e) {
+      problems_.push_back(e.what());
+      continue;
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& e) {
+      problems_.push_back(file + ": " + e.what());
+      continue;
+    }
+    // Blocks without atom sites (the data_global block of a multi-block file, a block of
+    // publication data) are not structures and are no entries; a file of nothing else is worth
+    // a word, since its structures will never be searched.
+    bool any = false;
+    for (const auto& b : blocks) {
+      if (!b.has_atom_sites)
+        continue;
+      locations_.push_back({DatabaseEntryIdentifier(), file, b.block_name, b.index, b.range});
+      any = true;
+    }
+    if (!any)
+      problems_.push_back(file + ": no data block with atom sites");
+  }
+  assign_identifiers(locations_);
+  index_identifiers();
+}
+
+CifDatabase::CifDatabase(std::vector<std::string> sources, std::vector<CifEntryLocation> locations,
+                         std::vector<std::string> problems)
+    : sources_(std::move(sources)), locations_(std::move(locations)),
+      problems_(std::move(problems)) {
+  index_identifiers();
+}
+
+void CifDatabase::index_identifiers() {
+  by_id_.clear();
+  by_id_.reserve(locations_.size());
+  for (std::size_t i = 0; i < locations_.size(); ++i)
+    if (!by_id_.emplace(locations_[i].id.str(), static_cast<int>(i)).second)
+      throw std::invalid_argument("CifDatabase: identifier " + locations_[i].id.str() +
+                                  " is used by more than one entry");
+  // Runs of consecutive blocks of one gzipped file, read through one reader in a single pass.
+  const int n = nentries();
+  run_end_.assign(locations_.size(), 0);
+  for (int i = n - 1; i >= 0; --i) {
+    const CifEntryLocation& loc = locations_[static_cast<std::size_t>(i)];
+    const bool continued = i + 1 < n && loc.range.compressed &&
+                           locations_[static_cast<std::size_t>(i) + 1].file == loc.file;
+    run_end_[static_cast<std::size_t>(i)] =
+        continued ? run_end_[static_cast<std::size_t>(i) + 1] : i + 1;
+  }
+}
+
+int CifDatabase::run_end(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  return run_end_[static_cast<std::size_t>(i)];
+}
+
+THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  const auto& loc = locations_[static_cast<std::size_t>(i)];
+  return make_handle<CrystalStructureDatabaseEntry>(loc.id, loc.file, loc.block_name,
+                                                    loc.block_index, loc.range);
+}
+
+THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(const DatabaseEntryIdentifier& id) const {
+  int i = index_of(id);
+  if (i < 0)
+    throw std::out_of_range("database has no entry " + id.str());
+  return entry(i);
+}
+
+bool CifDatabase::contains(const DatabaseEntryIdentifier& id) const { return index_of(id) >= 0; }
+
+int CifDatabase::index_of(const DatabaseEntryIdentifier& id) const {
+  auto it = by_id_.find(id.str());
+  return it == by_id_.end() ? -1 : it->second;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CIF text in memory
+
+CifTextDatabase::CifTextDatabase(std::string text, const std::string& source_name)
+    : text_(std::make_shared<const std::string>(std::move(text))) {
+  std::vector<CifBlockInfo> blocks;
+  try {
+    blocks = list_cif_blocks_in_string(*text_, source_name);
+  } catch (const CifError& e) {
+    problems_.push_back(e.what());
+    return;
+  }
+  std::vector<CifEntryLocation> locations;
+  for (auto& b : blocks)
+    if (b.has_atom_sites) {
+      locations.push_back({DatabaseEntryIdentifier(), b.file, b.block_name, b.index, b.range});
+      blocks_.push_back(std::move(b));
+    }
+  if (blocks_.empty())
+    problems_.push_back(source_name + ": no data block with atom sites");
+  assign_identifiers(locations);
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    ids_.push_back(locations[i].id);
+    by_id_.emplace(locations[i].id.str(), static_cast<int>(i));
+  }
+}
+
+THandle<CrystalStructureDatabaseEntry> CifTextDatabase::entry(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  const auto k = static_cast<std::size_t>(i);
+  return make_handle<CrystalStructureDatabaseEntry>(ids_[k], text_, blocks_[k]);
+}
+
+THandle<CrystalStructureDatabaseEntry>
+CifTextDatabase::entry(const DatabaseEntryIdentifier& id) const {
+  auto it = by_id_.find(id.str());
+  if (it == by_id_.end())
+    throw std::out_of_range("database has no entry " + id.str());
+  return entry(it->second);
+}
+
+bool CifTextDatabase::contains(const DatabaseEntryIdentifier& id) const {
+  return by_id_.count(id.str()) > 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// In-memory database
+
+void MemoryDatabase::add(const DatabaseEntryIdentifier& id, THandle<CrystalMaker> crystal) {
+  if (by_id_.count(id.str()))
+    throw std::invalid_argument("MemoryDatabase: identifier " + id.str() + " is already taken");
+  auto e = make_handle<CrystalStructureDatabaseEntry>(id, std::move(crystal));
+  by_id_.emplace(id.str(), nentries());
+  entries_.push_back(e);
+}
+
+THandle<CrystalStructureDatabaseEntry> MemoryDatabase::entry(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  return entries_[static_cast<std::size_t>(i)];
+}
+
+THandle<CrystalStructureDatabaseEntry>
+MemoryDatabase::entry(const DatabaseEntryIdentifier& id) const {
+  auto it = by_id_.find(id.str());
+  if (it == by_id_.end())
+    throw std::out_of_range("database has no entry " + id.str());
+  return entries_[static_cast<std::size_t>(it->second)];
+}
+
+bool MemoryDatabase::contains(const DatabaseEntryIdentifier& id) const {
+  return by_id_.count(id.str()) > 0;
+}
+
+} // namespace xtalmotif
