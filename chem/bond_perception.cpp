@@ -292,6 +292,11 @@ private:
   void setup_atoms();
   void derive_hydrogens_from_geometry();
   void derive_hydrogens(int a);
+  int carbon_hydrogens(int a, int deg);
+  int nitrogen_hydrogens(int a, int deg);
+  int oxygen_hydrogens(int a, int deg);
+  double planar_sum(int a) const;
+  double min_ratio(int a) const;
   void fill_missing_water_hydrogens();
   void settle_hypervalent_centres();
   void settle_metal_carbonyls();
@@ -438,6 +443,134 @@ void Perceiver::setup_atoms() {
   }
 }
 
+// The sum of the angles at `a` between its partners for the geometry (geo_), in degrees: 360
+// for a planar sp2 centre, 180 for a linear sp one.
+double Perceiver::planar_sum(int a) const {
+  double sum = 0;
+  for (std::size_t i = 0; i < geo_.size(); ++i)
+    for (std::size_t j = i + 1; j < geo_.size(); ++j)
+      sum += angle(position(geo_[i]), position(a), position(geo_[j]));
+  return sum / kDegree;
+}
+
+// The shortest of a's bonds to non-metals, as a fraction of its single-bond length.
+double Perceiver::min_ratio(int a) const {
+  double r = 10;
+  for (int o : st_[a].partners)
+    r = std::min(r, ratio(a, o));
+  return r;
+}
+
+// Hydrogens of a carbon: none on a planar sp2 or linear sp centre; else by angles and the
+// shortest bond.
+int Perceiver::carbon_hydrogens(int a, int deg) {
+  AtomState& s = st_[a];
+  int h = 0;
+  if (deg >= 4) {
+    h = 0;
+  } else if (deg == 3) {
+    h = planar_sum(a) > 345.0 ? 0 : 1;
+  } else if (deg == 2) {
+    double ang = planar_sum(a);
+    if (ang > 165.0)
+      h = 0;
+    else if (min_ratio(a) < 0.95 || ang > 118.5)
+      h = 1;
+    else
+      h = 2;
+  } else if (deg == 1 && s.partners.empty()) {
+    h = 3; // methyl on a metal
+  } else if (deg == 1) {
+    int o = s.partners[0];
+    double r = ratio(a, o);
+    if (is_code(element(o), Element::Oxygen) && s.metal_neighbours > 0 &&
+        bond_length(a, o) < 1.20)
+      h = 0; // carbonyl ligand
+    else if (r < 0.83)
+      h = is_code(element(o), Element::Carbon) ? 1 : 0;
+    else if (r < 0.93)
+      h = 2;
+    else
+      h = 3;
+  } else {
+    h = s.metal_neighbours > 0 ? 3 : 4;
+  }
+  return h;
+}
+
+// Hydrogens of a nitrogen; an sp2 N with angles or bonds between amine and imine is flexible.
+int Perceiver::nitrogen_hydrogens(int a, int deg) {
+  AtomState& s = st_[a];
+  int h = 0;
+  if (deg >= 3) {
+    h = 0;
+  } else if (deg == 2) {
+    double ang = planar_sum(a);
+    if (ang > 160.0)
+      h = 0;
+    else if (min_ratio(a) >= 0.97)
+      h = 1;
+    else {
+      h = 0;
+      s.flexible = true;
+    }
+  } else if (deg == 1) {
+    double r = ratio(a, s.partners[0]);
+    if (r < 0.83)
+      h = 0;
+    else if (r >= 0.96)
+      h = 2;
+    else {
+      h = 1;
+      s.flexible = true;
+    }
+  } else {
+    h = s.metal_neighbours > 0 ? 3 : 4;
+  }
+  return h;
+}
+
+// Hydrogens of an oxygen: a hydroxyl by the length of its one bond to C, N, S, Se or P.
+int Perceiver::oxygen_hydrogens(int a, int deg) {
+  AtomState& s = st_[a];
+  int h = 0;
+  if (deg >= 2) {
+    h = 0;
+  } else if (deg == 1) {
+    int o = s.partners[0];
+    double d = bond_length(a, o);
+    const Element& x = element(o);
+    if (x.is_carbon()) {
+      if (d < 1.28)
+        h = 0;
+      else if (d <= 1.38) {
+        h = 0;
+        s.flexible = true;
+      } else
+        h = 1;
+    } else if (is_code(x, Element::Nitrogen)) {
+      if (d < 1.30)
+        h = 0;
+      else if (d <= 1.37) {
+        h = 0;
+        s.flexible = true;
+      } else
+        h = 1;
+    } else if (is_code(x, Element::Sulfur) || is_z(x, kSelenium)) {
+      h = d < 1.50 ? 0 : 1;
+    } else if (is_pnictogen_below_nitrogen(x)) {
+      h = d < 1.53 ? 0 : 1;
+    } else if (x.is_halogen()) {
+      h = 0;
+    } else {
+      h = 1;
+    }
+  } else {
+    h = s.metal_neighbours >= 2 ? 0 : 2;
+  }
+  return h;
+}
+
 // Hydrogen counts of a structure refined without hydrogen sites, from the hybridisation that
 // bond lengths and angles show. Where the geometry cannot tell (an sp2 ring nitrogen may be
 // pyridine-like or pyrrole-like, a 1.33 A C-O may be an enol or a carbonyl) the atom is left
@@ -457,111 +590,13 @@ void Perceiver::derive_hydrogens(int a) {
         geo.push_back(m);
         break;
       }
-  auto planar_sum = [&]() {
-    double sum = 0;
-    for (std::size_t i = 0; i < geo.size(); ++i)
-      for (std::size_t j = i + 1; j < geo.size(); ++j)
-        sum += angle(position(geo[i]), position(a), position(geo[j]));
-    return sum / kDegree;
-  };
-  auto min_ratio = [&]() {
-    double r = 10;
-    for (int o : s.partners)
-      r = std::min(r, ratio(a, o));
-    return r;
-  };
   int h = 0;
   if (e.is_carbon()) {
-    if (deg >= 4) {
-      h = 0;
-    } else if (deg == 3) {
-      h = planar_sum() > 345.0 ? 0 : 1;
-    } else if (deg == 2) {
-      double ang = planar_sum();
-      if (ang > 165.0)
-        h = 0;
-      else if (min_ratio() < 0.95 || ang > 118.5)
-        h = 1;
-      else
-        h = 2;
-    } else if (deg == 1 && s.partners.empty()) {
-      h = 3; // methyl on a metal
-    } else if (deg == 1) {
-      int o = s.partners[0];
-      double r = ratio(a, o);
-      if (is_code(element(o), Element::Oxygen) && s.metal_neighbours > 0 &&
-          bond_length(a, o) < 1.20)
-        h = 0; // carbonyl ligand
-      else if (r < 0.83)
-        h = is_code(element(o), Element::Carbon) ? 1 : 0;
-      else if (r < 0.93)
-        h = 2;
-      else
-        h = 3;
-    } else {
-      h = s.metal_neighbours > 0 ? 3 : 4;
-    }
+    h = carbon_hydrogens(a, deg);
   } else if (is_code(e, Element::Nitrogen)) {
-    if (deg >= 3) {
-      h = 0;
-    } else if (deg == 2) {
-      double ang = planar_sum();
-      if (ang > 160.0)
-        h = 0;
-      else if (min_ratio() >= 0.97)
-        h = 1;
-      else {
-        h = 0;
-        s.flexible = true;
-      }
-    } else if (deg == 1) {
-      double r = ratio(a, s.partners[0]);
-      if (r < 0.83)
-        h = 0;
-      else if (r >= 0.96)
-        h = 2;
-      else {
-        h = 1;
-        s.flexible = true;
-      }
-    } else {
-      h = s.metal_neighbours > 0 ? 3 : 4;
-    }
+    h = nitrogen_hydrogens(a, deg);
   } else if (is_code(e, Element::Oxygen)) {
-    if (deg >= 2) {
-      h = 0;
-    } else if (deg == 1) {
-      int o = s.partners[0];
-      double d = bond_length(a, o);
-      const Element& x = element(o);
-      if (x.is_carbon()) {
-        if (d < 1.28)
-          h = 0;
-        else if (d <= 1.38) {
-          h = 0;
-          s.flexible = true;
-        } else
-          h = 1;
-      } else if (is_code(x, Element::Nitrogen)) {
-        if (d < 1.30)
-          h = 0;
-        else if (d <= 1.37) {
-          h = 0;
-          s.flexible = true;
-        } else
-          h = 1;
-      } else if (is_code(x, Element::Sulfur) || is_z(x, kSelenium)) {
-        h = d < 1.50 ? 0 : 1;
-      } else if (is_pnictogen_below_nitrogen(x)) {
-        h = d < 1.53 ? 0 : 1;
-      } else if (x.is_halogen()) {
-        h = 0;
-      } else {
-        h = 1;
-      }
-    } else {
-      h = s.metal_neighbours >= 2 ? 0 : 2;
-    }
+    h = oxygen_hydrogens(a, deg);
   } else if (is_code(e, Element::Sulfur) || is_z(e, kSelenium)) {
     if (deg == 1) {
       int o = s.partners[0];

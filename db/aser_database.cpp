@@ -694,6 +694,116 @@ struct AserDatabase::Contents {
   std::vector<std::string> problems;
 };
 
+namespace {
+
+// The identity of the file (application id, layout version, schema, format and screen
+// version): anything else is refused before a row is read. Returns the meta table.
+std::map<std::string, std::string> read_header(Sqlite& db, const std::string& path) {
+  long long app_id = 0, version = 0;
+  {
+    Statement st(db, "PRAGMA application_id;");
+    if (st.step())
+      app_id = st.integer(0);
+  }
+  if (app_id != kApplicationId)
+    throw ScreenIndexError(path + ": not a screen index of this program");
+  {
+    Statement st(db, "PRAGMA user_version;");
+    if (st.step())
+      version = st.integer(0);
+  }
+  if (version != AserDatabase::schema_version)
+    throw StaleScreenIndexError(path + ": screen index has layout version " +
+                                std::to_string(version) + ", this program reads version " +
+                                std::to_string(AserDatabase::schema_version) + "; rebuild it");
+  // Checked before any table is read, since reading a table may run what the file defines.
+  const std::string unexpected = first_difference(schema_objects(db), expected_schema());
+  if (!unexpected.empty())
+    throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
+
+  std::map<std::string, std::string> meta;
+  {
+    Statement st(db, "SELECT key, value FROM meta;");
+    while (st.step())
+      meta[st.text(0)] = st.text(1);
+  }
+  if (meta["format"] != kFormatName)
+    throw ScreenIndexError(path + ": not a screen index of this program");
+  if (meta["screen_version"] != std::to_string(AserDatabase::screen_version))
+    throw StaleScreenIndexError(path +
+                                ": screen index was made with screen definitions version " +
+                                meta["screen_version"] + ", this program uses version " +
+                                std::to_string(AserDatabase::screen_version) + "; rebuild it");
+  return meta;
+}
+
+// The entry rows, in order, each added to the checksum: the readable ones as locations and
+// screens, the others as problems. Returns the number of rows.
+int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locations,
+                 std::vector<Aser>& asers, std::vector<std::string>& problems,
+                 const std::function<ScreenIndexError(const std::string&)>& damaged) {
+  int rows = 0;
+  {
+    Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
+                     "block_length, block_line, file_size, block_checksum, compressed, "
+                     "readable, screens, problem FROM entries ORDER BY position;");
+    std::set<std::string> identifiers;
+    while (st.step()) {
+      ++rows;
+      const long long block_index = st.integer(3);
+      const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
+                               st.integer(8), st.integer(9));
+      // Each block is read from its recorded place, and must still be the text it was there.
+      CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
+                           static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
+                           stored.range()};
+      const bool readable = st.integer(10) != 0;
+      std::string payload = readable ? st.blob(11) : st.text(12);
+      sum.add(loc.id.str());
+      sum.add(loc.file);
+      sum.add(loc.block_name);
+      sum.add(block_index);
+      stored.add_to(sum);
+      sum.add(readable ? 1 : 0);
+      if (!identifiers.insert(loc.id.str()).second)
+        throw damaged("entry " + loc.id.str() + " is listed twice");
+      sum.add(payload);
+      if (readable) {
+        try {
+          asers.push_back(Aser::from_blob(payload));
+        } catch (const std::invalid_argument& e) {
+          throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
+        }
+        locations.push_back(std::move(loc));
+      } else {
+        problems.push_back(payload + " (entry " + loc.id.str() +
+                           " left out when the screen index was built)");
+      }
+    }
+  }
+  return rows;
+}
+
+// Throws StaleScreenIndexError when the files recorded are not the files there now.
+void check_files_unchanged(const std::string& path, const std::vector<std::string>& sources,
+                           const std::vector<FileStamp>& recorded) {
+  // An index that no longer describes its files could screen out an entry that now holds the
+  // motif, so any change of the files refuses it.
+  std::vector<FileStamp> now = current_files(sources);
+  for (std::size_t i = 0; i < std::max(now.size(), recorded.size()); ++i) {
+    if (i < now.size() && i < recorded.size() && now[i] == recorded[i])
+      continue;
+    std::string file = i < recorded.size() ? recorded[i].path : now[i].path;
+    if (i < now.size() && i < recorded.size() && now[i].path != recorded[i].path)
+      file = recorded[i].path + " / " + now[i].path;
+    throw StaleScreenIndexError(
+        path + ": screen index is out of date: " + file +
+        " changed, appeared or disappeared since it was built; rebuild it");
+  }
+}
+
+} // namespace
+
 AserDatabase::Contents AserDatabase::read_index(const std::string& path,
                                                 const std::vector<std::string>* expected_sources) {
   std::error_code ec;
@@ -711,41 +821,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
     WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
     restrict_connection(db, budget);
-    long long app_id = 0, version = 0;
-    {
-      Statement st(db, "PRAGMA application_id;");
-      if (st.step())
-        app_id = st.integer(0);
-    }
-    if (app_id != kApplicationId)
-      throw ScreenIndexError(path + ": not a screen index of this program");
-    {
-      Statement st(db, "PRAGMA user_version;");
-      if (st.step())
-        version = st.integer(0);
-    }
-    if (version != AserDatabase::schema_version)
-      throw StaleScreenIndexError(path + ": screen index has layout version " +
-                                  std::to_string(version) + ", this program reads version " +
-                                  std::to_string(AserDatabase::schema_version) + "; rebuild it");
-    // Checked before any table is read, since reading a table may run what the file defines.
-    const std::string unexpected = first_difference(schema_objects(db), expected_schema());
-    if (!unexpected.empty())
-      throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
-
-    std::map<std::string, std::string> meta;
-    {
-      Statement st(db, "SELECT key, value FROM meta;");
-      while (st.step())
-        meta[st.text(0)] = st.text(1);
-    }
-    if (meta["format"] != kFormatName)
-      throw ScreenIndexError(path + ": not a screen index of this program");
-    if (meta["screen_version"] != std::to_string(AserDatabase::screen_version))
-      throw StaleScreenIndexError(path +
-                                  ": screen index was made with screen definitions version " +
-                                  meta["screen_version"] + ", this program uses version " +
-                                  std::to_string(AserDatabase::screen_version) + "; rebuild it");
+    std::map<std::string, std::string> meta = read_header(db, path);
 
     Checksum sum;
     {
@@ -772,45 +848,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
         sum.add(c.problems.back());
       }
     }
-    int rows = 0;
-    {
-      Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
-                       "block_length, block_line, file_size, block_checksum, compressed, "
-                       "readable, screens, problem FROM entries ORDER BY position;");
-      std::set<std::string> identifiers;
-      while (st.step()) {
-        ++rows;
-        const long long block_index = st.integer(3);
-        const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
-                                 st.integer(8), st.integer(9));
-        // Each block is read from its recorded place, and must still be the text it was there.
-        CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
-                             static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
-                             stored.range()};
-        const bool readable = st.integer(10) != 0;
-        std::string payload = readable ? st.blob(11) : st.text(12);
-        sum.add(loc.id.str());
-        sum.add(loc.file);
-        sum.add(loc.block_name);
-        sum.add(block_index);
-        stored.add_to(sum);
-        sum.add(readable ? 1 : 0);
-        if (!identifiers.insert(loc.id.str()).second)
-          throw damaged("entry " + loc.id.str() + " is listed twice");
-        sum.add(payload);
-        if (readable) {
-          try {
-            c.asers.push_back(Aser::from_blob(payload));
-          } catch (const std::invalid_argument& e) {
-            throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
-          }
-          c.locations.push_back(std::move(loc));
-        } else {
-          c.problems.push_back(payload + " (entry " + loc.id.str() +
-                               " left out when the screen index was built)");
-        }
-      }
-    }
+    const int rows = read_entries(db, sum, c.locations, c.asers, c.problems, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (meta["checksum"] != sum.hex())
@@ -819,19 +857,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     if (expected_sources && absolute_paths(*expected_sources) != c.sources)
       throw StaleScreenIndexError(path + ": screen index was built from other sources than those "
                                          "given; rebuild it");
-    // An index that no longer describes its files could screen out an entry that now holds the
-    // motif, so any change of the files refuses it.
-    std::vector<FileStamp> now = current_files(c.sources);
-    for (std::size_t i = 0; i < std::max(now.size(), recorded.size()); ++i) {
-      if (i < now.size() && i < recorded.size() && now[i] == recorded[i])
-        continue;
-      std::string file = i < recorded.size() ? recorded[i].path : now[i].path;
-      if (i < now.size() && i < recorded.size() && now[i].path != recorded[i].path)
-        file = recorded[i].path + " / " + now[i].path;
-      throw StaleScreenIndexError(
-          path + ": screen index is out of date: " + file +
-          " changed, appeared or disappeared since it was built; rebuild it");
-    }
+    check_files_unchanged(path, c.sources, recorded);
   } catch (const Sqlite::SqliteFailure& e) {
     int primary = e.rc & 0xff;
     if (primary == SQLITE_NOTADB)

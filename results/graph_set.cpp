@@ -159,53 +159,41 @@ std::string ring(const PatternGraph& g, const std::vector<PatternBond>& bonds,
   return descriptor('R', a, d, n);
 }
 
-} // namespace
-
-std::string graph_set(const MotifSearchResource& resource, const std::vector<PatternBond>& bonds) {
-  std::vector<std::string> parts;
-  std::vector<PatternBond> between; // bonds joining two placements
-  for (const PatternBond& b : bonds) {
-    if (b.hydrogen.copy == b.acceptor.copy && b.hydrogen.translation == b.acceptor.translation) {
-      const Molecule& m = *resource.crystal()->molecule(b.hydrogen.molecule);
-      parts.push_back(descriptor('S', 1, 1, path_atoms(m, b.hydrogen.atom, b.acceptor.atom)));
-    } else {
-      between.push_back(b);
+// A spanning forest of the pattern's graph, by breadth-first search: each bond outside it closes
+// one ring.
+struct SpanningForest {
+  explicit SpanningForest(const PatternGraph& g)
+      : parent(g.nnodes(), -1), parent_edge(g.nnodes(), -1), depth(g.nnodes(), -1),
+        component(g.nnodes(), -1), edges_of(g.nnodes()), in_tree(g.ends().size(), 0) {
+    const int nn = g.nnodes();
+    for (std::size_t e = 0; e < g.ends().size(); ++e) {
+      edges_of[g.ends()[e].first].push_back(static_cast<int>(e));
+      edges_of[g.ends()[e].second].push_back(static_cast<int>(e));
     }
-  }
-  const PatternGraph g(resource, between);
-  const int nn = g.nnodes();
-  // Spanning forest by breadth-first search; each bond outside it closes one ring.
-  std::vector<int> parent(nn, -1), parent_edge(nn, -1), depth(nn, -1), component(nn, -1);
-  std::vector<std::vector<int>> edges_of(nn);
-  for (std::size_t e = 0; e < g.ends().size(); ++e) {
-    edges_of[g.ends()[e].first].push_back(static_cast<int>(e));
-    edges_of[g.ends()[e].second].push_back(static_cast<int>(e));
-  }
-  std::vector<char> in_tree(between.size(), 0);
-  int ncomponents = 0;
-  for (int root = 0; root < nn; ++root) {
-    if (depth[root] >= 0)
-      continue;
-    std::queue<int> queue;
-    depth[root] = 0;
-    component[root] = ncomponents;
-    queue.push(root);
-    while (!queue.empty()) {
-      const int v = queue.front();
-      queue.pop();
-      for (int e : edges_of[v]) {
-        const int w = g.ends()[e].first == v ? g.ends()[e].second : g.ends()[e].first;
-        if (depth[w] >= 0)
-          continue;
-        depth[w] = depth[v] + 1, parent[w] = v, parent_edge[w] = e, component[w] = ncomponents;
-        in_tree[e] = 1;
-        queue.push(w);
+    for (int root = 0; root < nn; ++root) {
+      if (depth[root] >= 0)
+        continue;
+      std::queue<int> queue;
+      depth[root] = 0;
+      component[root] = ncomponents;
+      queue.push(root);
+      while (!queue.empty()) {
+        const int v = queue.front();
+        queue.pop();
+        for (int e : edges_of[v]) {
+          const int w = g.ends()[e].first == v ? g.ends()[e].second : g.ends()[e].first;
+          if (depth[w] >= 0)
+            continue;
+          depth[w] = depth[v] + 1, parent[w] = v, parent_edge[w] = e, component[w] = ncomponents;
+          in_tree[e] = 1;
+          queue.push(w);
+        }
       }
+      ++ncomponents;
     }
-    ++ncomponents;
   }
   // Nodes and bonds of the tree path from u to w (nodes u ... w, bonds between them).
-  auto tree_path = [&](int u, int w, std::vector<int>& nodes, std::vector<int>& edges) {
+  void path(int u, int w, std::vector<int>& nodes, std::vector<int>& edges) const {
     std::vector<int> up_nodes{u}, up_edges, down_nodes{w}, down_edges;
     while (u != w) {
       if (depth[u] >= depth[w]) {
@@ -223,62 +211,92 @@ std::string graph_set(const MotifSearchResource& resource, const std::vector<Pat
     nodes.insert(nodes.end(), down_nodes.rbegin(), down_nodes.rend());
     edges = up_edges;
     edges.insert(edges.end(), down_edges.rbegin(), down_edges.rend());
-  };
+  }
 
-  std::vector<char> ring_done(ncomponents, 0);
+  std::vector<int> parent, parent_edge, depth, component;
+  std::vector<std::vector<int>> edges_of;
+  std::vector<char> in_tree;
+  int ncomponents = 0;
+};
+
+// The descriptor of component c of the forest, a pattern without a ring: a chain (C) or, where
+// one bond joins two placements of a molecule related by a finite symmetry, the ring (R) that
+// symmetry closes; else a finite pattern (D).
+std::string open_pattern(const PatternGraph& g, const std::vector<PatternBond>& between,
+                         const SpanningForest& forest, int c) {
+  const int nn = g.nnodes();
+  std::vector<int> members, component_edges;
+  for (int v = 0; v < nn; ++v)
+    if (forest.component[v] == c)
+      members.push_back(v);
+  for (std::size_t e = 0; e < between.size(); ++e)
+    if (forest.component[g.ends()[e].first] == c)
+      component_edges.push_back(static_cast<int>(e));
+  // A single bond between two placements of one molecule repeats by the symmetry between
+  // them: its first-level pattern. A longer open pattern is described as it is.
+  std::string found;
+  for (std::size_t i = 0; i < members.size() && found.empty() && component_edges.size() == 1;
+       ++i)
+    for (std::size_t j = i + 1; j < members.size() && found.empty(); ++j) {
+      const int u = members[i], w = members[j];
+      if (g.placement(u).molecule != g.placement(w).molecule)
+        continue;
+      std::vector<int> nodes, edges;
+      forest.path(u, w, nodes, edges);
+      // The repeat: u entered at the atom where the last bond enters w (the same atom of
+      // the same molecule), then the path on to w.
+      int n = path_atoms(g.molecule_of(u), g.atom_at(edges.back(), w),
+                         g.atom_at(edges.front(), u));
+      for (std::size_t k = 1; k + 1 < nodes.size(); ++k)
+        n += g.inner_atoms(nodes[k], edges[k - 1], edges[k]);
+      const auto [a, d] = count_ends(between, edges);
+      const int order = g.relation_order(u, w);
+      found = order == 0 ? descriptor('C', a, d, n) : descriptor('R', a * order, d * order, n * order);
+    }
+  if (found.empty()) {
+    const auto [a, d] = count_ends(between, component_edges);
+    // A finite pattern: its end atoms and the atoms within the molecules it passes through.
+    int n = 0;
+    for (int v : members) {
+      const auto& es = forest.edges_of[v];
+      n += es.size() == 1 ? 1 : g.inner_atoms(v, es.front(), es.back());
+    }
+    found = descriptor('D', a, d, n);
+  }
+  return found;
+}
+
+} // namespace
+
+std::string graph_set(const MotifSearchResource& resource, const std::vector<PatternBond>& bonds) {
+  std::vector<std::string> parts;
+  std::vector<PatternBond> between; // bonds joining two placements
+  for (const PatternBond& b : bonds) {
+    if (b.hydrogen.copy == b.acceptor.copy && b.hydrogen.translation == b.acceptor.translation) {
+      const Molecule& m = *resource.crystal()->molecule(b.hydrogen.molecule);
+      parts.push_back(descriptor('S', 1, 1, path_atoms(m, b.hydrogen.atom, b.acceptor.atom)));
+    } else {
+      between.push_back(b);
+    }
+  }
+  const PatternGraph g(resource, between);
+  const SpanningForest forest(g);
+  std::vector<char> ring_done(forest.ncomponents, 0);
   for (std::size_t e = 0; e < between.size(); ++e) {
-    if (in_tree[e])
+    if (forest.in_tree[e])
       continue;
     // The ring closed by bond e: the tree path from its acceptor's node to its hydrogen's,
     // then e back.
     std::vector<int> nodes, edges;
-    tree_path(g.ends()[e].second, g.ends()[e].first, nodes, edges);
+    forest.path(g.ends()[e].second, g.ends()[e].first, nodes, edges);
     edges.push_back(static_cast<int>(e));
     parts.push_back(ring(g, between, nodes, edges));
-    ring_done[component[g.ends()[e].first]] = 1;
+    ring_done[forest.component[g.ends()[e].first]] = 1;
   }
-  for (int c = 0; c < ncomponents; ++c) {
+  for (int c = 0; c < forest.ncomponents; ++c) {
     if (ring_done[c])
       continue;
-    std::vector<int> members, component_edges;
-    for (int v = 0; v < nn; ++v)
-      if (component[v] == c)
-        members.push_back(v);
-    for (std::size_t e = 0; e < between.size(); ++e)
-      if (component[g.ends()[e].first] == c)
-        component_edges.push_back(static_cast<int>(e));
-    // A single bond between two placements of one molecule repeats by the symmetry between
-    // them: its first-level pattern. A longer open pattern is described as it is.
-    std::string found;
-    for (std::size_t i = 0; i < members.size() && found.empty() && component_edges.size() == 1;
-         ++i)
-      for (std::size_t j = i + 1; j < members.size() && found.empty(); ++j) {
-        const int u = members[i], w = members[j];
-        if (g.placement(u).molecule != g.placement(w).molecule)
-          continue;
-        std::vector<int> nodes, edges;
-        tree_path(u, w, nodes, edges);
-        // The repeat: u entered at the atom where the last bond enters w (the same atom of
-        // the same molecule), then the path on to w.
-        int n = path_atoms(g.molecule_of(u), g.atom_at(edges.back(), w),
-                           g.atom_at(edges.front(), u));
-        for (std::size_t k = 1; k + 1 < nodes.size(); ++k)
-          n += g.inner_atoms(nodes[k], edges[k - 1], edges[k]);
-        const auto [a, d] = count_ends(between, edges);
-        const int order = g.relation_order(u, w);
-        found = order == 0 ? descriptor('C', a, d, n) : descriptor('R', a * order, d * order, n * order);
-      }
-    if (found.empty()) {
-      const auto [a, d] = count_ends(between, component_edges);
-      // A finite pattern: its end atoms and the atoms within the molecules it passes through.
-      int n = 0;
-      for (int v : members) {
-        const auto& es = edges_of[v];
-        n += es.size() == 1 ? 1 : g.inner_atoms(v, es.front(), es.back());
-      }
-      found = descriptor('D', a, d, n);
-    }
-    parts.push_back(found);
+    parts.push_back(open_pattern(g, between, forest, c));
   }
   std::ostringstream os;
   for (std::size_t i = 0; i < parts.size(); ++i)
