@@ -352,6 +352,51 @@ void report_search(const SearchCommand& cmd, const Sources& sources, const Searc
     std::cerr << summary;
 }
 
+// Every output file the search asked for, each written completely or not at all.
+void write_search_outputs(const SearchCommand& cmd, const std::string& motif_name,
+                          const std::vector<EntryOutcome>& outcomes, const SearchTally& t,
+                          int entries, const InputFiles& inputs) {
+  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hit_entries, t.candidates);
+  MotifSearchResults results;
+  for (const auto& o : outcomes)
+    for (const auto& m : o.matches)
+      results.add_motif_match(o.id, m);
+  std::string error;
+  if (!cmd.save.empty() && !results.save(cmd.save, &error))
+    throw OutputError(error);
+  if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
+    throw OutputError(error);
+  auto write_json = [&](std::ostream& os) {
+    write_json_lines(os, motif_name, outcomes);
+    nlohmann::json summary = {{"record", "summary"},     {"motif", motif_name},
+                              {"entries", entries},            {"searched", t.searched},
+                              {"prescreened", t.prescreened}, {"filtered", t.filtered},
+                              {"refused", t.refused.size()}, {"aborted", t.aborted},
+                              {"candidates", t.candidates}, {"hits", t.hit_entries},
+                              {"matches", t.matches}};
+    if (t.candidates > 0) {
+      summary["propensity"] = static_cast<double>(t.hit_entries) / t.candidates;
+      summary["propensity_interval"] = {low, high};
+    }
+    os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  };
+  if (!cmd.json.empty())
+    write_output(cmd.json, write_json);
+  // The report is made from the same records as `xtalmotif report` reads from a --json file.
+  if (!cmd.report.empty()) {
+    std::stringstream records;
+    write_json(records);
+    write_output(cmd.report,
+                 [&](std::ostream& os) { write_html_report(records, os, cmd.report_limit); });
+  }
+  if (!cmd.tsv.empty())
+    write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
+  if (!cmd.export_dir.empty())
+    export_matches(cmd.export_dir, outcomes,
+                   [&](const std::string& path) { return inputs.is_input(path); });
+
+}
+
 int run_search(const SearchCommand& cmd) {
   check_outputs(cmd);
   // Building the motif catalog and listing the data blocks of every source are both done once,
@@ -419,15 +464,6 @@ int run_search(const SearchCommand& cmd) {
   if (!stdout_taken)
     write_listing(std::cout, outcomes, cmd.quiet ? 0 : kListedMatches);
 
-  MotifSearchResults results;
-  for (const auto& o : outcomes)
-    for (const auto& m : o.matches)
-      results.add_motif_match(o.id, m);
-  std::string error;
-  if (!cmd.save.empty() && !results.save(cmd.save, &error))
-    throw OutputError(error);
-  if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
-    throw OutputError(error);
   // How often the motif forms where it could: hits among the entries that hold every group it
   // needs, with a 95% Wilson interval.
   const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hit_entries, t.candidates);
@@ -437,34 +473,7 @@ int run_search(const SearchCommand& cmd) {
   if (t.candidates > 0)
     propensity << ", " << std::lround(100.0 * t.hit_entries / t.candidates) << "% ("
                << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
-  auto write_json = [&](std::ostream& os) {
-    write_json_lines(os, choice.name, outcomes);
-    nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
-                              {"entries", n},            {"searched", t.searched},
-                              {"prescreened", t.prescreened}, {"filtered", t.filtered},
-                              {"refused", t.refused.size()}, {"aborted", t.aborted},
-                              {"candidates", t.candidates}, {"hits", t.hit_entries},
-                              {"matches", t.matches}};
-    if (t.candidates > 0) {
-      summary["propensity"] = static_cast<double>(t.hit_entries) / t.candidates;
-      summary["propensity_interval"] = {low, high};
-    }
-    os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-  };
-  if (!cmd.json.empty())
-    write_output(cmd.json, write_json);
-  // The report is made from the same records as `xtalmotif report` reads from a --json file.
-  if (!cmd.report.empty()) {
-    std::stringstream records;
-    write_json(records);
-    write_output(cmd.report,
-                 [&](std::ostream& os) { write_html_report(records, os, cmd.report_limit); });
-  }
-  if (!cmd.tsv.empty())
-    write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
-  if (!cmd.export_dir.empty())
-    export_matches(cmd.export_dir, outcomes,
-                   [&](const std::string& path) { return inputs.is_input(path); });
+  write_search_outputs(cmd, choice.name, outcomes, t, n, inputs);
 
   std::ostringstream summary;
   summary << "motif \"" << choice.name << "\": " << n << " entries, " << t.searched
