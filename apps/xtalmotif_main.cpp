@@ -357,24 +357,12 @@ int run_search(const SearchCommand& cmd) {
               });
   bar.finish();
 
-  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
-      matches = 0, candidates = 0;
+  const CollectionTally counts = tally(outcomes, sources.problems.size());
   std::vector<std::string> refused = sources.problems;
-  for (const auto& o : outcomes) {
-    switch (o.status) {
-    case EntryStatus::Searched: ++searched; break;
-    case EntryStatus::Prescreened: ++prescreened; break;
-    case EntryStatus::Filtered: ++filtered; break;
-    case EntryStatus::Refused: refused.push_back(o.reason); break;
-    }
-    aborted += o.aborted ? 1 : 0;
-    candidates += o.candidate ? 1 : 0;
-    capped += o.capped ? 1 : 0;
-    if (!o.matches.empty()) {
-      ++hit_entries;
-      matches += static_cast<int>(o.matches.size());
-    }
-  }
+  for (const auto& o : outcomes)
+    if (o.status == EntryStatus::Refused)
+      refused.push_back(o.reason);
+  const int hit_entries = counts.hits, candidates = counts.candidates;
 
   // JSON Lines or TSV sent to standard output stay a clean stream of their own.
   bool stdout_taken = cmd.json == "-" || cmd.tsv == "-";
@@ -402,17 +390,7 @@ int run_search(const SearchCommand& cmd) {
   if (!cmd.json.empty())
     write_output(cmd.json, [&](std::ostream& os) {
       write_json_lines(os, choice.name, outcomes);
-      nlohmann::json summary = {{"record", "summary"},     {"motif", choice.name},
-                                {"entries", n},            {"searched", searched},
-                                {"prescreened", prescreened}, {"filtered", filtered},
-                                {"refused", refused.size()}, {"aborted", aborted},
-                                {"candidates", candidates}, {"hits", hit_entries},
-                                {"matches", matches}};
-      if (candidates > 0) {
-        summary["propensity"] = static_cast<double>(hit_entries) / candidates;
-        summary["propensity_interval"] = {low, high};
-      }
-      os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+      os << record_line(summary_record(choice.name, counts)) << '\n';
     });
   if (!cmd.tsv.empty())
     write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
@@ -436,19 +414,20 @@ int run_search(const SearchCommand& cmd) {
         std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
                   << printable(o.block) << ": " << n << '\n';
   if (!cmd.quiet) {
-    std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << searched
-              << " searched, " << prescreened << " prescreened out, " << filtered
-              << " filtered out, " << refused.size() << " refused, " << aborted << " aborted"
-              << (capped > 0 ? ", " + std::to_string(capped) + " stopped at the " +
-                                   std::to_string(settings.ceiling) + "-match ceiling"
-                             : std::string())
-              << "; "
-              << hit_entries << " with hits (" << matches << (matches == 1 ? " match" : " matches")
+    std::cerr << "motif \"" << choice.name << "\": " << n << " entries, " << counts.searched
+              << " searched, " << counts.prescreened << " prescreened out, " << counts.filtered
+              << " filtered out, " << refused.size() << " refused, " << counts.aborted
+              << " aborted"
+              << (counts.capped > 0 ? ", " + std::to_string(counts.capped) + " stopped at the " +
+                                          std::to_string(settings.ceiling) + "-match ceiling"
+                                    : std::string())
+              << "; " << hit_entries << " with hits (" << counts.matches
+              << (counts.matches == 1 ? " match" : " matches")
               << ") in " << std::fixed
               << std::setprecision(2) << bar.seconds() << " s\n"
               << propensity.str() << '\n';
   }
-  if (searched == 0 && prescreened == 0 && filtered == 0 && !refused.empty())
+  if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 && !refused.empty())
     return exit_failure;
   return hit_entries > 0 ? exit_hits : exit_no_hits;
 }

@@ -1,7 +1,8 @@
 # The library layers above the kernel. A layer whose folder has no sources yet is skipped, so
 # the tree builds at every stage.
 
-set(_driver_names collection_search.cpp motif_search.cpp substructure_placement.cpp contact_expansion.cpp prescreen.cpp)
+set(_driver_names collection_search.cpp match_records.cpp motif_search.cpp substructure_placement.cpp
+    contact_expansion.cpp prescreen.cpp)
 file(GLOB _search_all CONFIGURE_DEPENDS search/*.cpp)
 set(SEARCH_DRIVER_SOURCES "")
 set(SEARCH_ENV_SOURCES "")
@@ -30,7 +31,8 @@ if(RESULTS_SOURCES)
   list(APPEND XTALMOTIF_LAYERS xtalmotif_results)
 endif()
 if(SEARCH_DRIVER_SOURCES)
-  xtalmotif_layer(xtalmotif_search SOURCES ${SEARCH_DRIVER_SOURCES} DEPS xtalmotif_results)
+  xtalmotif_layer(xtalmotif_search SOURCES ${SEARCH_DRIVER_SOURCES}
+                  DEPS xtalmotif_results nlohmann_json::nlohmann_json)
   list(APPEND XTALMOTIF_LAYERS xtalmotif_search)
 endif()
 if(FILES_SOURCES)
