@@ -36,6 +36,7 @@
 #include "search/atom_address.h"
 #include "search/collection_search.h"
 #include "search/contact_bread_crum.h"
+#include "search/match_records.h"
 #include "search/motif_match.h"
 #include "search/motif_search.h"
 #include "search/motif_search_resource.h"
