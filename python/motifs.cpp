@@ -233,6 +233,9 @@ PyMotif motif_argument(const py::handle& motif) {
     throw py::type_error("a motif is a Motif, a ready-made motif's name or a query file");
   const std::string text = path_arguments(motif).at(0);
   std::error_code ec;
+  if (!catalog_entry(text) && text.size() > 4 && lower(text.substr(text.size() - 4)) == ".con" &&
+      !std::filesystem::exists(text, ec))
+    throw MissingFile(text);
   if (catalog_entry(text) || !std::filesystem::is_regular_file(text, ec))
     return ready_made(text);
   return from_con_file(py::reinterpret_borrow<py::object>(motif));

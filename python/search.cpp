@@ -347,7 +347,7 @@ void bind_search(py::module_& m) {
   py::class_<Hits>(m, "Hits",
                    "The hits of a search, a sequence of Hit in entry order, with what became "
                    "of the entries.")
-      .def("__len__", [](const Hits& h) { return h.hits.size(); })
+      .def("__len__", [](const Hits& h) { return h.hits.size(); }, "Number of hits (matches).")
       .def(
           "__getitem__",
           [](const Hits& h, py::ssize_t i) {
@@ -374,7 +374,7 @@ void bind_search(py::module_& m) {
       .def(
           "__iter__",
           [](const Hits& h) { return py::make_iterator(h.hits.begin(), h.hits.end()); },
-          py::keep_alive<0, 1>())
+          py::keep_alive<0, 1>(), "The hits in entry order, each entry's in match order.")
       .def_readonly("motif", &Hits::motif, "The motif's name.")
       .def_readonly("refused", &Hits::refused,
                     "Entries and sources that could not be read, each as 'FILE: ...reason', "
