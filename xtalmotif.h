@@ -46,6 +46,7 @@
 
 // The search of one structure and of a collection
 #include "search/collection_search.h"
+#include "search/match_records.h"
 #include "search/motif_search.h"
 
 // Match records, contact geometry, graph sets and results files

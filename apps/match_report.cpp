@@ -2,8 +2,7 @@
 
 #include "core/atomic_file.h"
 #include "results/match_description.h"
-
-#include <nlohmann/json.hpp>
+#include "search/match_records.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,12 +18,6 @@ namespace {
 using MotifSearchLibFunctions::describe_match;
 using MotifSearchLibFunctions::describe_molecules;
 
-nlohmann::json rounded(double d) {
-  if (!std::isfinite(d))
-    return nullptr;
-  return std::round(d * 10000.0) / 10000.0;
-}
-
 std::string fixed4(double d) {
   if (!std::isfinite(d))
     return "";
@@ -32,25 +25,6 @@ std::string fixed4(double d) {
   std::snprintf(buf, sizeof buf, "%.4f", d);
   return buf;
 }
-
-nlohmann::json atom_json(const DescribedAtom& a) {
-  nlohmann::json j = {{"atom", a.label},
-                      {"element", a.element},
-                      {"site", a.site_row},
-                      {"symmetry", a.code},
-                      {"fract", {std::round(a.fractional[0] * 1e5) / 1e5,
-                                 std::round(a.fractional[1] * 1e5) / 1e5,
-                                 std::round(a.fractional[2] * 1e5) / 1e5}}};
-  if (a.substructure >= 0) {
-    j["substructure"] = a.substructure;
-    j["query_atom"] = a.query_atom;
-  }
-  if (!a.query_label.empty())
-    j["query_label"] = a.query_label;
-  return j;
-}
-
-std::string file_of(const EntryOutcome& e) { return printable(e.file.empty() ? "-" : e.file); }
 
 // An entry's name as part of a file name: letters, digits, '-', '_' and '.' kept, anything else
 // '_', at most 100 characters, never "." or "..".
@@ -92,21 +66,13 @@ std::string cif_value(const std::string& v) {
 
 } // namespace
 
-std::string printable(const std::string& text) {
-  std::string out = text;
-  for (char& c : out)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
-      c = '?';
-  return out;
-}
-
 void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
                    std::size_t detailed) {
   auto placed = [](const DescribedAtom& a) { return a.label + "(" + a.code + ")"; };
   for (const auto& e : outcomes) {
     if (e.matches.empty())
       continue;
-    os << printable(e.id.str()) << " (" << file_of(e) << "): " << e.matches.size()
+    os << printable(e.id.str()) << " (" << record_file(e) << "): " << e.matches.size()
        << (e.matches.size() == 1 ? " match" : " matches") << '\n';
     // The matches with the most hydrogen bonds first (a ring closed by hydrogen bonds all
     // round before one with a plain contact in it), then in the order found.
@@ -165,75 +131,9 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
   for (const auto& e : outcomes) {
     if (e.matches.empty())
       continue;
-    const CrystalMaker& crystal = *e.crystal;
-    nlohmann::json entry = {{"record", "entry"},
-                            {"entry", e.id.str()},
-                            {"file", file_of(e)},
-                            {"block", e.block},
-                            {"symmetry_source", crystal.symmetry_source()},
-                            {"cell", {crystal.a(), crystal.b(), crystal.c(), crystal.alpha(),
-                                      crystal.beta(), crystal.gamma()}}};
-    nlohmann::json ops = nlohmann::json::array();
-    for (const auto& op : crystal.listed_operators())
-      ops.push_back(op.to_xyz());
-    entry["operators"] = ops;
-    entry["notices"] = crystal.notices();
-    os << entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-    for (std::size_t m = 0; m < e.matches.size(); ++m) {
-      const MotifMatch& match = *e.matches[m];
-      const MatchDescription d = describe_match(*e.resource, match);
-      nlohmann::json j = {{"record", "match"},
-                          {"entry", e.id.str()},
-                          {"motif", motif_name},
-                          {"match", m + 1}};
-      nlohmann::json subs = nlohmann::json::array();
-      for (std::size_t s = 0; s < match.substructure_matches.size(); ++s) {
-        const SubstructureMatch& sm = *match.substructure_matches[s];
-        nlohmann::json atoms = nlohmann::json::array();
-        for (const DescribedAtom& a : d.atoms)
-          if (a.substructure == static_cast<int>(s))
-            atoms.push_back(atom_json(a));
-        subs.push_back({{"substructure", s},
-                        {"molecule", sm.nmol_in_cm},
-                        {"copy", sm.nmol_in_msr},
-                        {"atoms", atoms}});
-      }
-      j["substructures"] = subs;
-      // Every atom of the molecules the match places, as [label_code, element, x, y, z] in
-      // fractional coordinates: enough to draw the match or write it as a P1 CIF.
-      nlohmann::json molecules = nlohmann::json::array();
-      for (const DescribedMolecule& mol : describe_molecules(*e.resource, match)) {
-        nlohmann::json atoms = nlohmann::json::array();
-        for (const DescribedAtom& a : mol.atoms)
-          atoms.push_back({a.label + '_' + a.code, a.element,
-                           std::round(a.fractional[0] * 1e5) / 1e5,
-                           std::round(a.fractional[1] * 1e5) / 1e5,
-                           std::round(a.fractional[2] * 1e5) / 1e5});
-        molecules.push_back({{"copy", mol.copy}, {"molecule", mol.molecule}, {"atoms", atoms}});
-      }
-      j["molecules"] = molecules;
-      nlohmann::json contacts = nlohmann::json::array();
-      for (const DescribedContact& c : d.contacts) {
-        nlohmann::json k = {{"contact", c.contact},
-                            {"kind", contact_kind_name(c.kind)},
-                            {"from", atom_json(d.atoms[c.from])},
-                            {"to", atom_json(d.atoms[c.to])},
-                            {"distance", rounded(c.distance)}};
-        if (c.kind == ContactKind::HydrogenBond)
-          k["hydrogen_bond"] = {{"donor", atom_json(c.donor)},
-                                {"hydrogen", atom_json(c.hydrogen)},
-                                {"acceptor", atom_json(c.acceptor)},
-                                {"d_h", rounded(c.d_h)},
-                                {"h_a", rounded(c.h_a)},
-                                {"d_a", rounded(c.d_a)},
-                                {"angle", std::round(c.angle * 10) / 10}};
-        contacts.push_back(k);
-      }
-      j["contacts"] = contacts;
-      if (!d.graph_set.empty())
-        j["graph_set"] = d.graph_set;
-      os << j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-    }
+    os << record_line(entry_record(e)) << '\n';
+    for (std::size_t m = 0; m < e.matches.size(); ++m)
+      os << record_line(match_record(e, m, motif_name)) << '\n';
   }
 }
 
@@ -246,7 +146,7 @@ void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
     for (std::size_t m = 0; m < e.matches.size(); ++m) {
       const MatchDescription d = describe_match(*e.resource, *e.matches[m]);
       for (const DescribedContact& c : d.contacts) {
-        os << printable(e.id.str()) << '\t' << file_of(e) << '\t' << m + 1 << '\t' << d.graph_set << '\t'
+        os << printable(e.id.str()) << '\t' << record_file(e) << '\t' << m + 1 << '\t' << d.graph_set << '\t'
            << c.contact << '\t' << contact_kind_name(c.kind);
         for (const DescribedAtom* a : {&d.atoms[c.from], &d.atoms[c.to]})
           os << '\t' << a->substructure << '\t' << a->query_atom << '\t' << a->query_label << '\t'

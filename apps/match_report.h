@@ -2,6 +2,7 @@
 #define XTALMOTIF_APPS_MATCH_REPORT_H
 
 #include "search/collection_search.h"
+#include "search/match_records.h"
 
 #include <array>
 #include <functional>
@@ -47,8 +48,6 @@ void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes);
 std::vector<std::string> export_matches(const std::string& dir,
                                         const std::vector<EntryOutcome>& outcomes,
                                         const std::function<bool(const std::string&)>& is_input);
-/// A text as one line of output: control characters (a newline or a tab in a file name) as '?'.
-std::string printable(const std::string& text);
 
 } // namespace xtalmotif::app
 

@@ -301,45 +301,17 @@ private:
   std::map<std::pair<dev_t, ino_t>, std::string> files_;
 };
 
-// What became of the entries of a search.
-struct SearchTally {
-  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0, hit_entries = 0,
-      matches = 0, candidates = 0;
-  std::vector<std::string> refused; ///< the sources' problems, then each refused entry's reason
-};
-
-SearchTally tally(const std::vector<EntryOutcome>& outcomes,
-                  const std::vector<std::string>& problems) {
-  SearchTally t;
-  t.refused = problems;
-  for (const auto& o : outcomes) {
-    switch (o.status) {
-    case EntryStatus::Searched: ++t.searched; break;
-    case EntryStatus::Prescreened: ++t.prescreened; break;
-    case EntryStatus::Filtered: ++t.filtered; break;
-    case EntryStatus::Refused: t.refused.push_back(o.reason); break;
-    }
-    t.aborted += o.aborted ? 1 : 0;
-    t.candidates += o.candidate ? 1 : 0;
-    t.capped += o.capped ? 1 : 0;
-    if (!o.matches.empty()) {
-      ++t.hit_entries;
-      t.matches += static_cast<int>(o.matches.size());
-    }
-  }
-  return t;
-}
-
 // Standard error after a search: refused entries, notes that a reader of the hits needs to check
 // them against their files, and unless quiet the summary.
-void report_search(const SearchCommand& cmd, const Sources& sources, const SearchTally& t,
+void report_search(const SearchCommand& cmd, const Sources& sources,
+                   const std::vector<std::string>& refused,
                    const std::vector<EntryOutcome>& outcomes, const std::string& summary) {
   // Entries the screen index left out when it was built are the same on every search of it: in
   // full with --verbose, else in one line under -q and in full otherwise.
   const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
-  for (std::size_t i = 0; i < t.refused.size(); ++i)
+  for (std::size_t i = 0; i < refused.size(); ++i)
     if (i >= from_index || cmd.verbose || !cmd.quiet)
-      std::cerr << "refused: " << printable(t.refused[i]) << '\n';
+      std::cerr << "refused: " << printable(refused[i]) << '\n';
   if (from_index > 0 && cmd.quiet && !cmd.verbose)
     std::cerr << "refused: " << from_index
               << " entries left out when the screen index was built (--verbose lists them)\n";
@@ -354,9 +326,8 @@ void report_search(const SearchCommand& cmd, const Sources& sources, const Searc
 
 // Every output file the search asked for, each written completely or not at all.
 void write_search_outputs(const SearchCommand& cmd, const std::string& motif_name,
-                          const std::vector<EntryOutcome>& outcomes, const SearchTally& t,
-                          int entries, const InputFiles& inputs) {
-  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hit_entries, t.candidates);
+                          const std::vector<EntryOutcome>& outcomes, const CollectionTally& counts,
+                          const InputFiles& inputs) {
   MotifSearchResults results;
   for (const auto& o : outcomes)
     for (const auto& m : o.matches)
@@ -368,17 +339,7 @@ void write_search_outputs(const SearchCommand& cmd, const std::string& motif_nam
     throw OutputError(error);
   auto write_json = [&](std::ostream& os) {
     write_json_lines(os, motif_name, outcomes);
-    nlohmann::json summary = {{"record", "summary"},     {"motif", motif_name},
-                              {"entries", entries},            {"searched", t.searched},
-                              {"prescreened", t.prescreened}, {"filtered", t.filtered},
-                              {"refused", t.refused.size()}, {"aborted", t.aborted},
-                              {"candidates", t.candidates}, {"hits", t.hit_entries},
-                              {"matches", t.matches}};
-    if (t.candidates > 0) {
-      summary["propensity"] = static_cast<double>(t.hit_entries) / t.candidates;
-      summary["propensity_interval"] = {low, high};
-    }
-    os << summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    os << record_line(summary_record(motif_name, counts)) << '\n';
   };
   if (!cmd.json.empty())
     write_output(cmd.json, write_json);
@@ -394,7 +355,6 @@ void write_search_outputs(const SearchCommand& cmd, const std::string& motif_nam
   if (!cmd.export_dir.empty())
     export_matches(cmd.export_dir, outcomes,
                    [&](const std::string& path) { return inputs.is_input(path); });
-
 }
 
 int run_search(const SearchCommand& cmd) {
@@ -457,7 +417,11 @@ int run_search(const SearchCommand& cmd) {
               });
   bar.finish();
 
-  const SearchTally t = tally(outcomes, sources.problems);
+  const CollectionTally counts = tally(outcomes, sources.problems.size());
+  std::vector<std::string> refused = sources.problems;
+  for (const auto& o : outcomes)
+    if (o.status == EntryStatus::Refused)
+      refused.push_back(o.reason);
 
   // JSON Lines or TSV sent to standard output stay a clean stream of their own.
   bool stdout_taken = cmd.json == "-" || cmd.tsv == "-" || cmd.report == "-";
@@ -466,30 +430,30 @@ int run_search(const SearchCommand& cmd) {
 
   // How often the motif forms where it could: hits among the entries that hold every group it
   // needs, with a 95% Wilson interval.
-  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hit_entries, t.candidates);
+  const auto [low, high] = MotifSearchLibFunctions::wilson_interval(counts.hits, counts.candidates);
   std::ostringstream propensity;
-  propensity << choice.name << ": " << t.hit_entries << " of " << t.candidates
+  propensity << choice.name << ": " << counts.hits << " of " << counts.candidates
              << " candidate entries";
-  if (t.candidates > 0)
-    propensity << ", " << std::lround(100.0 * t.hit_entries / t.candidates) << "% ("
+  if (counts.candidates > 0)
+    propensity << ", " << std::lround(100.0 * counts.hits / counts.candidates) << "% ("
                << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
-  write_search_outputs(cmd, choice.name, outcomes, t, n, inputs);
+  write_search_outputs(cmd, choice.name, outcomes, counts, inputs);
 
   std::ostringstream summary;
-  summary << "motif \"" << choice.name << "\": " << n << " entries, " << t.searched
-          << " searched, " << t.prescreened << " prescreened out, " << t.filtered
-          << " filtered out, " << t.refused.size() << " refused, " << t.aborted << " aborted"
-          << (t.capped > 0 ? ", " + std::to_string(t.capped) + " stopped at the " +
-                                 std::to_string(settings.ceiling) + "-match ceiling"
-                           : std::string())
-          << "; " << t.hit_entries << " with hits (" << t.matches
-          << (t.matches == 1 ? " match" : " matches") << ") in " << std::fixed
+  summary << "motif \"" << choice.name << "\": " << n << " entries, " << counts.searched
+          << " searched, " << counts.prescreened << " prescreened out, " << counts.filtered
+          << " filtered out, " << refused.size() << " refused, " << counts.aborted << " aborted"
+          << (counts.capped > 0 ? ", " + std::to_string(counts.capped) + " stopped at the " +
+                                      std::to_string(settings.ceiling) + "-match ceiling"
+                                : std::string())
+          << "; " << counts.hits << " with hits (" << counts.matches
+          << (counts.matches == 1 ? " match" : " matches") << ") in " << std::fixed
           << std::setprecision(2) << bar.seconds() << " s\n"
           << propensity.str() << '\n';
-  report_search(cmd, sources, t, outcomes, summary.str());
-  if (t.searched == 0 && t.prescreened == 0 && t.filtered == 0 && !t.refused.empty())
+  report_search(cmd, sources, refused, outcomes, summary.str());
+  if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 && !refused.empty())
     return exit_failure;
-  return t.hit_entries > 0 ? exit_hits : exit_no_hits;
+  return counts.hits > 0 ? exit_hits : exit_no_hits;
 }
 
 int run_index(const std::vector<std::string>& sources, const std::string& out, int jobs,

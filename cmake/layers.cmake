@@ -57,6 +57,8 @@ foreach(layer IN LISTS XTALMOTIF_LAYER_ORDER)
 endforeach()
 target_link_libraries(xtalmotif_crystal PRIVATE ZLIB::ZLIB)
 target_link_libraries(xtalmotif_db PRIVATE SQLite::SQLite3)
+# Match records are JSON objects.
+target_link_libraries(xtalmotif_search PUBLIC nlohmann_json::nlohmann_json)
 
 # Where the census of hydrogen-bonding groups is written: fixed when the library is built.
 set(XTALMOTIF_ACCEPTORS_DONORS_FILE "${CMAKE_BINARY_DIR}/xtalmotif_acceptors_donors.txt"

@@ -14,7 +14,8 @@ apt_install() {
 }
 
 packages=(g++ cmake make gemmi-dev tao-pegtl-dev zlib1g-dev libsqlite3-dev libcli11-dev
-          nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev)
+          nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev pybind11-dev
+          python3-pybind11 python3-pytest)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
