@@ -27,16 +27,16 @@ struct Cluster {
   std::string name;
   THandle<Motif> (*make)();
   int waters;
-  std::set<int> rings; // waters in the smallest ring through each hydrogen bond
+  std::set<int> rings; // waters in the smallest ring through each hydrogen bond, 0 for none
   bool every_pair;     // every pair of waters constrained
 };
 
 TEST(WaterMotifs, ClustersHoldTheWatersAndRingsTheyAreNamedFor) {
   using W = WaterMotifs;
   const std::vector<Cluster> clusters = {
-      {"water chain", [] { return W::make_chain(); }, 6, {}, true},
-      {"water chain of ten", &W::make_chain_of_ten, 10, {}, false},
-      {"chain of 7 waters", [] { return W::make_chain(7); }, 7, {}, true},
+      {"water chain", [] { return W::make_chain(); }, 6, {0}, true},
+      {"water chain of ten", &W::make_chain_of_ten, 10, {0}, false},
+      {"chain of 7 waters", [] { return W::make_chain(7); }, 7, {0}, true},
       {"ring of 3 waters", [] { return W::make_ring(3); }, 3, {3}, true},
       {"ring of 12 waters", [] { return W::make_ring(12); }, 12, {12}, true},
       {"cube motif", &W::make_cube, 8, {4}, false},
@@ -94,11 +94,7 @@ TEST(WaterMotifs, ClustersHoldTheWatersAndRingsTheyAreNamedFor) {
     }
     EXPECT_EQ(testing::pieces(k.waters, hbonds), std::vector<int>(k.waters, 0));
     const auto rings = testing::smallest_rings(k.waters, hbonds);
-    if (k.rings.empty()) {
-      EXPECT_EQ(std::set<int>(rings.begin(), rings.end()), std::set<int>{0});
-    } else {
-      EXPECT_EQ(std::set<int>(rings.begin(), rings.end()), k.rings);
-    }
+    EXPECT_EQ(std::set<int>(rings.begin(), rings.end()), k.rings);
   }
 }
 
