@@ -14,38 +14,20 @@ using namespace xtalmotif::testing;
 
 namespace {
 
-// The command lines of the ```sh block of the README's "Searching your own structures".
-std::vector<std::string> readme_examples() {
-  std::ifstream in(source_dir() / "README.md");
-  std::vector<std::string> out;
-  std::string line;
-  bool section = false, block = false;
-  while (std::getline(in, line)) {
-    if (line.rfind("## ", 0) == 0)
-      section = line == "## Searching your own structures";
-    else if (section && line == "```sh")
-      block = true;
-    else if (block && line.rfind("```", 0) == 0)
-      block = false;
-    else if (block)
-      out.push_back(line);
-  }
-  return out;
-}
-
-// The lines under "Examples:" of the program's help.
-std::vector<std::string> help_examples() {
-  std::istringstream in(run_program("--help").out);
-  std::vector<std::string> out;
-  std::string line;
-  bool examples = false;
-  while (std::getline(in, line)) {
-    if (line == "Examples:")
-      examples = true;
-    else if (examples && line.rfind("  xtalmotif ", 0) == 0)
-      out.push_back("build/apps/" + line.substr(2));
-  }
-  return out;
+// The command lines of the ```sh block of the README's "Searching your own structures", and the
+// lines under "Examples:" of the program's help.
+std::vector<std::string> examples() {
+  const std::string readme = slurp(source_dir() / "README.md"), help = run_program("--help").out;
+  const auto start = readme.find("```sh\n", readme.find("## Searching your own structures")) + 6;
+  std::istringstream block(readme.substr(start, readme.find("```", start) - start)),
+      listed(help.substr(help.find("Examples:")));
+  std::vector<std::string> all;
+  for (std::string line; std::getline(block, line);)
+    all.push_back(line);
+  for (std::string line; std::getline(listed, line);)
+    if (line.rfind("  xtalmotif ", 0) == 0)
+      all.push_back("build/apps/" + line.substr(2));
+  return all;
 }
 
 } // namespace
@@ -55,18 +37,16 @@ TEST(Documentation, EveryExampleOfTheReadmeAndTheHelpRuns) {
   std::filesystem::create_directory_symlink(source_dir() / "data", dir / "data");
   std::filesystem::create_directories(dir / "build/apps");
   std::filesystem::create_symlink(XTALMOTIF_PROGRAM, dir / "build/apps/xtalmotif");
-  const auto readme = readme_examples(), help = help_examples();
-  ASSERT_GE(readme.size(), 6u);
-  ASSERT_GE(help.size(), 4u);
-  for (const auto* examples : {&readme, &help})
-    for (const auto& line : *examples) {
-      const std::string cmd = "cd " + quote(dir.string()) + " && " + line + " >out 2>err";
-      const int raw = std::system(cmd.c_str());
-      // Every example finds what it looks for (status 0) and reads every file it is given.
-      const std::string err = slurp(dir / "err");
-      EXPECT_EQ(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, 0) << line << "\n" << err;
-      EXPECT_EQ(err.find("refused:"), std::string::npos) << line << "\n" << err;
-      EXPECT_EQ(err.find("warning:"), std::string::npos) << line << "\n" << err;
-    }
+  const auto lines = examples();
+  ASSERT_GE(lines.size(), 10u); // six of the README, four of the help
+  for (const auto &line : lines) {
+    const int status = exit_status(
+        std::system(("cd " + quote(dir.string()) + " && " + line + " >out 2>err").c_str()));
+    // Every example finds what it looks for (status 0) and reads every file it is given.
+    const std::string err = slurp(dir / "err");
+    EXPECT_EQ(status, 0) << line << "\n" << err;
+    EXPECT_EQ(err.find("refused:"), std::string::npos) << line << "\n" << err;
+    EXPECT_EQ(err.find("warning:"), std::string::npos) << line << "\n" << err;
+  }
   std::filesystem::remove_all(dir);
 }

@@ -4,19 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 using namespace xtalmotif;
 
 TEST(UmbrellaHeader, SearchesTheShippedAcidDimerThroughThePublicInterface) {
-  auto crystal = read_crystal(
-      (std::filesystem::path(XTALMOTIF_SOURCE_DIR) / "data/structures/4022630.cif").string(),
-      "");
-  PreDefinedSubstructures::GenerationOptions options;
-  options.explicit_hydrogens = true;
+  auto crystal =
+      read_crystal(std::string(XTALMOTIF_SOURCE_DIR) + "/data/structures/4022630.cif", "");
+  const PreDefinedSubstructures::GenerationOptions explicit_hydrogens{true, false, false};
   auto motif = make_handle<Motif>("acid dimer");
-  motif->add_substructure(PreDefinedSubstructures::make_sub("carboxylic acid", options));
-  motif->add_substructure(PreDefinedSubstructures::make_sub("carboxylic acid", options));
+  for (int from = 0; from < 2; ++from)
+    motif->add_substructure(
+        PreDefinedSubstructures::make_sub("carboxylic acid", explicit_hydrogens));
   // H (atom 4) of one acid to the carbonyl O (atom 0) of the other, both ways round.
   for (int from = 0; from < 2; ++from) {
     auto crit = make_handle<CombinedCriterion>(false, 2.2, 1.4, ContactType::Inter, 4, 999, false,

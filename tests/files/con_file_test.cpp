@@ -1,3 +1,6 @@
+// Whole connectivity query files: which lines are records, how atoms fall into substructures,
+// the motif made of them, and files that are malformed, enormous or not text at all.
+
 #include "files/con_file.h"
 
 #include "motif/motif.h"
@@ -5,6 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,411 +22,205 @@ namespace {
 using testing::missing_path;
 using testing::ScratchFile;
 
-ConFile read_text(const std::string& text) {
+ConFile read_text(const std::string &text) {
   ScratchFile f(text);
   ConFile con;
   EXPECT_TRUE(con.read(f.path()));
   return con;
 }
 
-std::vector<int> numbers(const std::vector<ConAtom>& atoms) {
-  std::vector<int> out;
-  for (const ConAtom& a : atoms)
-    out.push_back(a.number());
-  return out;
+/// The records read: "AT1:C BO1-2:2 VDW4-6 ANG3-4-6".
+std::string records(const ConFile &con) {
+  std::ostringstream os;
+  for (const auto &a : con.atoms())
+    os << "AT" << a.number() << ":" << a.element_text() << " ";
+  for (const auto &b : con.bonds())
+    os << "BO" << b.atom_a() << "-" << b.atom_b() << ":" << b.type_code() << " ";
+  for (const auto &c : con.contacts())
+    os << "VDW" << c.atom_a() << "-" << c.atom_b() << " ";
+  for (const auto &g : con.angles())
+    os << "ANG" << g.atom_1() << "-" << g.atom_2() << "-" << g.atom_3() << " ";
+  return os.str();
 }
 
-std::vector<int> residues_of_atoms(const ConFile& con) {
-  std::vector<int> out;
-  for (const ConAtom& a : con.atoms())
-    out.push_back(a.residue());
-  return out;
-}
-
-std::vector<int> residues_of_bonds(const ConFile& con) {
-  std::vector<int> out;
-  for (const ConBond& b : con.bonds())
-    out.push_back(b.residue());
-  return out;
-}
-
-// ---- line classification ----
-
-TEST(ConFileClassification, FirstWordSubstringsDecideAndOtherLinesAreSkipped) {
-  ConFile con = read_text("TITLE acid dimer\n"
-                          "# comment AT1 C 3 T3\n"
-                          "\n"
-                          "   \t\n"
-                          "XAT5 C 1 0 0 0 0\n"  // contains AT: an atom, numbered 0
-                          "BOND 1 2 1\n"        // contains BO: a bond
-                          "ABOVE 3 4\n"         // contains BO as well
-                          "BOAT O 1 0 0 0 0\n"   // contains AT and BO: atom comes first
-                          "at1 c 3 t3 0 0 0\n"  // case matters: skipped
-                          "vdw 1 0.0\n"         // skipped
-                          "BO 5 6 2\n");
-  ASSERT_EQ(numbers(con.atoms()), (std::vector<int>{0, 0}));
-  EXPECT_EQ(con.atoms()[1].element_text(), "O");
-  ASSERT_EQ(con.bonds().size(), 3u);
-  EXPECT_EQ(con.bonds()[0].atom_a(), 1);
-  EXPECT_EQ(con.bonds()[1].atom_a(), 3);
-  EXPECT_EQ(con.bonds()[1].atom_b(), 4);
-  EXPECT_EQ(con.bonds()[2].type_code(), 2);
-  EXPECT_TRUE(con.contacts().empty());
-  EXPECT_TRUE(con.angles().empty());
-}
-
-TEST(ConFileClassification, AVdwFirstWordHoldingBoIsABond) {
-  ConFile con = read_text("VDWBO 1 2 1\nCONT INTER 1 TO 2\n");
-  EXPECT_EQ(con.bonds().size(), 1u);
-  EXPECT_TRUE(con.contacts().empty());
-}
-
-TEST(ConFileClassification, DefineNeedsExactlyFiveWordsAnywhereOnTheLine) {
-  ConFile con = read_text("AT1 O 1 1 0 0 0\n"
-                          "AT2 H 1 0 0 0 0\n"
-                          "AT3 O 1 0 0 0\n"
-                          "DEFINE ANG1 1 2\n" // four words: ignored
-                          "ANGLE ANG1 10 20\n"
-                          "DEFINE ANG1 1 2 3 4\n" // six words: ignored
-                          "ANGLE ANG1 30 40\n"
-                          "# DEFINE 1 2 3\n" // five words containing DEFINE: an angle
-                          "ANGLE ANG2 100 180\n"
-                          "REDEFINED X 3 2 1\n"
-                          "LIMIT X 50 60\n");
-  ASSERT_EQ(con.angles().size(), 2u);
-  EXPECT_EQ(con.angles()[0].atom_1(), 1);
-  EXPECT_EQ(con.angles()[0].atom_2(), 2);
-  EXPECT_EQ(con.angles()[0].atom_3(), 3);
-  EXPECT_DOUBLE_EQ(con.angles()[0].min_angle(), 100.0);
-  EXPECT_DOUBLE_EQ(con.angles()[0].max_angle(), 180.0);
-  EXPECT_EQ(con.angles()[1].atom_1(), 3);
-  EXPECT_DOUBLE_EQ(con.angles()[1].min_angle(), 50.0);
-}
-
-TEST(ConFileClassification, TheLineAfterAContactLineIsAlsoReadOnItsOwn) {
-  ConFile con = read_text("AT1 C 1 0 0 0\n"
-                          "VDW 1 0.0\n"
-                          "BO 1 2 1\n"
-                          "AT2 C 1 0 0 0\n");
-  // The contact reads its atoms from the bond line (unknown type word "1": words 4 and 6,
-  // which do not exist), and the bond line is a bond as well.
-  ASSERT_EQ(con.contacts().size(), 1u);
-  EXPECT_EQ(con.contacts()[0].type(), 1);
-  EXPECT_EQ(con.contacts()[0].atom_a(), -1);
-  ASSERT_EQ(con.bonds().size(), 1u);
-  EXPECT_TRUE(con.bonds()[0].connects_con_atoms(1, 2));
-}
-
-TEST(ConFileClassification, BothContactLayoutsInOneFile) {
-  ConFile con = read_text("VDW 1 0.0\n"
-                          "CONT INTER 4 TO 6 WITHIN VDW\n"
-                          "VDW 2 0.1\n"
-                          "CONT INTER 8 TO 2 DIST -1.0 -0.2\n"
-                          "VDW 3 -0.3\n"
-                          "CONT ANY FROM AT 5 TO 1 DIST -5.0 -0.44\n"
-                          "VDW 4 0.2\n"
-                          "CONT INTRA FROM AT 7 TO 3 WITHIN VDW\n");
-  ASSERT_EQ(con.contacts().size(), 4u);
-  const auto& c = con.contacts();
-  EXPECT_EQ(c[0].type(), 1);
-  EXPECT_TRUE(c[0].vdw_only());
-  EXPECT_EQ(c[0].atom_a(), 4);
-  EXPECT_EQ(c[0].atom_b(), 6);
-  EXPECT_FALSE(c[1].vdw_only());
-  EXPECT_DOUBLE_EQ(c[1].high(), -0.2);
-  EXPECT_DOUBLE_EQ(c[1].vdw_tolerance(), 0.1);
-  EXPECT_EQ(c[2].type(), 3);
-  EXPECT_EQ(c[2].atom_a(), 5);
-  EXPECT_EQ(c[2].atom_b(), 1);
-  EXPECT_FALSE(c[2].vdw_only());
-  EXPECT_DOUBLE_EQ(c[2].high(), -0.44);
-  EXPECT_EQ(c[3].type(), 2);
-  EXPECT_TRUE(c[3].vdw_only());
-  EXPECT_DOUBLE_EQ(c[3].vdw_tolerance(), 0.2);
-  // Each contact line's first word (CONT) is neither atom nor bond.
-  EXPECT_TRUE(con.atoms().empty());
-  EXPECT_TRUE(con.bonds().empty());
-}
-
-TEST(ConFileClassification, CarriageReturnLineEndsReadTheSame) {
-  std::string lf = "AT1 C 3 T3 0 0 0\nAT2 O 1 1 T2 0 0 0\nBO 1 2 1\nVDW 1 0.5\n"
-                   "CONT INTER 2 TO 1 WITHIN VDW\n";
-  std::string crlf;
-  for (char ch : lf) {
-    if (ch == '\n')
-      crlf += '\r';
-    crlf += ch;
+/// The motif: each substructure's elements and bond count ("COOH/3"), then the contacts
+/// ("0.3>1.1", substructure.atom) and the angles ("0.2-0.3-1.1").
+std::string motif_text(const Motif &m) {
+  std::ostringstream os;
+  for (const auto &s : *m.substructures()) {
+    for (int i = 0; i < s->nnodes(); ++i)
+      os << s->node(i)->elements().at(0).symbol();
+    os << "/" << s->nedges() << " ";
   }
-  ConFile a = read_text(lf);
-  ConFile b = read_text(crlf);
-  ASSERT_EQ(a.contacts().size(), 1u);
-  ASSERT_EQ(b.bonds().size(), 1u);
-  ASSERT_EQ(b.atoms().size(), 2u);
-  EXPECT_EQ(b.atoms()[1].nbonds_text(), "T2");
-  ASSERT_EQ(b.contacts().size(), 1u);
-  EXPECT_DOUBLE_EQ(b.contacts()[0].vdw_tolerance(), 0.5);
-  EXPECT_EQ(b.contacts()[0].atom_a(), a.contacts()[0].atom_a());
-  EXPECT_EQ(b.bonds()[0].type_code(), 1);
+  for (const auto &c : *m.contacts())
+    os << c->from_substructure() << "." << c->from_atom() << ">" << c->to_substructure() << "."
+       << c->to_atom() << " ";
+  for (const auto &a : *m.angle_constraints())
+    for (int k = 0; k < 3; ++k)
+      os << a->substructure(k) << "." << a->atom(k) << (k < 2 ? "-" : " ");
+  return os.str();
 }
 
-TEST(ConFileRead, AnUnreadableFileChangesNothing) {
-  ScratchFile f("AT1 C 3 T3 0 0 0\n");
-  ConFile con;
-  ASSERT_TRUE(con.read(f.path()));
-  EXPECT_FALSE(con.read(missing_path()));
-  EXPECT_EQ(con.atoms().size(), 1u);
-  EXPECT_EQ(con.residues(), (std::vector<int>{0}));
-  EXPECT_EQ(con.path(), f.path());
+const std::string acid_dimer = "Carboxylic acid dimer\n"
+                               "AT1 C 3 T3 0 0 0\nAT2 O 1 0 T1 0 0 0\nAT3 O 2 1 T2 0 0 0\n"
+                               "AT4 H 1 0 T1 0 0 0\nBO 1 2 2\nBO 1 3 1\nBO 3 4 1\n"
+                               "AT5 C 3 T3 0 0 0\nAT6 O 1 0 T1 0 0 0\nAT7 O 2 1 T2 0 0 0\n"
+                               "AT8 H 1 0 T1 0 0 0\nBO 5 6 2\nBO 5 7 1\nBO 7 8 1\n"
+                               "VDW 1 0.0\nCONT INTER 4 TO 6 WITHIN VDW\n"
+                               "VDW 2 -0.1\nCONT INTER 8 TO 2 DIST -1.2 -0.3\n"
+                               "DEFINE ANG1 3 4 6\nANGLE ANG1 150 180\n";
+
+TEST(ConFile, TheFirstWordOfALineDecidesWhichRecordItIs) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"TITLE acid dimer\n# comment AT1 C 3 T3\n\nat1 c 3 t3 0 0 0\nvdw 1 0\n", ""},
+      // Loose substring tests in the order atom, bond, contact: XAT5 is atom 0, BOAT an atom.
+      {"XAT5 C 1 0 0 0 0\nBOND 1 2 1\nBOAT O 1 0 0 0 0\nVDWBO 3 4 1\n",
+       "AT0:C AT0:O BO1-2:1 BO3-4:1 "},
+      // A contact reads the next line, which is read as a record of its own as well.
+      {"VDW 1 0.0\nBO 5 6 2\n", "BO5-6:2 VDW-1--1 "},
+      // An angle is a line of exactly five words holding DEFINE anywhere.
+      {"DEFINE ANG1 1 2\nANGLE A 1 2\nDEFINE A 1 2 3 4\nANGLE A 1 2\n# DEFINE 3 2 1\nANGLE\n",
+       "ANG3-2-1 "},
+      // A record line that is the last of the file has no second line and is skipped.
+      {"AT1 H 1 0 0 0\nVDW 2 0.0", "AT1:H "},
+      {"DEFINE ANG1 1 2 3\n", ""},
+      {"AT1 O 1 2 T2 0 0 0\r\nBO 1 2 1\r\nVDW 1 0.5\r\nCONT INTER 2 TO 1 WITHIN VDW\r\n",
+       "AT1:O BO1-2:1 VDW2-1 "},
+      // Records among binary junk are found; a line longer than 4999 characters ends the file.
+      {std::string("\x89PNG\r\n\x1a\n\0\0\xff\n", 12) +
+           "AT1 C 3 T3 0 0 0\n\x01\x02 \x7f\nBO 1 2 1\n",
+       "AT1:C BO1-2:1 "},
+      {"AT1 C 3 T3 0 0 0\n" + std::string(4999, 'x') + "\nAT2 O 1 0 0 0\n" +
+           std::string(5000, 'y') + "\nAT3 N 1 0 0 0\n",
+       "AT1:C AT2:O "}};
+  for (const auto &[text, read] : cases)
+    EXPECT_EQ(records(read_text(text)), read) << text.substr(0, 60);
 }
 
-TEST(ConFileRead, ReadingAgainReplacesEverything) {
-  ScratchFile first("AT1 C 1 0 0 0\nAT2 C 1 0 0 0\nBO 1 2 1\n");
-  ScratchFile second("AT9 N 1 0 0 0\n");
+TEST(ConFile, BondedAtomsAreOneSubstructureAndLoneAtomsFollowTheBondedOnes) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      // Pieces in order of their first bond (5-6 joins 7-8 only through the last bond), then
+      // the lone atoms in file order.
+      {"AT1 O 1 0 0 0\nAT2 C 1 0 0 0\nAT3 O 1 0 0 0\nAT4 N 1 0 0 0\nAT5 C 1 0 0 0\n"
+       "AT6 C 1 0 0 0\nAT7 C 1 0 0 0\nAT8 C 1 0 0 0\nBO 5 6 1\nBO 2 3 2\nBO 7 8 1\nBO 6 7 1\n",
+       "CCCC/3 CO/1 O/0 N/0 "},
+      {acid_dimer, "COOH/3 COOH/3 0.3>1.1 1.3>0.1 0.2-0.3-1.1 "},
+      // Both records of atom 1 join its group; of the two lone atom-5 records the first is
+      // the one contacts name.
+      {"AT1 C 1 0 0 0\nAT1 O 1 0 0 0\nAT2 H 1 0 0 0\nBO 1 2 1\nAT5 N 1 0 0 0\nAT5 N 1 0 0 0\n"
+       "VDW 1 0.0\nCONT INTER 2 TO 5 WITHIN VDW\n",
+       "COH/1 N/0 N/0 0.2>1.0 "},
+      {"", ""}};
+  for (const auto &[text, motif] : cases)
+    EXPECT_EQ(motif_text(*read_text(text).motif()), motif) << text;
+}
+
+TEST(ConFile, ReadingReplacesEverythingAndWhatCannotBeReadChangesNothing) {
+  ScratchFile first(acid_dimer), second("AT9 N 1 0 0 0\n");
   ConFile con;
-  con.read(first.path());
+  ASSERT_TRUE(con.read(first.path()));
   con.motif();
-  ASSERT_EQ(con.sub_atom_index(2), 1);
-  con.read(second.path());
-  EXPECT_EQ(numbers(con.atoms()), (std::vector<int>{9}));
-  EXPECT_TRUE(con.bonds().empty());
+  ASSERT_TRUE(con.read(second.path()));
+  EXPECT_EQ(records(con), "AT9:N ");
   EXPECT_EQ(con.residues(), (std::vector<int>{0}));
   EXPECT_EQ(con.sub_atom_index(2), -1);
-  con.clear();
-  EXPECT_TRUE(con.atoms().empty());
-  EXPECT_TRUE(con.residues().empty());
-}
-
-// ---- residues ----
-
-TEST(ConFileResidues, TwoUnbondedAtomsAreTwoResidues) {
-  ConFile con = read_text("AT1 C 1 0 0 0\nAT2 O 1 0 0 0\n");
-  EXPECT_EQ(con.residues(), (std::vector<int>{0, 1}));
-  EXPECT_EQ(residues_of_atoms(con), (std::vector<int>{0, 1}));
-  auto m = con.motif();
-  ASSERT_EQ(m->nsubstructures(), 2);
-  EXPECT_EQ(m->substructure(0)->nnodes(), 1);
-  EXPECT_EQ(m->substructure(1)->nnodes(), 1);
-  EXPECT_EQ(m->substructure(1)->node(0)->elements(),
-            (std::vector<Element>{Element(Element::Oxygen)}));
-}
-
-TEST(ConFileResidues, LoneAtomsAreNumberedAfterAllBondedGroups) {
-  ConFile con = read_text("AT1 O 1 0 0 0\n" // no bond, first in the file
-                          "AT2 C 1 0 0 0\n"
-                          "AT3 O 1 0 0 0\n"
-                          "AT4 N 1 0 0 0\n" // no bond
-                          "AT5 C 1 0 0 0\n"
-                          "AT6 C 1 0 0 0\n"
-                          "BO 5 6 1\n"
-                          "BO 2 3 2\n");
-  // Groups in order of their first bond: {5,6} then {2,3}; then atoms 1 and 4.
-  EXPECT_EQ(residues_of_bonds(con), (std::vector<int>{0, 1}));
-  EXPECT_EQ(residues_of_atoms(con), (std::vector<int>{2, 1, 1, 3, 0, 0}));
-  EXPECT_EQ(con.residues(), (std::vector<int>{0, 1, 2, 3}));
-  EXPECT_EQ(numbers(con.atoms_in_residue(1)), (std::vector<int>{2, 3}));
-  EXPECT_EQ(numbers(con.atoms_in_residue(2)), (std::vector<int>{1}));
-  EXPECT_TRUE(con.atoms_in_residue(7).empty());
-  ASSERT_EQ(con.bonds_in_residue(1).size(), 1u);
-  EXPECT_TRUE(con.bonds_in_residue(1)[0].connects_con_atoms(2, 3));
-
-  auto m = con.motif();
-  ASSERT_EQ(m->nsubstructures(), 4);
-  EXPECT_EQ(m->substructure(0)->nnodes(), 2);
-  EXPECT_EQ(m->substructure(1)->nnodes(), 2);
-  EXPECT_EQ(m->substructure(2)->node(0)->elements(),
-            (std::vector<Element>{Element(Element::Oxygen)}));
-  EXPECT_EQ(m->substructure(3)->node(0)->elements(),
-            (std::vector<Element>{Element(Element::Nitrogen)}));
-  ASSERT_EQ(m->substructure(1)->nedges(), 1);
-  EXPECT_EQ(m->substructure(1)->edge(0).bond->types(), (std::vector<BondType>{BondType::Double}));
-}
-
-TEST(ConFileResidues, AChainWrittenOutOfOrderIsOneGroup) {
-  // 1-2, 4-5, 3-4, 2-3: the last bond joins the first two pieces.
-  ConFile con = read_text("AT1 C 1 0 0 0\nAT2 C 1 0 0 0\nAT3 C 1 0 0 0\nAT4 C 1 0 0 0\n"
-                          "AT5 C 1 0 0 0\nAT6 O 1 0 0 0\n"
-                          "BO 1 2 1\nBO 4 5 1\nBO 3 4 1\nBO 2 3 1\n");
-  EXPECT_EQ(residues_of_bonds(con), (std::vector<int>{0, 0, 0, 0}));
-  EXPECT_EQ(residues_of_atoms(con), (std::vector<int>{0, 0, 0, 0, 0, 1}));
-  // The group lists its bonds as they join it: 1-2, 2-3, 3-4, 4-5.
-  auto groups = con.group_bonds(con.bonds());
-  ASSERT_EQ(groups.size(), 1u);
-  ASSERT_EQ(groups[0].size(), 4u);
-  for (int k = 0; k < 4; ++k)
-    EXPECT_TRUE(groups[0][k].connects_con_atoms(k + 1, k + 2)) << k;
-}
-
-TEST(ConFileResidues, GroupBondsOrdersPiecesByTheirFirstBond) {
-  ConFile con = read_text("BO 7 8 1\nBO 1 2 1\nBO 8 9 1\nBO 3 4 1\nBO 2 3 1\n");
-  ASSERT_EQ(con.bonds().size(), 5u);
-  auto groups = con.group_bonds(con.bonds());
-  ASSERT_EQ(groups.size(), 2u);
-  ASSERT_EQ(groups[0].size(), 2u);
-  EXPECT_TRUE(groups[0][0].connects_con_atoms(7, 8));
-  EXPECT_TRUE(groups[0][1].connects_con_atoms(8, 9));
-  ASSERT_EQ(groups[1].size(), 3u);
-  EXPECT_TRUE(groups[1][0].connects_con_atoms(1, 2));
-  EXPECT_TRUE(groups[1][1].connects_con_atoms(2, 3));
-  EXPECT_TRUE(groups[1][2].connects_con_atoms(3, 4));
-  EXPECT_TRUE(con.group_bonds({}).empty());
-  EXPECT_TRUE(con.bond_extends_group(con.bonds()[2], groups[0]));
-  EXPECT_FALSE(con.bond_extends_group(con.bonds()[2], groups[1]));
-  EXPECT_FALSE(con.bond_extends_group(con.bonds()[0], {}));
-}
-
-TEST(ConFileLookups, AtomsBondsAndIndices) {
-  ConFile con = read_text("AT1 C 1 T3 0 0 0\nAT2 O 1 0 0 0\nAT1 N 1 0 0 0\nAT4 O 1 0 0 0\n"
-                          "BO 2 1 2\nBO 1 3 1\n");
-  ASSERT_EQ(con.atoms().size(), 4u);
-  // The first record of a number wins.
-  EXPECT_EQ(con.find_con_atom(1).element_text(), "C");
-  ConAtom missing = con.find_con_atom(42);
-  EXPECT_EQ(missing.residue(), -1);
-  EXPECT_EQ(missing.element_text(), "X");
-  EXPECT_EQ(con.find_con_bond(1, 2).type_code(), 2);
-  EXPECT_EQ(con.find_con_bond(2, 1).type_code(), 2);
-  EXPECT_EQ(con.find_con_bond(2, 3).atom_a(), -1);
-  EXPECT_EQ(con.con_atoms(con.bonds()), (std::vector<int>{2, 1, 3}));
-  EXPECT_TRUE(con.is_bonded(con.atoms()[0]));
-  EXPECT_FALSE(con.is_bonded(con.atoms()[3]));
-  EXPECT_EQ(con.sub_atom_index(4), -1);
-}
-
-// ---- the motif ----
-
-const char* acid_dimer_text =
-    "Carboxylic acid dimer\n"
-    "AT1 C 3 T3 0 0 0\n"
-    "AT2 O 1 0 T1 0 0 0\n"
-    "AT3 O 2 1 T2 0 0 0\n"
-    "AT4 H 1 0 T1 0 0 0\n"
-    "BO 1 2 2\n"
-    "BO 1 3 1\n"
-    "BO 3 4 1\n"
-    "AT5 C 3 T3 0 0 0\n"
-    "AT6 O 1 0 T1 0 0 0\n"
-    "AT7 O 2 1 T2 0 0 0\n"
-    "AT8 H 1 0 T1 0 0 0\n"
-    "BO 5 6 2\n"
-    "BO 5 7 1\n"
-    "BO 7 8 1\n"
-    "VDW 1 0.0\n"
-    "CONT INTER 4 TO 6 WITHIN VDW\n"
-    "VDW 2 -0.1\n"
-    "CONT INTER 8 TO 2 DIST -1.2 -0.3\n"
-    "DEFINE ANG1 3 4 6\n"
-    "ANGLE ANG1 150 180\n";
-
-TEST(ConFileMotif, SubstructuresFollowTheResidues) {
-  ConFile con = read_text(acid_dimer_text);
-  auto m = con.motif();
-  EXPECT_EQ(m->name(), "");
-  ASSERT_EQ(m->nsubstructures(), 2);
-  for (int s = 0; s < 2; ++s) {
-    auto sub = m->substructure(s);
-    ASSERT_EQ(sub->nnodes(), 4);
-    EXPECT_EQ(sub->node(0)->elements(), (std::vector<Element>{Element(Element::Carbon)}));
-    EXPECT_EQ(sub->node(1)->elements(), (std::vector<Element>{Element(Element::Oxygen)}));
-    EXPECT_EQ(sub->node(2)->elements(), (std::vector<Element>{Element(Element::Oxygen)}));
-    EXPECT_EQ(sub->node(3)->elements(), (std::vector<Element>{Element(Element::Hydrogen)}));
-    ASSERT_EQ(sub->nedges(), 3);
-    EXPECT_EQ(sub->edge(0).atom1, 0);
-    EXPECT_EQ(sub->edge(0).atom2, 1);
-    EXPECT_EQ(sub->edge(0).bond->types(), (std::vector<BondType>{BondType::Double}));
-    EXPECT_EQ(sub->edge(1).atom1, 0);
-    EXPECT_EQ(sub->edge(1).atom2, 2);
-    EXPECT_EQ(sub->edge(2).atom1, 2);
-    EXPECT_EQ(sub->edge(2).atom2, 3);
-    EXPECT_EQ(sub->edge(2).bond->types(), (std::vector<BondType>{BondType::Single}));
-    // Default size limits.
-    EXPECT_EQ(sub->min_target_size(), 0);
-    EXPECT_EQ(sub->max_target_size(), 100000);
-  }
-  // Atom indices restart in every substructure.
-  EXPECT_EQ(con.sub_atom_index(1), 0);
-  EXPECT_EQ(con.sub_atom_index(4), 3);
-  EXPECT_EQ(con.sub_atom_index(5), 0);
-  EXPECT_EQ(con.sub_atom_index(8), 3);
-  EXPECT_EQ(con.atom_indices().size(), 8u);
-}
-
-TEST(ConFileMotif, ContactsJoinTheNamedAtoms) {
-  ConFile con = read_text(acid_dimer_text);
-  auto m = con.motif();
-  ASSERT_EQ(m->ncontacts(), 2);
-  auto c0 = m->contact(0);
-  EXPECT_EQ(c0->from_substructure(), 0);
-  EXPECT_EQ(c0->from_atom(), 3);
-  EXPECT_EQ(c0->to_substructure(), 1);
-  EXPECT_EQ(c0->to_atom(), 1);
-  EXPECT_TRUE(c0->criterion()->is_vdw_relative());
-  EXPECT_DOUBLE_EQ(c0->criterion()->upper(), 0.0);
-  EXPECT_DOUBLE_EQ(c0->criterion()->lower(), -5.0);
-  EXPECT_EQ(c0->criterion()->contact_type(), ContactType::Inter);
-  // The motif fills the element sets from the query atoms: H (1) to O (8).
-  EXPECT_EQ(c0->criterion()->first_elements(), (ElementSet{1}));
-  EXPECT_EQ(c0->criterion()->second_elements(), (ElementSet{8}));
-
-  auto c1 = m->contact(1);
-  EXPECT_EQ(c1->from_substructure(), 1);
-  EXPECT_EQ(c1->from_atom(), 3);
-  EXPECT_EQ(c1->to_substructure(), 0);
-  EXPECT_EQ(c1->to_atom(), 1);
-  EXPECT_DOUBLE_EQ(c1->criterion()->lower(), -1.2);
-  EXPECT_DOUBLE_EQ(c1->criterion()->upper(), -0.3);
-}
-
-TEST(ConFileMotif, AngleRecordsBecomeAngleConstraintsInDegrees) {
-  ConFile con = read_text(acid_dimer_text);
-  auto m = con.motif();
-  ASSERT_EQ(m->angle_constraints()->size(), 1u);
-  const auto& a = *(*m->angle_constraints())[0];
-  // O3 (0, 2), apex H4 (0, 3), O6 (1, 1).
-  EXPECT_EQ(a.substructure(0), 0);
-  EXPECT_EQ(a.atom(0), 2);
-  EXPECT_EQ(a.substructure(1), 0);
-  EXPECT_EQ(a.atom(1), 3);
-  EXPECT_EQ(a.substructure(2), 1);
-  EXPECT_EQ(a.atom(2), 1);
-  auto range = handle_cast<InclusiveRange>(a.condition());
-  ASSERT_TRUE(range);
-  EXPECT_EQ(range->name(), "in range");
-  EXPECT_DOUBLE_EQ(range->low(), 150.0);
-  EXPECT_DOUBLE_EQ(range->high(), 180.0);
-}
-
-TEST(ConFileMotif, EachCallBuildsANewMotif) {
-  ConFile con = read_text(acid_dimer_text);
-  auto a = con.motif();
-  auto b = con.motif();
-  EXPECT_NE(a, b);
-  EXPECT_NE(a->substructure(0), b->substructure(0));
-  EXPECT_EQ(b->nsubstructures(), 2);
-  EXPECT_EQ(b->ncontacts(), 2);
-}
-
-TEST(MotifReadFromConFile, ReplacesTheWholeQueryAndKeepsTheAngles) {
-  ScratchFile f(acid_dimer_text);
-  Motif m("old name");
-  m.add_substructure(make_handle<MotifSubstructure>());
-  m.read_from_con_file(f.path());
-  EXPECT_EQ(m.name(), "");
-  ASSERT_EQ(m.nsubstructures(), 2);
-  EXPECT_EQ(m.substructure(0)->nnodes(), 4);
-  ASSERT_EQ(m.ncontacts(), 2);
-  EXPECT_EQ(m.contact(1)->from_substructure(), 1);
-  EXPECT_EQ(m.angle_constraints()->size(), 1u);
-  EXPECT_TRUE(m.torsion_constraints()->empty());
-}
-
-TEST(MotifReadFromConFile, AnUnreadableFileGivesAnEmptyQuery) {
-  Motif m("old name");
-  m.add_substructure(make_handle<MotifSubstructure>());
+  EXPECT_FALSE(con.read(missing_path()));
+  EXPECT_FALSE(con.read(std::filesystem::temp_directory_path().string()));
+  EXPECT_EQ(records(con), "AT9:N ");
+  // A query read from a file that cannot be opened is empty.
+  Motif m("old");
+  m.read_from_con_file(first.path());
+  EXPECT_EQ(motif_text(m), "COOH/3 COOH/3 0.3>1.1 1.3>0.1 0.2-0.3-1.1 ");
   m.read_from_con_file(missing_path());
-  EXPECT_EQ(m.name(), "");
-  EXPECT_EQ(m.nsubstructures(), 0);
-  EXPECT_EQ(m.ncontacts(), 0);
-  EXPECT_TRUE(m.angle_constraints()->empty());
+  EXPECT_EQ(motif_text(m), "");
+}
+
+// Records that cannot become a searchable query are refused when the motif is made, naming
+// the file and the line of the record; the motif a file was to replace stays as it was.
+TEST(ConFile, RecordsThatCannotBeSearchedAreRefusedWithFileAndLine) {
+  const std::string atoms = "AT1 O 1 0 0 0 0\nAT2 O 1 0 0 0 0\nAT3 H 1 0 0 0 0\nBO 1 3 1\n";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"VDW 1 inf\nCONT INTER 3 TO 2 WITHIN VDW\n",
+       "line 5: contact between atoms 3 and 2: limit inf"},
+      {"VDW 1 nan\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit nan is not an offset from -30 to 30 A"},
+      {"VDW 1 1e300\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit 1e+300 is not an offset"},
+      {"VDW 1 180\nCONT INTER 3 TO 2 WITHIN VDW\n", "limit 180 is not an offset"},
+      {"VDW 1 0\nCONT INTER 3 TO 2 DIST -1.0 1e3\n", "limit 1000 is not an offset"},
+      {"VDW 1 0\nCONT INTER 3 TO 2 DIST 0.5 -0.5\n", "the range 0.5 to -0.5 holds no distance"},
+      {"DEFINE A 1 3 2\nANGLE A 90 270\n", "line 5: angle 1-3-2: the range 90 to 270 is not"},
+      {"DEFINE A 1 3 2\nANGLE A 120 -inf\n", "the range 120 to -inf is not"},
+      {"VDW 1 0.0\nCONT INTER 3 TO 9 WITHIN VDW\n",
+       "line 5: contact between atoms 3 and 9: atom 9"},
+      {"VDW 1 0.0\n\n", "atom -1 has no atom record"},
+      {"DEFINE A 1 3 5\nANGLE A 120 180\n", "line 5: angle 1-3-5: atom 5 has no atom record"},
+      {"BO 1 7 1\n", "line 5: bond between atoms 1 and 7: atom 7 has no atom record"},
+      {"BO 2 2 1\n", "an atom cannot be bonded to itself"},
+      {"VDW 1 30\nCONT INTER 3 TO 2 DIST -30 30\nDEFINE A 1 3 2\nANGLE A 0 180\n", ""}};
+  for (const auto &[text, problem] : cases) {
+    SCOPED_TRACE(text);
+    ScratchFile f(atoms + text);
+    Motif m("kept");
+    try {
+      m.read_from_con_file(f.path());
+      EXPECT_EQ(problem, "");
+    } catch (const std::logic_error &e) { // out_of_range or invalid_argument
+      EXPECT_NE(problem, "") << e.what();
+      EXPECT_NE(std::string(e.what()).find(f.path() + ": "), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(problem), std::string::npos) << e.what();
+      EXPECT_EQ(m.name(), "kept");
+    }
+  }
+}
+
+TEST(ConFile, BinaryAndEnormousFilesGiveAQueryOrAnErrorNamingTheFile) {
+  const std::size_t ten_megabytes = 10u << 20;
+  std::uint32_t x = 7; // deterministic junk: every byte value, NUL and line ends included
+  std::string junk(ten_megabytes, '\0'), filler;
+  for (char &c : junk)
+    c = static_cast<char>((x = x * 1664525u + 1013904223u) >> 24);
+  while (filler.size() < ten_megabytes)
+    filler += "# a line that is no record, repeated to fill ten megabytes\n";
+  const std::string query = "AT1 O 1 1 T2 0 0 0\nAT2 H 1 0 T1 0 0 0\nBO 1 2 1\nAT3 O 1 0 0 0\n"
+                            "VDW 1 0.0\nCONT INTER 2 TO 3 WITHIN VDW\n";
+  for (const std::string &text : {junk.substr(0, 1 << 16), junk.substr(1 << 16, 1 << 16), junk,
+                                  filler + query, std::string(ten_megabytes, 'A') + "\n" + query}) {
+    ScratchFile f(text, ".bin");
+    ConFile con;
+    ASSERT_TRUE(con.read(f.path()));
+    try {
+      auto m = con.motif();
+      EXPECT_EQ(m->nsubstructures(), static_cast<int>(con.residues().size()));
+      EXPECT_EQ(m->ncontacts(), static_cast<int>(con.contacts().size()));
+    } catch (const std::exception &e) {
+      EXPECT_NE(std::string(e.what()).find(f.path()), std::string::npos) << e.what();
+    }
+  }
+  EXPECT_EQ(motif_text(*read_text(filler + query).motif()), "OH/1 O/0 0.1>1.0 ");
+}
+
+TEST(ConFile, LargeQueriesAreMadeInAMoment) {
+  // A 60000-atom chain whose bonds are listed from the far end (grouping one bond per pass
+  // would take billions of steps), 20000 lone atoms, and 10000 contacts.
+  const int n = 60000;
+  std::string chain = "BO 1 2 1\n", lone,
+              contacts = "AT1 O 1 0 0 0 0\nAT2 H 1 0 0 0 0\nAT3 O 1 0 0 0 0\nBO 1 2 1\n";
+  for (int i = 1; i <= n; ++i)
+    chain += "AT" + std::to_string(i) + " C 2 T2 0 0 0\n";
+  for (int i = n - 1; i >= 2; --i)
+    chain += "BO " + std::to_string(i) + " " + std::to_string(i + 1) + " 1\n";
+  for (int i = 1; i <= 20000; ++i)
+    lone += "AT" + std::to_string(i) + " O 0 2 0 0 0\n";
+  for (int i = 1; i <= 10000; ++i)
+    contacts += "VDW " + std::to_string(i) + " 0.0\nCONT INTER 2 TO 3 WITHIN VDW\n";
+  const auto start = std::chrono::steady_clock::now();
+  auto m = read_text(chain).motif();
+  ASSERT_EQ(m->nsubstructures(), 1);
+  EXPECT_EQ(m->substructure(0)->nedges(), n - 1);
+  EXPECT_EQ(read_text(lone).motif()->nsubstructures(), 20000);
+  m = read_text(contacts).motif();
+  ASSERT_EQ(m->ncontacts(), 10000);
+  EXPECT_EQ(m->contact(9999)->criterion()->second_elements(), (ElementSet{8}));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 #ifndef XTALMOTIF_TESTS_FILES_SCRATCH_FILE_H
 #define XTALMOTIF_TESTS_FILES_SCRATCH_FILE_H
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -11,37 +9,32 @@
 
 namespace xtalmotif::testing {
 
-/// A file in the system's temporary folder that lives as long as the object: written from a
-/// string (bytes as given, no newline added) and removed afterwards.
-class ScratchFile {
-public:
-  explicit ScratchFile(const std::string& content, const std::string& suffix = ".con") {
-    static std::atomic<int> counter{0};
-    path_ = std::filesystem::temp_directory_path() /
-            ("xtalmotif_files_test_" + std::to_string(::getpid()) + "_" +
-             std::to_string(counter++) + suffix);
-    std::ofstream out(path_, std::ios::binary | std::ios::trunc);
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-    EXPECT_TRUE(out.good()) << "could not write " << path_.string();
-  }
-  ~ScratchFile() {
-    std::error_code ec;
-    std::filesystem::remove(path_, ec);
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-
-  std::string path() const { return path_.string(); }
-
-private:
-  std::filesystem::path path_;
-};
-
-/// A path in the temporary folder that names nothing.
-inline std::string missing_path() {
-  return (std::filesystem::temp_directory_path() / "xtalmotif_files_test_no_such_file.con")
+inline std::string temp_path(const std::string &name) {
+  return (std::filesystem::temp_directory_path() /
+          ("xtalmotif_files_test_" + std::to_string(::getpid()) + "_" + name))
       .string();
 }
+
+/// A path in the temporary folder that names nothing.
+inline std::string missing_path() { return temp_path("no_such_file.con"); }
+
+/// A file in the temporary folder holding exactly `content`, removed with the object.
+class ScratchFile {
+public:
+  explicit ScratchFile(const std::string &content, const std::string &suffix = ".con") {
+    static std::atomic<int> counter{0};
+    std::ofstream(path_ = temp_path(std::to_string(counter++) + suffix), std::ios::binary)
+        << content;
+  }
+  ~ScratchFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  const std::string &path() const { return path_; }
+
+private:
+  std::string path_;
+};
 
 } // namespace xtalmotif::testing
 
