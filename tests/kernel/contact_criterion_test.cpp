@@ -1,11 +1,12 @@
+// Contact criteria: which elements may stand at each end, the distance window (absolute or
+// relative to the van der Waals radii, both ends excluded) and bond-path lengths.
+
 #include "kernel/contact_criterion.h"
-#include "kernel_test_molecules.h"
+#include "kernel_test_support.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <stdexcept>
-#include <string>
 
 namespace xtalmotif {
 namespace {
@@ -14,183 +15,103 @@ using testing::MoleculeBuilder;
 
 THandle<ElementSet> set_of(std::initializer_list<int> z) { return make_handle<ElementSet>(z); }
 
-CombinedCriterion donor_acceptor(bool symmetric) {
-  // First end O (8), second end N (7).
+CombinedCriterion o_to_n(bool symmetric, THandle<ElementSet> second = set_of({7})) {
   return CombinedCriterion(true, 0.0, -5.0, ContactType::Inter, 4, 999, symmetric, set_of({8}),
-                           set_of({7}));
+                           second);
 }
 
-// Atoms 0 O, 1 N, 2 C, 3 H, 4 D, unbonded.
-Molecule five_atoms() {
+TEST(ContactCriterion, ElementsAtEachEndByAtomicNumber) {
   MoleculeBuilder b;
-  b.atom("O");
-  b.atom("N");
-  b.atom("C");
-  b.atom("H");
-  b.atom("D");
-  return b.molecule();
-}
-
-TEST(ContactCriterion, ElementSetsHoldAtomicNumbers) {
-  Molecule m = five_atoms();
-  CombinedCriterion c = donor_acceptor(false);
-  EXPECT_TRUE(c.test_first_atom(m, 0));
-  EXPECT_FALSE(c.test_first_atom(m, 1));
-  EXPECT_FALSE(c.test_first_atom(m, 2));
-  EXPECT_FALSE(c.test_second_atom(m, 0));
-  EXPECT_TRUE(c.test_second_atom(m, 1));
-  EXPECT_FALSE(c.test_second_atom(m, 2));
-
-  // Hydrogen and deuterium share atomic number 1.
-  CombinedCriterion h(false, 2.5, 0.0, ContactType::Any, 4, 999, false, set_of({1}), nullptr);
-  EXPECT_TRUE(h.test_first_atom(m, 3));
-  EXPECT_TRUE(h.test_first_atom(m, 4));
-  EXPECT_FALSE(h.test_first_atom(m, 0));
-  EXPECT_TRUE(h.test_second_atom(m, 2)); // null second set: accepts any atom
+  for (const char* s : {"O", "N", "C", "H", "D"})
+    b.atom(s);
+  const Molecule& m = b.molecule();
+  const CombinedCriterion h(false, 2.5, 0, ContactType::Any, 4, 999, false, set_of({1}), nullptr);
+  const struct {
+    CombinedCriterion c;
+    int atom;
+    bool first, second;
+  } cases[] = {{o_to_n(false), 0, true, false}, {o_to_n(false), 1, false, true},
+               {o_to_n(false), 2, false, false}, {o_to_n(true), 0, true, true},
+               {o_to_n(true), 1, true, true},   {o_to_n(true), 2, false, false},
+               // An empty set accepts any atom, at both ends of a symmetric criterion.
+               {o_to_n(true, make_handle<ElementSet>()), 2, true, true},
+               {o_to_n(false, make_handle<ElementSet>()), 2, false, true},
+               // Deuterium is hydrogen.
+               {h, 3, true, true},              {h, 4, true, true}, {h, 0, false, true}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.c.test_first_atom(m, c.atom), c.first) << c.atom;
+    EXPECT_EQ(c.c.test_second_atom(m, c.atom), c.second) << c.atom;
+  }
   EXPECT_THROW(h.test_first_atom(m, 5), std::out_of_range);
 }
 
-TEST(ContactCriterion, SymmetricSetsApplyInEitherOrder) {
-  Molecule m = five_atoms();
-  CombinedCriterion c = donor_acceptor(true);
-  for (int atom : {0, 1}) {
-    EXPECT_TRUE(c.test_first_atom(m, atom)) << atom;
-    EXPECT_TRUE(c.test_second_atom(m, atom)) << atom;
+TEST(ContactCriterion, DistanceWindowsExcludeBothEnds) {
+  // Absolute 2.5 to 3.25 whatever the radii; relative to radii 1.5 + 1.5, the same window.
+  const CombinedCriterion absolute(false, 3.25, 2.5, ContactType::Inter, 4, 999, false, nullptr,
+                                   nullptr);
+  const CombinedCriterion relative(true, 0.25, -0.5, ContactType::Inter, 4, 999, false, nullptr,
+                                   nullptr);
+  for (double r : {1.5, 10.0})
+    EXPECT_DOUBLE_EQ(absolute.max_distance(r, r), 3.25);
+  EXPECT_DOUBLE_EQ(relative.max_distance(1.5, 1.5), 3.25);
+  for (double d : {2.5, 2.5000001, 3.0, 3.2499999, 3.25}) {
+    const bool inside = d > 2.5 && d < 3.25;
+    EXPECT_EQ(absolute.test_distance(d, 10.0, 10.0), inside) << d;
+    EXPECT_EQ(relative.test_distance(d, 1.5, 1.5), inside) << d;
   }
-  EXPECT_FALSE(c.test_first_atom(m, 2));
-  EXPECT_FALSE(c.test_second_atom(m, 2));
-  // With one set empty a symmetric criterion accepts anything at both ends.
-  CombinedCriterion open(true, 0.0, -5.0, ContactType::Inter, 4, 999, true, set_of({8}),
-                         make_handle<ElementSet>());
-  EXPECT_TRUE(open.test_first_atom(m, 2));
-  EXPECT_TRUE(open.test_second_atom(m, 2));
-  CombinedCriterion closed(true, 0.0, -5.0, ContactType::Inter, 4, 999, false, set_of({8}),
-                           make_handle<ElementSet>());
-  EXPECT_FALSE(closed.test_first_atom(m, 2));
-  EXPECT_TRUE(closed.test_second_atom(m, 2));
-}
-
-TEST(ContactCriterion, AbsoluteDistanceLimitsAreExclusive) {
-  CombinedCriterion c(false, 3.25, 2.5, ContactType::Inter, 4, 999, false, nullptr, nullptr);
-  EXPECT_FALSE(c.test_distance(2.5, 1.0, 1.0));
-  EXPECT_TRUE(c.test_distance(2.5000001, 1.0, 1.0));
-  EXPECT_TRUE(c.test_distance(3.0, 1.0, 1.0));
-  EXPECT_TRUE(c.test_distance(3.2499999, 1.0, 1.0));
-  EXPECT_FALSE(c.test_distance(3.25, 1.0, 1.0));
-  // The radii play no part.
-  EXPECT_TRUE(c.test_distance(3.0, 10.0, 10.0));
-  EXPECT_DOUBLE_EQ(c.max_distance(10.0, 10.0), 3.25);
-}
-
-TEST(ContactCriterion, VanDerWaalsRelativeLimitsAreExclusiveOffsets) {
-  // Radii 1.5 + 1.5: window (3.0 - 0.5, 3.0 + 0.25) = (2.5, 3.25), all exact in binary.
-  CombinedCriterion c(true, 0.25, -0.5, ContactType::Inter, 4, 999, false, nullptr, nullptr);
-  EXPECT_FALSE(c.test_distance(2.5, 1.5, 1.5));
-  EXPECT_TRUE(c.test_distance(2.5000001, 1.5, 1.5));
-  EXPECT_TRUE(c.test_distance(3.0, 1.5, 1.5));
-  EXPECT_FALSE(c.test_distance(3.25, 1.5, 1.5));
-  EXPECT_TRUE(c.test_distance(3.2499999, 1.5, 1.5));
-  EXPECT_DOUBLE_EQ(c.max_distance(1.5, 1.5), 3.25);
-  // Smaller atoms, smaller window.
-  EXPECT_FALSE(c.test_distance(3.0, 1.0, 1.0));
-
-  // The default contact: anything shorter than the radius sum, O...N 1.52 + 1.55 = 3.07.
+  EXPECT_FALSE(relative.test_distance(3.0, 1.0, 1.0)); // smaller atoms, smaller window
+  // The usual contact: shorter than the radius sum, O...N 1.52 + 1.55.
   VdWCriterion touching(0.0, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr);
-  double r_o = Element("O").vdw_radius(), r_n = Element("N").vdw_radius();
-  EXPECT_TRUE(touching.is_vdw_relative());
-  EXPECT_TRUE(touching.test_distance(2.9, r_o, r_n));
-  EXPECT_FALSE(touching.test_distance(3.1, r_o, r_n));
-  touching.set_upper_offset(0.5);
-  EXPECT_DOUBLE_EQ(touching.upper(), 0.5);
-  EXPECT_TRUE(touching.test_distance(3.5, r_o, r_n));
-  EXPECT_DOUBLE_EQ(touching.lower_offset(), -5.0);
+  const double r_o = Element("O").vdw_radius(), r_n = Element("N").vdw_radius();
+  EXPECT_TRUE(touching.test_distance(3.06, r_o, r_n));
+  EXPECT_FALSE(touching.test_distance(3.08, r_o, r_n));
 }
 
-TEST(ContactCriterion, PathLengthsAreShortestBondPaths) {
-  // Hexane chain 0-5, a cyclohexane 6-11, and a lone atom 12.
+TEST(ContactCriterion, PathLengthsAreShortestBondPathsWithinTheirLimits) {
+  // Hexane chain 0-5, cyclohexane 6-11, lone atom 12.
   MoleculeBuilder b;
-  for (int i = 0; i < 13; ++i)
-    b.atom("C");
-  for (int i = 0; i < 5; ++i)
-    b.bond(i, i + 1);
-  for (int i = 0; i < 6; ++i)
-    b.bond(6 + i, 6 + (i + 1) % 6);
-  const Molecule &m = b.molecule();
-  CombinedCriterion c(true, 0.0, -5.0, ContactType::Intra, 4, 999, false, nullptr, nullptr);
-  EXPECT_TRUE(c.test_path(m, 0, 5));  // 5 bonds
-  EXPECT_TRUE(c.test_path(m, 0, 4));  // 4 bonds: the lower end is included
-  EXPECT_FALSE(c.test_path(m, 0, 3)); // 3 bonds
-  EXPECT_FALSE(c.test_path(m, 3, 0));
-  EXPECT_FALSE(c.test_path(m, 2, 2)); // an atom is 0 bonds from itself
-  // Round the ring the short way: 6 to 10 is 2 bonds, not 4.
-  EXPECT_FALSE(c.test_path(m, 6, 10));
-  // No path at all: different pieces pass.
-  EXPECT_TRUE(c.test_path(m, 0, 6));
-  EXPECT_TRUE(c.test_path(m, 12, 3));
-
-  CombinedCriterion near(true, 0.0, -5.0, ContactType::Intra, 0, 2, false, nullptr, nullptr);
-  EXPECT_TRUE(near.test_path(m, 2, 2));
-  EXPECT_TRUE(near.test_path(m, 6, 10));
-  EXPECT_TRUE(near.test_path(m, 1, 3));
-  EXPECT_FALSE(near.test_path(m, 1, 4)); // the upper end: 3 > 2
-  EXPECT_FALSE(near.test_path(m, 6, 9)); // opposite ring atoms, 3 bonds either way
+  b.chain("C", 6).chain("C", 6).bond(11, 6).atom("C");
+  const Molecule& m = b.molecule();
+  const CombinedCriterion far(true, 0, -5, ContactType::Intra, 4, 999, false, nullptr, nullptr);
+  const CombinedCriterion near(true, 0, -5, ContactType::Intra, 0, 2, false, nullptr, nullptr);
+  const struct {
+    int a, b;
+    bool far, near;
+  } cases[] = {{0, 5, true, false},  {0, 4, true, false}, {0, 3, false, false},
+               {3, 0, false, false}, {2, 2, false, true}, {1, 3, false, true},
+               {6, 10, false, true}, // round the ring the short way: 2 bonds
+               {6, 9, false, false}, // opposite ring atoms: 3 bonds either way
+               {0, 6, true, true},   {12, 3, true, true}}; // no path at all passes
+  for (const auto& c : cases) {
+    EXPECT_EQ(far.test_path(m, c.a, c.b), c.far) << c.a << "-" << c.b;
+    EXPECT_EQ(near.test_path(m, c.a, c.b), c.near) << c.a << "-" << c.b;
+  }
   EXPECT_THROW(near.test_path(m, 0, 13), std::out_of_range);
 }
 
-TEST(ContactCriterion, ValueEqualityOverEveryField) {
-  CombinedCriterion a = donor_acceptor(false);
-  EXPECT_TRUE(a == donor_acceptor(false));
-  auto differs = [&](auto change) {
+TEST(ContactCriterion, EqualityLooksAtEveryFieldAndSetContents) {
+  const CombinedCriterion a = o_to_n(false);
+  auto changed = [&](auto change) {
     CombinedCriterion b = a;
     change(b);
-    return a != b;
+    return b;
   };
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.set_vdw_relative(false); }));
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.set_upper(0.1); }));
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.set_lower(-4.0); }));
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.set_contact_type(ContactType::Any); }));
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.first_elements().insert(7); }));
-  EXPECT_TRUE(differs([](CombinedCriterion &b) { b.second_elements().clear(); }));
-  EXPECT_TRUE(a != donor_acceptor(true));
-  EXPECT_TRUE(a != CombinedCriterion(true, 0.0, -5.0, ContactType::Inter, 3, 999, false,
-                                     set_of({8}), set_of({7})));
-  EXPECT_TRUE(a != CombinedCriterion(true, 0.0, -5.0, ContactType::Inter, 4, 998, false,
-                                     set_of({8}), set_of({7})));
-  // Sets compare by content, not by handle; null sets are empty sets.
-  CombinedCriterion n1(true, 0.0, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr);
-  CombinedCriterion n2(true, 0.0, -5.0, ContactType::Inter, 4, 999, false,
-                       make_handle<ElementSet>(), make_handle<ElementSet>());
-  EXPECT_TRUE(n1 == n2);
-  EXPECT_TRUE(n1.first_elements().empty());
-}
-
-TEST(ContactCriterion, CopiesOwnTheirElementSets) {
-  auto first = set_of({8});
-  CombinedCriterion a(true, 0.0, -5.0, ContactType::Inter, 4, 999, false, first, nullptr);
-  CombinedCriterion b(a);
-  b.first_elements().insert(7);
+  EXPECT_TRUE(a == o_to_n(false));
+  for (const CombinedCriterion& other :
+       {changed([](CombinedCriterion& b) { b.set_vdw_relative(false); }),
+        changed([](CombinedCriterion& b) { b.set_upper(0.1); }),
+        changed([](CombinedCriterion& b) { b.set_lower(-4.0); }),
+        changed([](CombinedCriterion& b) { b.set_contact_type(ContactType::Any); }),
+        changed([](CombinedCriterion& b) { b.first_elements().insert(7); }),
+        changed([](CombinedCriterion& b) { b.second_elements().clear(); }), o_to_n(true),
+        CombinedCriterion(true, 0, -5, ContactType::Inter, 3, 999, false, set_of({8}), set_of({7})),
+        CombinedCriterion(true, 0, -5, ContactType::Inter, 4, 998, false, set_of({8}), set_of({7}))})
+    EXPECT_TRUE(a != other);
+  // A copy's sets are its own.
   EXPECT_EQ(a.first_elements(), ElementSet{8});
-  EXPECT_EQ(b.first_elements(), (ElementSet{7, 8}));
-  CombinedCriterion c = donor_acceptor(true);
-  c = a;
-  EXPECT_TRUE(c == a);
-  c.second_elements().insert(1);
-  EXPECT_TRUE(a.second_elements().empty());
-}
-
-TEST(ContactCriterion, ContactTypeNames) {
-  EXPECT_STREQ(contact_type_name(ContactType::Inter), "INTER");
-  EXPECT_STREQ(contact_type_name(ContactType::Intra), "INTRA");
-  EXPECT_STREQ(contact_type_name(ContactType::Any), "ANY");
-  EXPECT_STREQ(contact_type_name(static_cast<ContactType>(7)), "UNKNOWN");
-  EXPECT_EQ(static_cast<int>(ContactType::Inter), 1);
-  EXPECT_EQ(static_cast<int>(ContactType::Intra), 2);
-  EXPECT_EQ(static_cast<int>(ContactType::Any), 3);
-
-  std::ostringstream os;
-  donor_acceptor(true).print(os);
-  EXPECT_NE(os.str().find("INTER"), std::string::npos) << os.str();
-  EXPECT_NE(os.str().find("{8}"), std::string::npos) << os.str();
+  EXPECT_TRUE(CombinedCriterion(true, 0, -5, ContactType::Inter, 4, 999, false, nullptr, nullptr) ==
+              CombinedCriterion(true, 0, -5, ContactType::Inter, 4, 999, false,
+                                make_handle<ElementSet>(), make_handle<ElementSet>()));
 }
 
 } // namespace
