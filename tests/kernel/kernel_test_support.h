@@ -2,11 +2,12 @@
 #define XTALMOTIF_TESTS_KERNEL_KERNEL_TEST_SUPPORT_H
 
 // Shared by the kernel tests: molecules built atom by atom (atom order written out so that tests
-// name atoms by index), small CIF texts, scratch folders, and atom lookups by label.
+// name atoms by index), scratch folders and files, and atoms and molecules of built crystals.
 
 #include "kernel/crystal_maker.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -21,18 +22,14 @@ namespace xtalmotif::testing {
 
 class MoleculeBuilder {
 public:
-  int atom(const char* symbol, int formal_charge = 0) {
-    return molecule_.add_atom(make_handle<Atom>(
-        Element(symbol), std::string(symbol) + std::to_string(n_++), formal_charge));
-  }
-  /// An atom with implied hydrogens (a structure refined without H sites).
-  int atom_with_implicit_h(const char* symbol, int implicit_h) {
-    int i = atom(symbol);
-    molecule_.atom(i)->set_implicit_hydrogens(implicit_h);
-    return i;
+  int atom(const char* symbol, int charge = 0, int implicit_h = -1) {
+    auto a = make_handle<Atom>(Element(symbol), symbol + std::to_string(m_.natoms() + 1), charge);
+    if (implicit_h >= 0)
+      a->set_implicit_hydrogens(implicit_h);
+    return m_.add_atom(a);
   }
   MoleculeBuilder& bond(int a, int b, BondType t = BondType::Single) {
-    molecule_.add_bond(a, b, t);
+    m_.add_bond(a, b, t);
     return *this;
   }
   MoleculeBuilder& hydrogens(int to, int n) {
@@ -43,109 +40,44 @@ public:
   /// n atoms of one element in a chain of single bonds.
   MoleculeBuilder& chain(const char* symbol, int n) {
     for (int i = 0; i < n; ++i) {
-      int a = atom(symbol);
+      atom(symbol);
       if (i > 0)
-        bond(a - 1, a);
+        bond(m_.natoms() - 2, m_.natoms() - 1);
     }
     return *this;
   }
-  Molecule& molecule() { return molecule_; }
+  Molecule& molecule() { return m_; }
 
 private:
-  Molecule molecule_;
-  int n_ = 1;
+  Molecule m_;
 };
 
 /// Acetic acid: 0 C methyl, 1 C carboxyl, 2 O carbonyl, 3 O hydroxyl, 4 H on O3, 5-7 H on C0.
 inline Molecule acetic_acid() {
   MoleculeBuilder b;
-  int c0 = b.atom("C"), c1 = b.atom("C"), o2 = b.atom("O"), o3 = b.atom("O"), h4 = b.atom("H");
-  b.bond(c0, c1).bond(c1, o2, BondType::Double).bond(c1, o3).bond(o3, h4).hydrogens(c0, 3);
+  b.chain("C", 2).atom("O");
+  b.atom("O");
+  b.atom("H");
+  b.bond(1, 2, BondType::Double).bond(1, 3).bond(3, 4).hydrogens(0, 3);
   return b.molecule();
 }
 
 /// Acetate without H sites: 0 C methyl (3 implied H), 1 C, 2 O, 3 O-.
 inline Molecule acetate_without_h() {
   MoleculeBuilder b;
-  int c0 = b.atom_with_implicit_h("C", 3), c1 = b.atom("C"), o2 = b.atom("O"), o3 = b.atom("O", -1);
-  b.bond(c0, c1).bond(c1, o2, BondType::Double).bond(c1, o3);
-  return b.molecule();
-}
-
-/// Benzene: ring atoms 0-5 by aromatic bonds in ring order, H 6+i on C i when asked.
-inline Molecule benzene(bool with_h = false) {
-  MoleculeBuilder b;
-  for (int i = 0; i < 6; ++i)
-    b.atom("C");
-  for (int i = 0; i < 6; ++i)
-    b.bond(i, (i + 1) % 6, BondType::Aromatic);
-  for (int i = 0; with_h && i < 6; ++i)
-    b.hydrogens(i, 1);
+  b.atom("C", 0, 3);
+  b.atom("C");
+  b.atom("O");
+  b.atom("O", -1);
+  b.bond(0, 1).bond(1, 2, BondType::Double).bond(1, 3);
   return b.molecule();
 }
 
 /// Ethylcyclohexane skeleton: ring 0-5 (single bonds), 6 on 0, 7 on 6.
 inline Molecule ethylcyclohexane() {
   MoleculeBuilder b;
-  b.chain("C", 6).bond(5, 0);
-  int c6 = b.atom("C"), c7 = b.atom("C");
-  b.bond(0, c6).bond(c6, c7);
+  b.chain("C", 6).bond(5, 0).chain("C", 2).bond(0, 6);
   return b.molecule();
-}
-
-/// A linear alkane of n carbons (n > 1), the carbons first, then the hydrogens carbon by carbon.
-inline Molecule alkane(int n) {
-  MoleculeBuilder b;
-  b.chain("C", n);
-  for (int i = 0; i < n; ++i)
-    b.hydrogens(i, (i == 0 || i == n - 1) ? 3 : 2);
-  return b.molecule();
-}
-
-/// A data block: cell, symmetry lines, anything else, and one loop of atom rows.
-inline std::string cif_block(const std::string& name, const std::string& cell,
-                             const std::string& symmetry, const std::string& atom_tags,
-                             const std::string& atom_rows, const std::string& extra = "") {
-  return "data_" + name + "\n" + cell + "\n" + symmetry + "\n" + extra + "\nloop_\n" + atom_tags +
-         "\n" + atom_rows + "\n";
-}
-
-inline std::string cell_text(double a, double b, double c, double alpha = 90, double beta = 90,
-                             double gamma = 90) {
-  std::ostringstream os;
-  os << "_cell_length_a " << a << "\n_cell_length_b " << b << "\n_cell_length_c " << c
-     << "\n_cell_angle_alpha " << alpha << "\n_cell_angle_beta " << beta
-     << "\n_cell_angle_gamma " << gamma << "\n";
-  return os.str();
-}
-
-inline std::string label_type_xyz(const std::string& more = "") {
-  return "_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
-         "_atom_site_fract_z" + more;
-}
-
-/// A block a lister takes for a structure (it has coordinates) that holds too little to build.
-inline std::string listable_block(const std::string& name) {
-  return "data_" + name +
-         "\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n"
-         "_atom_site_fract_z\nC1 0.1 0.2 0.3\n";
-}
-
-/// Pa-3 (No. 205): twelve proper operations, then the same through the inversion centre.
-inline std::vector<CrystalSymmetryOperator> pa3_operators() {
-  std::vector<CrystalSymmetryOperator> ops;
-  for (const char* xyz : {"x,y,z", "-x+1/2,-y,z+1/2", "-x,y+1/2,-z+1/2", "x+1/2,-y+1/2,-z",
-                          "z,x,y", "z+1/2,-x+1/2,-y", "-z+1/2,-x,y+1/2", "-z,x+1/2,-y+1/2",
-                          "y,z,x", "-y,z+1/2,-x+1/2", "y+1/2,-z+1/2,-x", "-y+1/2,-z,x+1/2"})
-    ops.push_back(CrystalSymmetryOperator::from_xyz(xyz));
-  for (int k = 0; k < 12; ++k) {
-    Matrix<int, 3, 3> r;
-    for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j)
-        r(i, j) = -ops[k].rotation()(i, j);
-    ops.emplace_back(r, Point() - ops[k].translation());
-  }
-  return ops;
 }
 
 inline std::string read_text(const std::filesystem::path& p) {
@@ -153,48 +85,55 @@ inline std::string read_text(const std::filesystem::path& p) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+inline void gzip(const std::filesystem::path& path, const std::string& text) {
+  gzFile f = gzopen(path.string().c_str(), "wb");
+  gzwrite(f, text.data(), static_cast<unsigned>(text.size()));
+  gzclose(f);
+}
+
 /// Writes the text, making the folders on the way.
 inline void write_text(const std::filesystem::path& p, const std::string& text) {
-  if (p.has_parent_path())
-    std::filesystem::create_directories(p.parent_path());
+  std::filesystem::create_directories(p.parent_path());
   std::ofstream(p, std::ios::binary | std::ios::trunc) << text;
 }
 
+/// CIF text without its hydrogen atom rows ("H4 H x y z", or type first, "H H1a x y z"), as
+/// refined without H sites.
+inline std::string without_hydrogen_rows(const std::string& text) {
+  std::istringstream in(text);
+  std::string out;
+  for (std::string line, a, b; std::getline(in, line);)
+    if (!(std::istringstream(line) >> a >> b) || a[0] != 'H' || b[0] != 'H' ||
+        (a == "H") == (b == "H"))
+      out += line + "\n";
+  return out;
+}
+
+/// A block a lister takes for a structure (it has coordinates) that holds too little to build.
+inline std::string listable_block(const std::string& name) {
+  return "data_" + name + "\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n"
+                          "_atom_site_fract_z\nC1 0.1 0.2 0.3\n";
+}
+
 /// A new empty folder under the system's temporary folder, removed with its contents.
-class ScratchDir {
-public:
-  ScratchDir() {
-    std::random_device rd;
-    path_ = std::filesystem::temp_directory_path() /
-            ("xtalmotif-kernel-" + std::to_string(rd()) + "-" + std::to_string(rd()));
-    std::filesystem::create_directories(path_);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
+struct ScratchDir {
+  ScratchDir() { std::filesystem::create_directories(path); }
   ~ScratchDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
   }
-  const std::filesystem::path& path() const { return path_; }
-  std::filesystem::path operator/(const std::string& relative) const { return path_ / relative; }
-
-private:
-  std::filesystem::path path_;
+  std::filesystem::path operator/(const std::string& relative) const { return path / relative; }
+  const std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                     ("xtalmotif-" + std::to_string(std::random_device()()));
 };
 
-struct AtomRef {
-  int molecule = -1;
-  int atom = -1;
-  bool found() const { return molecule >= 0; }
-};
-
-/// The first atom with this label.
-inline AtomRef find_atom(const CrystalMaker& cm, const std::string& label) {
+/// The molecule and index of the first atom with this label; molecule -1 when there is none.
+inline std::pair<int, int> find_atom(const CrystalMaker& cm, const std::string& label) {
   for (int m = 0; m < cm.nmolecules(); ++m)
     for (int a = 0; a < cm.molecule(m)->natoms(); ++a)
       if (cm.molecule(m)->atom(a)->label() == label)
         return {m, a};
-  return {};
+  return {-1, -1};
 }
 
 /// The formulas of a crystal's molecules, sorted.
