@@ -3,6 +3,7 @@
 // worked out on paper.
 
 #include "results/graph_set.h"
+#include "search/environment_test_crystals.h"
 #include "match/motif_search_resource.h"
 
 #include <gtest/gtest.h>
@@ -19,12 +20,7 @@ using MotifSearchLibFunctions::graph_set;
 // operator 0 x,y,z; 1 -x,y+1/2,-z+1/2 (a screw axis); 2 -x,-y,-z (an inversion centre);
 // 3 x,-y+1/2,z+1/2 (a glide plane). And, as molecule 1, a water O0-H1, O0-H2.
 THandle<MotifSearchResource> crystal() {
-  auto cm = make_handle<CrystalMaker>();
-  cm->set_cell(10, 10, 10, 90, 90, 90);
-  std::vector<CrystalSymmetryOperator> ops;
-  for (const char* op : {"x,y,z", "-x,y+1/2,-z+1/2", "-x,-y,-z", "x,-y+1/2,z+1/2"})
-    ops.push_back(CrystalSymmetryOperator::from_xyz(op));
-  cm->set_symmetry_operators(ops);
+  auto cm = testing::make_crystal(10, 10, 10, 90, 90, 90, testing::p21c_operators());
   auto molecule = [&](const std::vector<const char*>& elements,
                       const std::vector<std::pair<int, int>>& bonds, double at) {
     auto mol = make_handle<Molecule3d>();
@@ -42,18 +38,12 @@ THandle<MotifSearchResource> crystal() {
   return make_handle<MotifSearchResource>(cm);
 }
 
-struct Case {
-  const char* what;
-  // Each bond: hydrogen (copy, translation along a, atom) then acceptor likewise; copies 0-3
-  // are the amide under operators 0-3, copies 4-7 the water.
-  std::vector<std::array<int, 6>> bonds;
-  const char* expected;
-};
-
 TEST(GraphSet, PatternsOfEachKind) {
   const auto resource = crystal();
   ASSERT_EQ(resource->ncopies(), 8);
-  const std::vector<Case> cases = {
+  // Each bond: hydrogen (copy, translation along a, atom) then acceptor likewise; copies 0-3
+  // are the amide under operators 0-3, copies 4-7 the water.
+  const std::tuple<const char*, std::vector<std::array<int, 6>>, const char*> cases[] = {
       {"N-H...O within the molecule, H3 to O0 across C1 and N2", {{0, 0, 3, 0, 0, 0}}, "S(4)"},
       {"amide to water: two different molecules", {{0, 0, 3, 4, 0, 0}}, "D"},
       {"N-H...O=C to the next cell: a chain by translation", {{0, 0, 3, 0, 1, 0}}, "C(4)"},
@@ -71,15 +61,15 @@ TEST(GraphSet, PatternsOfEachKind) {
        {{4, 0, 1, 4, 1, 0}, {4, 0, 2, 4, 2, 0}, {4, 1, 1, 4, 2, 0}}, "R2,3(6)"},
       {"two separate parts", {{0, 0, 3, 0, 0, 0}, {0, 0, 5, 2, 0, 0}}, "S(4) R2,2(8)"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [what, pattern, expected] : cases) {
     std::vector<PatternBond> bonds;
-    for (const auto& b : c.bonds) {
+    for (const auto& b : pattern) {
       PatternBond p;
       p.hydrogen = {b[0], resource->nmol_in_cm(b[0]), b[2], Translation(b[1], 0, 0)};
       p.acceptor = {b[3], resource->nmol_in_cm(b[3]), b[5], Translation(b[4], 0, 0)};
       bonds.push_back(p);
     }
-    EXPECT_EQ(graph_set(*resource, bonds), c.expected) << c.what;
+    EXPECT_EQ(graph_set(*resource, bonds), expected) << what;
   }
 }
 
