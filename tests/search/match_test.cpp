@@ -1,6 +1,6 @@
 // A match as the search fills it: which atoms its placements hold, when it is complete, the
-// geometry of placed atoms with their lattice translations, its angle, torsion and translation
-// constraints, and its count of distinct contact points.
+// geometry of placed atoms with their lattice translations, and its angle, torsion and
+// translation constraints.
 
 #include "search/motif_match.h"
 
@@ -25,33 +25,22 @@ THandle<AtomAddress> address(int copy, int atom, int a = 0, int b = 0, int c = 0
 }
 THandle<MotifSubstructure> oh() { return fragment({"O", "H"}, {{0, 1}}); }
 
-TEST(MatchRecord, KnowsTheAtomsItHoldsAndIsCompleteWithEveryPartPlaced) {
-  // Three O-H fragments round a ring (contacts 0: 0/1-1/0, 1: 1/1-2/0, 2: 2/1-0/0) and a contact
-  // within fragment 0 (3: 0/0-0/1).
+// Three O-H fragments round a ring (contacts 0: 0/1-1/0, 1: 1/1-2/0, 2: 2/1-0/0) and a contact
+// within fragment 0 (3: 0/0-0/1).
+TEST(MatchRecord, IsCompleteWithEveryPartPlacedAndNamesTheAtomsAtContactEnds) {
   auto motif = motif_of({oh(), oh(), oh()},
                         {contact(0, 1, 1, 0, absolute(0, 3)), contact(1, 1, 2, 0, absolute(0, 3)),
                          contact(2, 1, 0, 0, absolute(0, 3)), contact(0, 0, 0, 1, absolute(0, 3))});
   MotifMatch m(motif);
   EXPECT_EQ(*m.remaining_contacts(0), (std::vector<int>{0, 2, 3}));
-  // Fragment 0 on atoms 7, 8 of copy 2; fragment 1 on atoms 3, 1 of copy 5 in the cell (1, -1, 0).
   m.set_substructure_match(0, 2, 1, atoms({7, 8}), tr(0, 0, 0));
   m.set_substructure_match(1, 5, 3, atoms({3, 1}), tr(1, -1, 0));
-  // A contact's atom in a fragment is the end that lies there.
+  m.set_substructure_match(2, 2, 1, atoms({8, 7}), tr(0, 0, 1));
   EXPECT_EQ(m.atom_address(0, 0)->natom, 8);
   EXPECT_EQ(m.atom_address(1, 0)->natom, 3);
   EXPECT_EQ(m.atom_address(0, 2)->natom, 7);
-  // An atom is taken when a placement holds it in the same copy and the same cell.
-  EXPECT_TRUE(m.is_atom_already_used(address(5, 1, 1, -1, 0)));
-  EXPECT_FALSE(m.is_atom_already_used(address(5, 1)));
-  EXPECT_FALSE(m.is_atom_already_used(address(3, 8)));
-  EXPECT_FALSE(m.is_atom_already_used(address(2, 3)));
-  EXPECT_TRUE(m.are_atoms_already_used(2, tr(0, 0, 0), atoms({0, 5, 8})));
-  EXPECT_FALSE(m.are_atoms_already_used(2, tr(0, 1, 0), atoms({7, 8})));
-  m.ditch_substruct_match(1);
-  EXPECT_FALSE(m.is_atom_already_used(address(5, 1, 1, -1, 0)));
-
-  m.set_substructure_match(1, 5, 3, atoms({3, 1}), tr(1, -1, 0));
-  m.set_substructure_match(2, 2, 1, atoms({8, 7}), tr(0, 0, 1));
+  EXPECT_FALSE(m.are_atoms_already_used(2, tr(0, 1, 0), atoms({7, 8}))); // another cell
+  EXPECT_TRUE(m.are_atoms_already_used(2, tr(0, 0, 1), atoms({0, 7})));
   for (int j = 0; j < 3; ++j)
     m.set_contact_match(j, address(0, 0), address(1, 0), Point(), Point());
   EXPECT_FALSE(m.is_found());
@@ -81,8 +70,14 @@ protected:
   void place_second(int a, int b = 0) {
     match->set_substructure_match(1, 1, 1, atoms({0, 1}), tr(a, b, 0));
   }
-  THandle<InclusiveRange> window(double low, double high) {
-    return make_handle<InclusiveRange>("range", low, high);
+  // An angle P1-P2-P3, or a torsion P1-P2-P3-P4, within the window.
+  void add_window(bool torsion, double low, double high) {
+    auto window = make_handle<InclusiveRange>("range", low, high);
+    if (torsion)
+      motif->add_torsion_constraint(
+          make_handle<MotifTorsionConstraint>(0, 0, 0, 1, 1, 0, 1, 1, window));
+    else
+      motif->add_angle_constraint(make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, window));
   }
   THandle<MotifSearchResource> resource;
   THandle<Motif> motif;
@@ -90,46 +85,38 @@ protected:
 };
 
 TEST_F(MatchGeometry, AnglesAndTorsionsAreTestedInDegreesWithTheCellsApplied) {
-  struct Case {
-    const char* what;
-    bool torsion;
-    double low, high;
-    int cell_a;
-    bool either_sign, passes;
-  };
-  const std::vector<Case> cases = {{"right angle", false, 85, 95, 0, false, true},
-                                   {"in radians", false, 1.5, 1.6, 0, false, false},
-                                   {"one cell back", false, 85, 95, -1, false, false},
-                                   {"one cell back, opened", false, 171.4, 171.5, -1, false, true},
-                                   {"torsion", true, -70, -50, 0, false, true},
-                                   {"its mirror image", true, 50, 70, 0, false, false},
-                                   {"its mirror image, either sign", true, 50, 70, 0, true, true},
-                                   {"elsewhere", true, 100, 120, 0, true, false},
-                                   {"torsion in radians", true, -1.1, -1.0, 0, true, false}};
-  for (const Case& c : cases) {
+  // What, torsion or angle, its window, the cell of the second fragment along a, whether a
+  // torsion of either sign is accepted, and whether the window holds.
+  const std::vector<std::tuple<const char*, bool, double, double, int, bool, bool>> cases = {
+      {"right angle", false, 85, 95, 0, false, true},
+      {"in radians", false, 1.5, 1.6, 0, false, false},
+      {"one cell back", false, 85, 95, -1, false, false},
+      {"one cell back, opened", false, 171.4, 171.5, -1, false, true},
+      {"torsion", true, -70, -50, 0, false, true},
+      {"its mirror image", true, 50, 70, 0, false, false},
+      {"its mirror image, either sign", true, 50, 70, 0, true, true},
+      {"elsewhere", true, 100, 120, 0, true, false},
+      {"torsion in radians", true, -1.1, -1.0, 0, true, false}};
+  for (const auto& [what, torsion, low, high, cell_a, either_sign, passes] : cases) {
     motif->angle_constraints()->clear();
     motif->torsion_constraints()->clear();
-    if (c.torsion)
-      motif->add_torsion_constraint(
-          make_handle<MotifTorsionConstraint>(0, 0, 0, 1, 1, 0, 1, 1, window(c.low, c.high)));
-    else
-      motif->add_angle_constraint(
-          make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, window(c.low, c.high)));
-    place_second(c.cell_a);
+    add_window(torsion, low, high);
+    place_second(cell_a);
     EXPECT_EQ(match->test_angle_constraints(resource) &&
-                  match->test_torsion_constraints(resource, c.either_sign),
-              c.passes)
-        << c.what;
+                  match->test_torsion_constraints(resource, either_sign),
+              passes)
+        << what;
   }
   place_second(0, 1); // P3 one cell along b
   EXPECT_NEAR(match->atom_distance(0, 1, 1, 0, resource), std::sqrt(100.0 + 2.25), 1e-9);
 }
 
+// Every constraint must hold, once all its atoms are placed. A translation constraint asks for
+// one crystal atom in two places: the same atom of the same copy, in any cell.
 TEST_F(MatchGeometry, EveryConstraintHoldsOnceAllItsAtomsArePlaced) {
-  motif->add_angle_constraint(make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, window(85, 95)));
-  motif->add_angle_constraint(make_handle<MotifAngleConstraint>(0, 0, 0, 1, 1, 0, window(100, 180)));
-  motif->add_torsion_constraint(
-      make_handle<MotifTorsionConstraint>(0, 0, 0, 1, 1, 0, 1, 1, window(170, 171)));
+  add_window(false, 85, 95);
+  add_window(false, 100, 180);
+  add_window(true, 170, 171);
   motif->add_translation_constraint(make_handle<MotifTranslationConstraint>(0, 0, 1, 0));
   EXPECT_FALSE(match->test_angle_constraints(resource));
   EXPECT_FALSE(match->test_torsion_constraints(resource, true));
@@ -138,46 +125,12 @@ TEST_F(MatchGeometry, EveryConstraintHoldsOnceAllItsAtomsArePlaced) {
   EXPECT_TRUE(match->test_angle_constraints(resource));
   EXPECT_TRUE(match->test_torsion_constraints(resource, true));
   EXPECT_TRUE(match->test_translation_constraints());
-}
-
-// Atom 1 of fragment 0 and atom 0 of fragment 1 must be one crystal atom, in any cell.
-TEST(MatchTranslationConstraint, NeedsTheSameAtomOfTheSameCopyInAnyCell) {
-  auto motif = motif_of({oh(), oh()});
-  motif->add_translation_constraint(make_handle<MotifTranslationConstraint>(0, 1, 1, 0));
-  MotifMatch m(motif);
-  m.set_substructure_match(0, 3, 1, atoms({4, 6}), tr(0, 0, 0));
-  EXPECT_TRUE(m.test_translation_constraints()); // fragment 1 not placed yet
-  for (const auto& [copy, placed, cell_a, passes] :
-       {std::tuple{3, std::vector<int>{6, 4}, 1, true}, std::tuple{3, std::vector<int>{6, 4}, 0, true},
-        std::tuple{3, std::vector<int>{4, 6}, 1, false},
-        std::tuple{2, std::vector<int>{6, 4}, 1, false}}) {
-    m.set_substructure_match(1, copy, 1, atoms(placed), tr(cell_a, 0, 0));
-    EXPECT_EQ(m.test_translation_constraints(), passes) << copy << " " << placed[0] << " " << cell_a;
+  // Copy, its first atom, cell along a, whether the constraint holds.
+  for (const auto& [copy, first, cell_a, passes] :
+       {std::tuple{0, 0, 1, true}, {0, 0, 0, true}, {0, 1, 1, false}, {1, 0, 1, false}}) {
+    match->set_substructure_match(1, copy, copy, atoms({first, 1 - first}), tr(cell_a, 0, 0));
+    EXPECT_EQ(match->test_translation_constraints(), passes) << copy << first << cell_a;
   }
-}
-
-// Contact end points closer than 0.5 A are one point of the motif; the two ends of one contact
-// are not compared with each other, and an incomplete match has no points.
-TEST(MatchVertices, AreTheDistinctContactEndPoints) {
-  auto motif = motif_of({oh(), oh(), oh()},
-                        {contact(0, 0, 1, 0, absolute(0, 9)), contact(1, 0, 2, 0, absolute(0, 9))});
-  MotifMatch m(motif);
-  for (int i = 0; i < 3; ++i)
-    m.set_substructure_match(i, i, 0, atoms({0, 1}), tr(0, 0, 0));
-  const Point o(0, 0, 0), x(3, 0, 0);
-  const std::vector<std::tuple<Point, Point, Point, Point, int>> cases = {
-      {o, x, o, Point(0, 3, 0), 3},
-      {o, Point(0.4, 0, 0), Point(5, 5, 5), Point(9, 9, 9), 4},
-      {o, x, Point(3, 0.4999, 0), Point(6, 0, 0), 3},
-      {o, x, Point(3, 0.5, 0), Point(6, 0, 0), 4},
-      {o, x, Point(0.3, 0, 0), Point(3, 0, 0.3), 2}};
-  for (const auto& [a, b, c, d, vertices] : cases) {
-    m.set_contact_match(0, address(0, 0), address(1, 0), a, b);
-    m.set_contact_match(1, address(1, 0), address(2, 0), c, d);
-    EXPECT_EQ(m.nvertices(), vertices) << a << b << c << d;
-  }
-  m.ditch_contact_match(1);
-  EXPECT_EQ(m.nvertices(), 0);
 }
 
 } // namespace

@@ -99,9 +99,15 @@ TEST_F(ScreenedDatabase, EntriesThatCannotHoldTheMotifAreSkippedAndReported) {
                 acid_dimer_motif()),
             "CAUGHT BY PRESCREEN: 2100348\nCAUGHT BY PRESCREEN: 2100348\n");
   EXPECT_EQ(s.results()->db_ids(), just_ibuprofen);
-  // A search of the entries without their index uses no screens.
-  EXPECT_EQ(run(s, THandle<Database<CrystalStructureDatabaseEntry>>(db), acid_dimer_motif()), "");
+  // A search of the entries without their index uses no screens. Each database search starts
+  // the results afresh.
+  const THandle<Database<CrystalStructureDatabaseEntry>> plain(db);
+  EXPECT_EQ(run(s, plain, acid_dimer_motif()), "");
   EXPECT_EQ(s.results()->db_ids(), just_ibuprofen);
+  EXPECT_EQ(s.results()->motif_matches(ibuprofen)->size(), 1u);
+  s.search(plain, benzene, acid_dimer_motif());
+  EXPECT_EQ(s.results()->nentries(), 0);
+  EXPECT_EQ(s.entry_id(), benzene);
 }
 
 TEST_F(ScreenedDatabase, EntriesFailingTheFiltersAreSkippedSilently) {
@@ -110,8 +116,8 @@ TEST_F(ScreenedDatabase, EntriesFailingTheFiltersAreSkippedSilently) {
   const auto metal = make_handle<Filters>(false, false, false, false, false, true, false);
   const auto coordinates = make_handle<Filters>(true, false, false, false, false, false, false);
   for (const auto& [filters, use, printed, entries] :
-       {std::tuple{metal, true, "", 0}, std::tuple{metal, false, "CAUGHT BY PRESCREEN: 2100348\n", 1},
-        std::tuple{coordinates, true, "CAUGHT BY PRESCREEN: 2100348\n", 1}}) {
+       {std::tuple{metal, true, "", 0}, {metal, false, "CAUGHT BY PRESCREEN: 2100348\n", 1},
+        {coordinates, true, "CAUGHT BY PRESCREEN: 2100348\n", 1}}) {
     MotifSearch s;
     s.set_filters(filters);
     s.set_use_filters(use);
