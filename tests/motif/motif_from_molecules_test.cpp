@@ -3,6 +3,7 @@
 
 #include "kernel/cif_reader.h"
 #include "motif/motif.h"
+#include "motif/motif_search_lib_functions.h"
 #include "search/motif_search.h"
 
 #include "test_data.h"
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -21,17 +23,14 @@ namespace {
 
 constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 
-struct PlacedAtom {
-  const char* symbol;
-  double x, y, z;
-};
+using PlacedAtom = std::tuple<const char*, double, double, double>; // element, x, y, z
 
 // A molecule of atoms at orthogonal positions (angstrom), without bonds.
 THandle<Molecule> placed(std::initializer_list<PlacedAtom> atoms) {
   auto m = make_handle<Molecule3d>();
-  for (const auto& a : atoms) {
-    const Point p(a.x, a.y, a.z);
-    m->add_atom(make_handle<Atom3d>(Element(a.symbol), a.symbol, make_handle<Site>(p, p, 1.0)));
+  for (const auto& [symbol, x, y, z] : atoms) {
+    const Point p(x, y, z);
+    m->add_atom(make_handle<Atom3d>(Element(symbol), symbol, make_handle<Site>(p, p, 1.0)));
   }
   return THandle<Molecule>(m);
 }
@@ -54,12 +53,9 @@ THandle<Molecule> chain_five(double shift = 0.0) {
 // closest pairs, a molecule touching none after it is tied back to the first, and every window
 // is the observed distance plus and minus the tolerance (10%) of it.
 TEST(MotifFromMolecules, TouchingMoleculesAreTiedByTheirClosestPairs) {
-  struct Case {
-    std::string name;
-    std::vector<THandle<Molecule>> molecules;
-    std::vector<std::array<int, 4>> contacts; // from substructure, atom, to substructure, atom
-    std::vector<double> observed;
-  };
+  // Molecules, the contacts (from substructure, atom, to substructure, atom), their distances.
+  using Case = std::tuple<std::string, std::vector<THandle<Molecule>>,
+                          std::vector<std::array<int, 4>>, std::vector<double>>;
   const double r26 = std::sqrt(26.0);
   const std::vector<Case> cases = {
       {"one molecule", {small_three()}, {}, {}},
@@ -76,23 +72,29 @@ TEST(MotifFromMolecules, TouchingMoleculesAreTiedByTheirClosestPairs) {
        {{0, 0, 1, 0}, {1, 0, 2, 0}, {2, 0, 0, 0}},
        {4.0, 4.0, 8.0}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    Motif m(list(c.molecules), 0.1, 10.0);
-    ASSERT_EQ(m.nsubstructures(), static_cast<int>(c.molecules.size()));
-    ASSERT_EQ(m.ncontacts(), static_cast<int>(c.contacts.size()));
+  for (const auto& [name, molecules, contacts, observed] : cases) {
+    SCOPED_TRACE(name);
+    Motif m(list(molecules), 0.1, 10.0);
+    ASSERT_EQ(m.nsubstructures(), static_cast<int>(molecules.size()));
+    ASSERT_EQ(m.ncontacts(), static_cast<int>(contacts.size()));
     for (int i = 0; i < m.ncontacts(); ++i) {
       const MotifContact& k = *m.contact(i);
       EXPECT_EQ((std::array<int, 4>{k.from_substructure(), k.from_atom(), k.to_substructure(),
                                     k.to_atom()}),
-                c.contacts[i]);
+                contacts[i]);
       EXPECT_FALSE(k.criterion()->is_vdw_relative());
       EXPECT_EQ(k.criterion()->contact_type(), ContactType::Inter);
-      EXPECT_NEAR(k.criterion()->upper(), 1.1 * c.observed[i], 1e-9) << i;
-      EXPECT_NEAR(k.criterion()->lower(), 0.9 * c.observed[i], 1e-9) << i;
+      EXPECT_NEAR(k.criterion()->upper(), 1.1 * observed[i], 1e-9) << i;
+      EXPECT_NEAR(k.criterion()->lower(), 0.9 * observed[i], 1e-9) << i;
     }
     EXPECT_TRUE(m.angle_constraints()->empty());
   }
+  // An atom without a position is nowhere, not at the origin: a molecule far off that holds one
+  // touches nothing.
+  auto far = placed({{"O", 50, 0, 0}});
+  far->add_atom(make_handle<Atom>(Element("O"), "O?"));
+  const VdWCriterion touching(1.5, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr);
+  EXPECT_FALSE(MotifSearchLibFunctions::is_contact_present(small_three(), far, touching));
 }
 
 using AngleWindow = std::pair<std::array<int, 6>, double>; // three (substructure, atom), centre
@@ -141,7 +143,6 @@ TEST(MotifFromMolecules, ThreeMoleculesGetAnglesAtAtomZeroAndTheFirstHydrogen) {
   for (const auto& mol : {water, m2, m3})
     m.add_substructure(make_handle<MotifSubstructure>(*mol));
   m.connect_substructures(1, 0, 2, m2, water, m3, 0.5, 5.0);
-  EXPECT_EQ(m.ncontacts(), 0);
   // At the water O between (3,0,0) and (3,4,0); at (1,0,0) between (3,1,0) and (5,1,0).
   expect_angle_windows(
       m, 5.0, {{{1, 0, 0, 0, 2, 0}, std::acos(0.6) * kDegrees},
@@ -166,8 +167,7 @@ TEST(MotifFromRealMolecules, IbuprofenDimerIsTiedByBothHydrogenBondsAndFoundAgai
   for (int o = 0; o < acid->natoms(); ++o)
     if (element(o) == "O" && o != hydroxyl)
       carbonyl = o;
-  ASSERT_GE(h, 0);
-  ASSERT_GE(carbonyl, 0);
+  ASSERT_TRUE(h >= 0 && carbonyl >= 0);
 
   // The partner: of all images of the molecule, the one whose carbonyl O is nearest the acid H.
   THandle<Molecule> partner;
@@ -184,8 +184,7 @@ TEST(MotifFromRealMolecules, IbuprofenDimerIsTiedByBothHydrogenBondsAndFoundAgai
       if (d > 0.5 && d < best)
         std::tie(best, partner) = std::make_pair(d, THandle<Molecule>(image));
     }
-  ASSERT_GT(best, 1.5);
-  ASSERT_LT(best, 2.1);
+  ASSERT_TRUE(best > 1.5 && best < 2.1) << best; // an O-H...O hydrogen bond
 
   auto motif = make_handle<Motif>(list({acid, partner}), 0.1, 10.0);
   EXPECT_EQ(motif->ncontacts(), 20); // ten pairs each way
@@ -203,6 +202,11 @@ TEST(MotifFromRealMolecules, IbuprofenDimerIsTiedByBothHydrogenBondsAndFoundAgai
   search.search(crystal, motif, 0);
   EXPECT_EQ(search.results()->nentries(), 1);
   EXPECT_FALSE(search.aborted());
+  // It counts among the structures the propensity of the motif is taken over, unless a
+  // substructure may not be a molecule of ibuprofen's 33 atoms.
+  EXPECT_TRUE(MotifSearchLibFunctions::holds_every_substructure(*motif, *crystal));
+  motif->substructure(1)->set_target_size(1, 32);
+  EXPECT_FALSE(MotifSearchLibFunctions::holds_every_substructure(*motif, *crystal));
 }
 
 } // namespace

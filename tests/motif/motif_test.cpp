@@ -78,6 +78,7 @@ TEST_F(DonorAcceptorMotif, ElementSetsComeFromTheQueryAtomsAtEachEnd) {
   EXPECT_EQ(motif.contact(0)->criterion()->second_elements(), every);
   EXPECT_EQ(motif.contact(1)->criterion()->second_elements(), (ElementSet{8}));
   // Derived again, the sets replace what was there.
+  motif.contact(1)->criterion()->first_elements().insert(92);
   acceptor->node(1)->add_element(Element("S"));
   motif.set_contact_elements();
   EXPECT_EQ(motif.contact(1)->criterion()->first_elements(), (ElementSet{7, 8, 16}));
