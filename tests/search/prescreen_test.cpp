@@ -39,7 +39,8 @@ Screens screens_of(const std::vector<const char*>& allowed, bool pair) {
 // for oxygen), two equal substructures no more than one, and carbon alone nothing.
 TEST(MotifScreens, RequireNoMoreThanEveryEntryHoldingTheMotifHas) {
   EXPECT_TRUE(screens_of(motif_of({fragment({"C"})})).empty());
-  EXPECT_TRUE(screens_of(motif_of({})).empty());
+  // A bond asks for more than its two atoms apart.
+  EXPECT_NE(screens_of({"N"}, false), screens_of(motif_of({fragment({"C", "N"})})));
   for (const std::vector<const char*>& allowed :
        {std::vector<const char*>{"N", "O"}, {"O", "N"}, {"Cl", "Br"}})
     for (bool pair : {false, true})
