@@ -17,29 +17,23 @@ namespace {
 using namespace testing;
 
 THandle<Translation> tr(int a, int b, int c) { return make_handle<Translation>(a, b, c); }
-THandle<std::vector<int>> atoms(std::vector<int> list) {
-  return make_handle<std::vector<int>>(std::move(list));
-}
 THandle<AtomAddress> address(int copy, int atom, int a = 0, int b = 0, int c = 0) {
   return make_handle<AtomAddress>(copy, 0, atom, tr(a, b, c));
 }
-THandle<MotifSubstructure> oh() { return fragment({"O", "H"}, {{0, 1}}); }
 
 // Three O-H fragments round a ring (contacts 0: 0/1-1/0, 1: 1/1-2/0, 2: 2/1-0/0) and a contact
 // within fragment 0 (3: 0/0-0/1).
 TEST(MatchRecord, IsCompleteWithEveryPartPlacedAndNamesTheAtomsAtContactEnds) {
-  auto motif = motif_of({oh(), oh(), oh()},
-                        {contact(0, 1, 1, 0, absolute(0, 3)), contact(1, 1, 2, 0, absolute(0, 3)),
-                         contact(2, 1, 0, 0, absolute(0, 3)), contact(0, 0, 0, 1, absolute(0, 3))});
+  auto motif = three_fragment_ring();
   MotifMatch m(motif);
   EXPECT_EQ(*m.remaining_contacts(0), (std::vector<int>{0, 2, 3}));
-  m.set_substructure_match(0, 2, 1, atoms({7, 8}), tr(0, 0, 0));
-  m.set_substructure_match(1, 5, 3, atoms({3, 1}), tr(1, -1, 0));
-  m.set_substructure_match(2, 2, 1, atoms({8, 7}), tr(0, 0, 1));
+  m.set_substructure_match(0, 2, 1, atom_list({7, 8}), tr(0, 0, 0));
+  m.set_substructure_match(1, 5, 3, atom_list({3, 1}), tr(1, -1, 0));
+  m.set_substructure_match(2, 2, 1, atom_list({8, 7}), tr(0, 0, 1));
   EXPECT_EQ(m.atom_address(0, 0)->natom, 8);
   EXPECT_EQ(m.atom_address(1, 0)->natom, 3);
-  EXPECT_FALSE(m.are_atoms_already_used(2, tr(0, 1, 0), atoms({7, 8}))); // another cell
-  EXPECT_TRUE(m.are_atoms_already_used(2, tr(0, 0, 1), atoms({0, 7})));
+  EXPECT_FALSE(m.are_atoms_already_used(2, tr(0, 1, 0), atom_list({7, 8}))); // another cell
+  EXPECT_TRUE(m.are_atoms_already_used(2, tr(0, 0, 1), atom_list({0, 7})));
   for (int j = 0; j < 3; ++j)
     m.set_contact_match(j, address(0, 0), address(1, 0), Point(), Point());
   EXPECT_FALSE(m.is_found());
@@ -56,18 +50,18 @@ TEST(MatchRecord, IsCompleteWithEveryPartPlacedAndNamesTheAtomsAtContactEnds) {
 class MatchGeometry : public ::testing::Test {
 protected:
   void SetUp() override {
-    auto cm = crystal({10, 10, 10, 90, 90, 90});
+    auto cm = make_crystal(10, 10, 10, 90, 90, 90);
     add_molecule(*cm, {{"C", Point(6, 5, 5)}, {"C", Point(5, 5, 5)}}, {{0, 1}});
     add_molecule(*cm, {{"C", Point(5, 5, 6.5)}, {"C", Point(5.5, 5 - 0.8660254037844387, 6.5)}},
                  {{0, 1}});
     resource = make_handle<MotifSearchResource>(cm);
     motif = motif_of({fragment({"C", "C"}, {{0, 1}}), fragment({"C", "C"}, {{0, 1}})});
     match = make_handle<MotifMatch>(motif);
-    match->set_substructure_match(0, 0, 0, atoms({0, 1}), tr(0, 0, 0));
+    match->set_substructure_match(0, 0, 0, atom_list({0, 1}), tr(0, 0, 0));
     place_second(0);
   }
   void place_second(int a, int b = 0) {
-    match->set_substructure_match(1, 1, 1, atoms({0, 1}), tr(a, b, 0));
+    match->set_substructure_match(1, 1, 1, atom_list({0, 1}), tr(a, b, 0));
   }
   // An angle P1-P2-P3, or a torsion P1-P2-P3-P4, within the window.
   void add_window(bool torsion, double low, double high) {
@@ -127,7 +121,7 @@ TEST_F(MatchGeometry, EveryConstraintHoldsOnceAllItsAtomsArePlaced) {
   // Copy, its first atom, cell along a, whether the constraint holds.
   for (const auto& [copy, first, cell_a, passes] :
        {std::tuple{0, 0, 1, true}, {0, 0, 0, true}, {0, 1, 1, false}, {1, 0, 1, false}}) {
-    match->set_substructure_match(1, copy, copy, atoms({first, 1 - first}), tr(cell_a, 0, 0));
+    match->set_substructure_match(1, copy, copy, atom_list({first, 1 - first}), tr(cell_a, 0, 0));
     EXPECT_EQ(match->test_translation_constraints(), passes) << copy << first << cell_a;
   }
 }

@@ -72,10 +72,6 @@ TEST(RealEnvironments, CopiesAgreeWithTheSpaceGroupAndZ) {
     }
     EXPECT_EQ(units, z);
     expect_operator_images(r);
-    // The results read an entry again and rely on its copies being numbered as before.
-    MotifSearchResource again(curated(file, block));
-    EXPECT_EQ(again.cm_molecule_of_copy, r.cm_molecule_of_copy);
-    EXPECT_EQ(again.operator_of_copy, r.operator_of_copy);
   }
 }
 
@@ -167,14 +163,13 @@ TEST(RealStructureSearches, AcidDimerIsFoundExactlyWhereTheStructureHasOne) {
 // completes, so the number of paths grows geometrically until the call budget stops it.
 TEST(RealStructureSearches, ExplodingSearchStopsAtTheCallBudgetQuickly) {
   auto c = curated("acid__2300214-r274507.cif");
-  auto motif = make_handle<Motif>("explosion");
+  auto motif = motif_of({});
   for (int i = 0; i < 6; ++i) {
-    auto atom = make_handle<SubstructureAtom>();
+    auto atom = make_handle<SubstructureAtom>(); // of any element but H and D
     atom->remove_element(Element("H"));
     atom->remove_element(Element("D"));
-    auto s = make_handle<MotifSubstructure>();
-    s->add(atom);
-    motif->add_substructure(s);
+    motif->add_substructure(make_handle<MotifSubstructure>());
+    motif->substructure(i)->add(atom);
   }
   motif->add_substructure(fragment({"U"}));
   for (int i = 0; i < 6; ++i)
@@ -193,7 +188,6 @@ TEST(RealStructureSearches, ExplodingSearchStopsAtTheCallBudgetQuickly) {
   search.set_limit(1000);
   search.search(c, acid_dimer_motif(), 0);
   EXPECT_TRUE(search.aborted());
-  EXPECT_GT(search.ncalls(), 0);
   EXPECT_LT(search.ncalls(), 1000);
   EXPECT_EQ(search.results()->nentries(), 1);
   EXPECT_EQ(search.depth(), 0);

@@ -32,7 +32,6 @@ struct NamedMotif {
 std::vector<NamedMotif> safety_motifs() {
   std::vector<NamedMotif> out = {
       {"acid dimer", acid_dimer_motif(), false, true},
-      {"water pair", water_pair_motif(), false, true},
       {"silver carboxylate", silver_carboxylate_motif(), false, true},
       {"C-Cl...O", motif_of({fragment({"C", "Cl"}, {{0, 1}}), fragment({"O"})},
                             {contact(0, 1, 1, 0, vdw(-1.0, 0.0))}), false, true}};

@@ -16,46 +16,66 @@
 
 namespace xtalmotif::testing {
 
-/// A crystal of cell {a, b, c, alpha, beta, gamma} and the given operators, with no molecules.
-inline THandle<CrystalMaker> crystal(const std::vector<double>& cell,
-                                     const std::vector<std::string>& operators = {"x,y,z"}) {
-  auto c = make_handle<CrystalMaker>();
-  c->set_cell(cell[0], cell[1], cell[2], cell[3], cell[4], cell[5]);
+inline std::vector<std::string> p1bar_operators() { return {"x,y,z", "-x,-y,-z"}; }
+inline std::vector<std::string> p21c_operators() {
+  return {"x,y,z", "-x,y+1/2,-z+1/2", "-x,-y,-z", "x,-y+1/2,z+1/2"};
+}
+
+/// A crystal of the given cell and operators (as CIF writes them), with no molecules.
+inline THandle<CrystalMaker> make_crystal(double a, double b, double c, double alpha, double beta,
+                                          double gamma,
+                                          const std::vector<std::string>& operators = {"x,y,z"}) {
+  auto crystal = make_handle<CrystalMaker>();
+  crystal->set_cell(a, b, c, alpha, beta, gamma);
   std::vector<CrystalSymmetryOperator> ops;
   for (const auto& text : operators)
     ops.push_back(CrystalSymmetryOperator::from_xyz(text));
-  c->set_symmetry_operators(ops);
-  return c;
+  crystal->set_symmetry_operators(ops);
+  return crystal;
 }
 
-inline const std::vector<std::string> p1bar = {"x,y,z", "-x,-y,-z"};
-inline const std::vector<std::string> p21c = {"x,y,z", "-x,y+1/2,-z+1/2", "-x,-y,-z",
-                                              "x,-y+1/2,z+1/2"};
-
-/// One atom of a molecule built in code; an atom at `nowhere` has no site.
+/// One atom of a molecule built in code, at an orthogonal position (angstrom); an atom at
+/// `nowhere` has no site. Unless given, the label is the symbol and the atom's number.
 struct AtomAt {
   const char* symbol;
   Point at;
+  const char* label = nullptr;
 };
 inline const Point nowhere(NAN, NAN, NAN);
 
-/// Adds a molecule of the given atoms (orthogonal positions in angstrom, or fractional ones)
-/// and single bonds; returns its index.
+/// Adds a molecule of the given atoms and single bonds; returns its index.
 inline int add_molecule(CrystalMaker& c, const std::vector<AtomAt>& atoms,
-                        const std::vector<std::pair<int, int>>& bonds = {},
-                        bool fractional = false) {
+                        const std::vector<std::pair<int, int>>& bonds = {}) {
   auto m = make_handle<Molecule3d>();
   for (const auto& a : atoms) {
-    const Point f = fractional ? a.at : c.to_fractional(a.at);
-    auto site =
-        std::isnan(a.at[0]) ? THandle<Site>() : make_handle<Site>(f, c.to_orthogonal(f), 1.0);
-    const std::string label = a.symbol + std::to_string(m->natoms() + 1);
+    const Point f = c.to_fractional(a.at);
+    auto site = std::isnan(a.at[0]) ? THandle<Site>() : make_handle<Site>(f, a.at, 1.0);
+    const std::string label = a.label ? a.label : a.symbol + std::to_string(m->natoms() + 1);
     m->add_atom(make_handle<Atom3d>(Element(a.symbol), label, site));
   }
   for (const auto& [i, j] : bonds)
     m->add_bond(i, j, BondType::Single);
   c.add_molecule(THandle<Molecule>(m));
   return c.nmolecules() - 1;
+}
+
+/// One atom given by element, label and fractional position.
+struct FractionalAtom {
+  const char* element;
+  const char* label;
+  Point fractional;
+};
+
+/// Adds a molecule of atoms at fractional positions, bonded in a chain 0-1-2-...
+inline int add_sited_molecule(CrystalMaker& c, const std::vector<FractionalAtom>& atoms) {
+  std::vector<AtomAt> placed;
+  std::vector<std::pair<int, int>> chain;
+  for (const auto& a : atoms) {
+    placed.push_back({a.element, c.to_orthogonal(a.fractional), a.label});
+    if (placed.size() > 1)
+      chain.emplace_back(static_cast<int>(placed.size()) - 2, static_cast<int>(placed.size()) - 1);
+  }
+  return add_molecule(c, placed, chain);
 }
 
 /// A water, O, H, H, with its oxygen at `o` and the hydrogens 0.96 A off along +z and -z.
@@ -67,7 +87,7 @@ inline int add_water(CrystalMaker& c, const Point& o) {
 /// Three waters in a 10 A cubic P1 cell whose oxygens form an equilateral triangle of side
 /// 2.8 A in the plane z = 1; their lattice repeats are out of reach of every contact used.
 inline THandle<CrystalMaker> water_triangle() {
-  auto c = crystal({10, 10, 10, 90, 90, 90});
+  auto c = make_crystal(10, 10, 10, 90, 90, 90);
   add_water(*c, Point(1.0, 1.0, 1.0));
   add_water(*c, Point(3.8, 1.0, 1.0));
   add_water(*c, Point(2.4, 1.0 + 2.8 * std::sqrt(3.0) / 2.0, 1.0));
@@ -91,16 +111,35 @@ inline THandle<MotifContact> contact(int s1, int a1, int s2, int a2,
 
 /// A fragment of the given elements joined by the given single bonds, on molecules of `min` to
 /// `max` atoms.
-inline THandle<MotifSubstructure> fragment(const std::vector<const char*>& elements,
+inline THandle<MotifSubstructure> fragment(const std::vector<std::string>& elements,
                                            const std::vector<std::pair<int, int>>& bonds = {},
                                            int min = 0, int max = 100000) {
   auto s = make_handle<MotifSubstructure>();
-  for (const char* e : elements)
+  for (const auto& e : elements)
     s->add(make_handle<SubstructureAtom>(Element(e)));
   for (const auto& [i, j] : bonds)
     s->add(make_handle<SubstructureBond>(BondType::Single), i, j);
   s->set_target_size(min, max);
   return s;
+}
+
+/// A fragment that is a chain of the given elements.
+inline THandle<MotifSubstructure> chain_fragment(const std::vector<std::string>& elements) {
+  std::vector<std::pair<int, int>> chain;
+  for (int i = 1; i < static_cast<int>(elements.size()); ++i)
+    chain.emplace_back(i - 1, i);
+  return fragment(elements, chain);
+}
+
+/// An intermolecular distance window of 0 to `upper` angstrom, either end first.
+inline THandle<CombinedCriterion> window(double upper) {
+  return make_handle<CombinedCriterion>(false, upper, 0.0, ContactType::Inter, 4, 999, true,
+                                        nullptr, nullptr);
+}
+
+/// A fresh list of atom indices, as the search gives for each placement.
+inline THandle<std::vector<int>> atom_list(std::vector<int> atoms) {
+  return make_handle<std::vector<int>>(std::move(atoms));
 }
 
 /// A water: O (0) carrying H (1) and H (2), on a molecule of exactly three atoms.
@@ -119,6 +158,15 @@ inline THandle<Motif> motif_of(const std::vector<THandle<MotifSubstructure>>& fr
   return m;
 }
 
+/// Three O-H fragments joined round a ring and a contact inside fragment 0: contact 0 runs
+/// 0/1 -> 1/0, contact 1: 1/1 -> 2/0, contact 2: 2/1 -> 0/0, contact 3: 0/0 -> 0/1.
+inline THandle<Motif> three_fragment_ring() {
+  auto oh = [] { return chain_fragment({"O", "H"}); };
+  return motif_of({oh(), oh(), oh()},
+                  {contact(0, 1, 1, 0, window(3.0)), contact(1, 1, 2, 0, window(3.0)),
+                   contact(2, 1, 0, 0, window(3.0)), contact(0, 0, 0, 1, window(3.0))});
+}
+
 /// The centrosymmetric acid dimer R2,2(8): two acid groups C (0), O= (1), O (2), H (3), each
 /// hydroxyl H 1.5 to 2.2 A from the other group's carbonyl O.
 inline THandle<Motif> acid_dimer_motif() {
@@ -129,11 +177,6 @@ inline THandle<Motif> acid_dimer_motif() {
   };
   const auto window = absolute(1.5, 2.2);
   return motif_of({acid(), acid()}, {contact(0, 3, 1, 1, window), contact(1, 3, 0, 1, window)});
-}
-
-/// Water to water O-H...O: an H of one water 1.5 to 2.3 A from the O of another.
-inline THandle<Motif> water_pair_motif() {
-  return motif_of({water(), water()}, {contact(0, 1, 1, 0, absolute(1.5, 2.3))});
 }
 
 /// Silver at most 2.8 A from a carboxyl (or carboxylate) oxygen, in any molecule.
@@ -148,7 +191,7 @@ inline THandle<Motif> silver_carboxylate_motif() {
 }
 
 /// Every copy of the environment is, atom by atom, the image of its molecule's sited atoms under
-/// the operator recorded for it, worked out here from the operator's matrix and vector.
+/// the operator recorded for it.
 inline void expect_operator_images(const MotifSearchResource& r) {
   const CrystalMaker& c = *r.crystal();
   ASSERT_EQ(r.operator_of_copy.size(), static_cast<std::size_t>(r.ncopies()));
@@ -159,11 +202,7 @@ inline void expect_operator_images(const MotifSearchResource& r) {
     for (int i = 0; i < m.natoms(); ++i) {
       if (!m.atom(i)->has_site())
         continue;
-      const Point& p = m.atom(i)->site()->fractional();
-      expected.push_back(op.translation());
-      for (int a = 0; a < 3; ++a)
-        for (int b = 0; b < 3; ++b)
-          expected.back()[a] += op.rotation()(a, b) * p[b];
+      expected.push_back(op.apply(m.atom(i)->site()->fractional()));
     }
     ASSERT_EQ((*r.molecule_points)[k]->size(), expected.size()) << "copy " << k;
     for (std::size_t i = 0; i < expected.size(); ++i)
