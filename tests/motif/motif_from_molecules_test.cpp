@@ -1,319 +1,212 @@
-// Deriving a motif from placed molecules, and the geometric helpers behind it.
+// Deriving a motif from molecules in their observed places: the closest atom pairs that tie them,
+// the angle constraints between them, and a motif derived from the acid dimer of a real crystal.
 
+#include "crystal/cif_reader.h"
 #include "motif/motif.h"
 #include "motif/motif_search_lib_functions.h"
+#include "search/motif_search.h"
 
-#include "motif_test_molecules.h"
+#include "test_data.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <initializer_list>
+#include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 namespace xtalmotif {
 namespace {
 
-using testing::add_unplaced_atom;
-using testing::molecule_list;
-using testing::placed_molecule;
-using Pairs = std::vector<std::pair<int, int>>;
-
 constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 
-// A three-atom molecule (O at the origin, H along x, H along y) and a five-atom chain along x
-// starting 3 A from the origin. Worked by hand, the greedy closest pairs are:
-//   H(1,0,0)-N(3,0,0) 2.0; then O(0,0,0)-C(4,0,0) 4.0; then H(0,1,0)-C(5,0,0) sqrt(26).
-// They touch: H...N 2.0 is far below 1.09 + 1.55 + 1.5.
-THandle<Molecule> small_three() {
-  return placed_molecule({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}});
+using PlacedAtom = std::tuple<const char*, double, double, double>; // element, x, y, z
+
+// A molecule of atoms at orthogonal positions (angstrom), without bonds.
+THandle<Molecule> placed(std::initializer_list<PlacedAtom> atoms) {
+  auto m = make_handle<Molecule3d>();
+  for (const auto& [symbol, x, y, z] : atoms) {
+    const Point p(x, y, z);
+    m->add_atom(make_handle<Atom3d>(Element(symbol), symbol, make_handle<Site>(p, p, 1.0)));
+  }
+  return THandle<Molecule>(m);
 }
+
+THandle<std::vector<THandle<Molecule>>> list(std::vector<THandle<Molecule>> molecules) {
+  return make_handle<std::vector<THandle<Molecule>>>(std::move(molecules));
+}
+
+// A water-like O, H (along x), H (along y) at the origin, and a chain N-C-C-C-C along x from
+// 3 A on. Worked by hand, the closest pairs, each of atoms not yet used, are H1-N0 2.0 A, then
+// O0-C1 4.0 A, then H2-C2 sqrt(26) A; from the chain's side they are the same (greedy, not the
+// globally shortest set: once N0-H1 is taken, C1 pairs with the origin O).
+THandle<Molecule> small_three() { return placed({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}}); }
 THandle<Molecule> chain_five(double shift = 0.0) {
-  return placed_molecule({{"N", 3 + shift, 0, 0},
-                          {"C", 4 + shift, 0, 0},
-                          {"C", 5 + shift, 0, 0},
-                          {"C", 6 + shift, 0, 0},
-                          {"C", 7 + shift, 0, 0}});
+  return placed({{"N", 3 + shift, 0, 0}, {"C", 4 + shift, 0, 0}, {"C", 5 + shift, 0, 0},
+                 {"C", 6 + shift, 0, 0}, {"C", 7 + shift, 0, 0}});
 }
 
-struct ContactSummary {
-  int from_sub, from_atom, to_sub, to_atom;
-  bool operator==(const ContactSummary& o) const {
-    return from_sub == o.from_sub && from_atom == o.from_atom && to_sub == o.to_sub &&
-           to_atom == o.to_atom;
-  }
-};
-std::ostream& operator<<(std::ostream& os, const ContactSummary& c) {
-  return os << "(" << c.from_sub << "," << c.from_atom << ")->(" << c.to_sub << "," << c.to_atom
-            << ")";
-}
-std::vector<ContactSummary> summary(const Motif& m) {
-  std::vector<ContactSummary> out;
-  for (const auto& c : *m.contacts())
-    out.push_back({c->from_substructure(), c->from_atom(), c->to_substructure(), c->to_atom()});
-  return out;
-}
-
-// ---- the derived motif ----
-
-TEST(MotifFromMolecules, OneMoleculeGivesOneSubstructureAndNoContacts) {
-  Motif m(molecule_list({small_three()}), 0.1, 10.0);
-  EXPECT_EQ(m.name(), "Unnamed");
-  EXPECT_EQ(m.aux_value(), 0.0);
-  EXPECT_EQ(m.nsubstructures(), 1);
-  EXPECT_EQ(m.ncontacts(), 0);
-  EXPECT_EQ(m.substructure(0)->nnodes(), 3);
-  EXPECT_TRUE(m.angle_constraints()->empty());
-  EXPECT_TRUE(m.torsion_constraints()->empty());
-  EXPECT_TRUE(m.translation_constraints()->empty());
-  EXPECT_TRUE(m.contact_constraints()->empty());
-}
-
-TEST(MotifFromMolecules, TouchingMoleculesAreTiedBothWaysByTheClosestPairs) {
-  auto a = small_three();
-  auto b = chain_five();
-  Motif m(molecule_list({a, b}), 0.1, 10.0);
-  ASSERT_EQ(m.nsubstructures(), 2);
-  EXPECT_EQ(m.substructure(0)->nnodes(), 3);
-  EXPECT_EQ(m.substructure(1)->nnodes(), 5);
-  // Three pairs (the smaller atom count) from 0 to 1; then substructure 1 touches nothing after
-  // it and is tied back to 0, the same pairs seen from the chain.
-  const std::vector<ContactSummary> expected = {{0, 1, 1, 0}, {0, 0, 1, 1}, {0, 2, 1, 2},
-                                                {1, 0, 0, 1}, {1, 1, 0, 0}, {1, 2, 0, 2}};
-  EXPECT_EQ(summary(m), expected);
-
-  const double observed[3] = {2.0, 4.0, std::sqrt(26.0)};
-  for (int i = 0; i < 6; ++i) {
-    const auto& criterion = *m.contact(i)->criterion();
-    const double d = observed[i % 3];
-    EXPECT_FALSE(criterion.is_vdw_relative());
-    EXPECT_EQ(criterion.contact_type(), ContactType::Inter);
-    EXPECT_NEAR(criterion.upper(), 1.1 * d, 1e-12) << "contact " << i;
-    EXPECT_NEAR(criterion.lower(), 0.9 * d, 1e-12) << "contact " << i;
-    EXPECT_NEAR(m.contact(i)->max_distance_squared(), 1.21 * d * d, 1e-9);
-    EXPECT_NEAR(m.contact(i)->min_distance_squared(), 0.81 * d * d, 1e-9);
-  }
-  // Element sets from the molecules' atoms: the H...N contact and its reverse.
-  EXPECT_EQ(m.contact(0)->criterion()->first_elements(), (ElementSet{1}));
-  EXPECT_EQ(m.contact(0)->criterion()->second_elements(), (ElementSet{7}));
-  EXPECT_EQ(m.contact(3)->criterion()->first_elements(), (ElementSet{7}));
-  EXPECT_EQ(m.contact(3)->criterion()->second_elements(), (ElementSet{1}));
-  EXPECT_TRUE(m.angle_constraints()->empty());
-  EXPECT_EQ(m.nmolecules_spanned(), 2);
-}
-
-TEST(MotifFromMolecules, DistanceToleranceIsAFractionOfTheObservedDistance) {
-  auto o1 = placed_molecule({{"O", 0, 0, 0}});
-  auto o2 = placed_molecule({{"O", 3, 0, 0}});
-  Motif m(molecule_list({o1, o2}), 0.1, 5.0);
-  ASSERT_EQ(m.ncontacts(), 2);
-  const auto& criterion = *m.contact(0)->criterion();
-  EXPECT_DOUBLE_EQ(criterion.upper(), 3.3);
-  EXPECT_DOUBLE_EQ(criterion.lower(), 2.7);
-  // The contact accepts the observed distance and rejects 2.69 and 3.31.
-  EXPECT_TRUE(m.contact(0)->test_contact_distance(9.0, 1.52, 1.52));
-  EXPECT_FALSE(m.contact(0)->test_contact_distance(2.69 * 2.69, 1.52, 1.52));
-  EXPECT_FALSE(m.contact(0)->test_contact_distance(3.31 * 3.31, 1.52, 1.52));
-}
-
-TEST(MotifFromMolecules, FarApartMoleculeIsStillTiedToTheFirst) {
-  auto a = small_three();
-  auto b = chain_five(20.0); // 22 A away: no contact within the radius sums + 1.5
-  ASSERT_FALSE(MotifSearchLibFunctions::is_contact_present(
-      a, b, VdWCriterion(1.5, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr)));
-  Motif m(molecule_list({a, b}), 0.1, 10.0);
-  // Only the fallback from 1 back to 0: the chain's N, C, C nearest the molecule.
-  const std::vector<ContactSummary> expected = {{1, 0, 0, 1}, {1, 1, 0, 0}, {1, 2, 0, 2}};
-  EXPECT_EQ(summary(m), expected);
-  EXPECT_NEAR(m.contact(0)->criterion()->upper(), 1.1 * 22.0, 1e-9);
-}
-
-TEST(MotifFromMolecules, EveryMoleculeThatTouchesNothingLaterFallsBackToTheFirst) {
-  // O...O touch below 1.52 + 1.52 + 1.5 = 4.54: 0 touches 1 and 1 touches 2 (4 A), while 0
-  // and 2 are 8 A apart.
-  auto m0 = placed_molecule({{"O", 0, 0, 0}});
-  auto m1 = placed_molecule({{"O", 4, 0, 0}});
-  auto m2 = placed_molecule({{"O", 8, 0, 0}});
-  Motif m(molecule_list({m0, m1, m2}), 0.05, 10.0);
-  const std::vector<ContactSummary> expected = {{0, 0, 1, 0}, {1, 0, 2, 0}, {2, 0, 0, 0}};
-  EXPECT_EQ(summary(m), expected);
-  EXPECT_NEAR(m.contact(2)->criterion()->upper(), 8.4, 1e-12);
-  EXPECT_EQ(m.nmolecules_spanned(), 3);
-}
-
-// ---- connect_substructures ----
-
-class TwoWaters : public ::testing::Test {
-protected:
-  // Idealised geometry for hand-worked angles: O, H along x, H along y; the second water is the
-  // first moved 3 A along x.
-  THandle<Molecule> w1 = placed_molecule({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}});
-  THandle<Molecule> w2 = placed_molecule({{"O", 3, 0, 0}, {"H", 4, 0, 0}, {"H", 3, 1, 0}});
-  Motif motif{"waters"};
-  void SetUp() override {
-    motif.add_substructure(make_handle<MotifSubstructure>(*w1));
-    motif.add_substructure(make_handle<MotifSubstructure>(*w2));
-  }
-};
-
-TEST_F(TwoWaters, ConnectingASubstructureToItselfAddsNothing) {
-  motif.connect_substructures(1, 1, w2, w2, 0.1, 10.0, true);
-  EXPECT_EQ(motif.ncontacts(), 0);
-  EXPECT_TRUE(motif.angle_constraints()->empty());
-}
-
-TEST_F(TwoWaters, AnglesOnAtomsZeroToTwo) {
-  motif.connect_substructures(0, 1, w1, w2, 0.1, 10.0, true);
-  // Pairs: H(1,0,0)-O(3,0,0) 2.0; then H(0,1,0)-H(3,1,0) 3.0; then O-H(4,0,0) 4.0.
-  const std::vector<ContactSummary> pairs = {{0, 1, 1, 0}, {0, 2, 1, 2}, {0, 0, 1, 1}};
-  EXPECT_EQ(summary(motif), pairs);
-
-  ASSERT_EQ(motif.angle_constraints()->size(), 4u);
-  // Angle at (0,1,0) between (0,0,0) and (3,0,0); at the origin between (0,1,0) and (3,1,0):
-  // both acos(1/sqrt(10)). At (1,0,0) between the origin and (3,0,0): straight. At (4,0,0)
-  // between the origin and (3,1,0): 45 degrees.
-  const double a1 = std::acos(1.0 / std::sqrt(10.0)) * kDegrees;
-  const struct {
-    int refs[3][2];
-    double degrees;
-  } expected[4] = {{{{0, 0}, {0, 2}, {1, 0}}, a1},
-                   {{{0, 2}, {0, 0}, {1, 2}}, a1},
-                   {{{0, 0}, {0, 1}, {1, 0}}, 180.0},
-                   {{{0, 0}, {1, 1}, {1, 2}}, 45.0}};
-  for (int i = 0; i < 4; ++i) {
-    const auto& c = *(*motif.angle_constraints())[i];
-    for (int k = 0; k < 3; ++k) {
-      EXPECT_EQ(c.substructure(k), expected[i].refs[k][0]) << "constraint " << i;
-      EXPECT_EQ(c.atom(k), expected[i].refs[k][1]) << "constraint " << i;
+// Each molecule becomes a substructure; molecules that touch are tied by contacts between their
+// closest pairs, a molecule touching none after it is tied back to the first, and every window
+// is the observed distance plus and minus the tolerance (10%) of it.
+TEST(MotifFromMolecules, TouchingMoleculesAreTiedByTheirClosestPairs) {
+  // Molecules, the contacts (from substructure, atom, to substructure, atom), their distances.
+  using Case = std::tuple<std::string, std::vector<THandle<Molecule>>,
+                          std::vector<std::array<int, 4>>, std::vector<double>>;
+  const double r26 = std::sqrt(26.0);
+  const std::vector<Case> cases = {
+      {"one molecule", {small_three()}, {}, {}},
+      {"touching, then tied back from the second",
+       {small_three(), chain_five()},
+       {{0, 1, 1, 0}, {0, 0, 1, 1}, {0, 2, 1, 2}, {1, 0, 0, 1}, {1, 1, 0, 0}, {1, 2, 0, 2}},
+       {2.0, 4.0, r26, 2.0, 4.0, r26}},
+      {"22 A apart: only tied back",
+       {small_three(), chain_five(20.0)},
+       {{1, 0, 0, 1}, {1, 1, 0, 0}, {1, 2, 0, 2}},
+       {22.0, 24.0, std::sqrt(626.0)}},
+      {"a row of three oxygens 4 A apart",
+       {placed({{"O", 0, 0, 0}}), placed({{"O", 4, 0, 0}}), placed({{"O", 8, 0, 0}})},
+       {{0, 0, 1, 0}, {1, 0, 2, 0}, {2, 0, 0, 0}},
+       {4.0, 4.0, 8.0}},
+  };
+  for (const auto& [name, molecules, contacts, observed] : cases) {
+    SCOPED_TRACE(name);
+    Motif m(list(molecules), 0.1, 10.0);
+    ASSERT_EQ(m.nsubstructures(), static_cast<int>(molecules.size()));
+    ASSERT_EQ(m.ncontacts(), static_cast<int>(contacts.size()));
+    for (int i = 0; i < m.ncontacts(); ++i) {
+      const MotifContact& k = *m.contact(i);
+      EXPECT_EQ((std::array<int, 4>{k.from_substructure(), k.from_atom(), k.to_substructure(),
+                                    k.to_atom()}),
+                contacts[i]);
+      EXPECT_FALSE(k.criterion()->is_vdw_relative());
+      EXPECT_EQ(k.criterion()->contact_type(), ContactType::Inter);
+      EXPECT_NEAR(k.criterion()->upper(), 1.1 * observed[i], 1e-9) << i;
+      EXPECT_NEAR(k.criterion()->lower(), 0.9 * observed[i], 1e-9) << i;
     }
+    EXPECT_TRUE(m.angle_constraints()->empty());
+  }
+  // An atom without a position is nowhere, not at the origin: a molecule far off that holds one
+  // touches nothing.
+  auto far = placed({{"O", 50, 0, 0}});
+  far->add_atom(make_handle<Atom>(Element("O"), "O?"));
+  const VdWCriterion touching(1.5, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr);
+  EXPECT_FALSE(MotifSearchLibFunctions::is_contact_present(small_three(), far, touching));
+}
+
+using AngleWindow = std::pair<std::array<int, 6>, double>; // three (substructure, atom), centre
+
+// The motif's angle windows, each of half-width `tolerance`, are the expected ones.
+void expect_angle_windows(const Motif& m, double tolerance,
+                          const std::vector<AngleWindow>& expected) {
+  ASSERT_EQ(m.angle_constraints()->size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const auto& c = *(*m.angle_constraints())[i];
+    EXPECT_EQ((std::array<int, 6>{c.substructure(0), c.atom(0), c.substructure(1), c.atom(1),
+                                  c.substructure(2), c.atom(2)}),
+              expected[i].first);
     auto range = handle_cast<InclusiveRange>(c.condition());
     ASSERT_FALSE(range.is_null());
-    EXPECT_EQ(range->name(), "in range");
-    EXPECT_NEAR(range->low(), expected[i].degrees - 10.0, 1e-6) << "constraint " << i;
-    EXPECT_NEAR(range->high(), expected[i].degrees + 10.0, 1e-6) << "constraint " << i;
+    EXPECT_NEAR(range->low(), expected[i].second - tolerance, 1e-6) << i;
+    EXPECT_NEAR(range->high(), expected[i].second + tolerance, 1e-6) << i;
   }
 }
 
-TEST(MotifConnectThree, AnglesAtAtomZeroAndAtTheFirstHydrogenOfTheSmallestMolecule) {
-  // The water (3 atoms, 2 H) is the smallest; k = 3 - 2 = 1, its first H.
-  auto water = placed_molecule({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}});
-  auto m2 = placed_molecule({{"O", 3, 0, 0}, {"H", 3, 1, 0}, {"H", 9, 9, 9}, {"C", 9, 0, 9}});
-  auto m3 = placed_molecule({{"O", 3, 4, 0}, {"H", 5, 1, 0}, {"H", 8, 9, 9}, {"C", 8, 0, 9}});
+// With angles asked for, two three-atom molecules such as waters also get four angle windows on
+// their atoms 0 to 2.
+TEST(MotifFromMolecules, TwoWatersGetFourAngleWindows) {
+  const auto w1 = placed({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}});
+  const auto w2 = placed({{"O", 3, 0, 0}, {"H", 4, 0, 0}, {"H", 3, 1, 0}});
+  Motif motif("waters");
+  motif.add_substructure(make_handle<MotifSubstructure>(*w1));
+  motif.add_substructure(make_handle<MotifSubstructure>(*w2));
+  motif.connect_substructures(0, 1, w1, w2, 0.1, 10.0, true);
+  EXPECT_EQ(motif.ncontacts(), 3);
+  // At (0,1,0) between the origin and (3,0,0), and at the origin between (0,1,0) and (3,1,0):
+  // acos(1/sqrt(10)); at (1,0,0) between the origin and (3,0,0): 180; at (4,0,0) between the
+  // origin and (3,1,0): 45.
+  const double a = std::acos(1.0 / std::sqrt(10.0)) * kDegrees;
+  expect_angle_windows(motif, 10.0, {{{0, 0, 0, 2, 1, 0}, a}, {{0, 2, 0, 0, 1, 2}, a},
+                                     {{0, 0, 0, 1, 1, 0}, 180.0}, {{0, 0, 1, 1, 1, 2}, 45.0}});
+}
+
+// Across three substructures: one angle on atom 0 of each, one on the first hydrogen of the
+// smallest molecule (the water, passed second: k = 3 atoms - 2 hydrogens = 1).
+TEST(MotifFromMolecules, ThreeMoleculesGetAnglesAtAtomZeroAndTheFirstHydrogen) {
+  const auto water = placed({{"O", 0, 0, 0}, {"H", 1, 0, 0}, {"H", 0, 1, 0}});
+  const auto m2 = placed({{"O", 3, 0, 0}, {"H", 3, 1, 0}, {"H", 9, 9, 9}, {"C", 9, 0, 9}});
+  const auto m3 = placed({{"O", 3, 4, 0}, {"H", 5, 1, 0}, {"H", 8, 9, 9}, {"C", 8, 0, 9}});
   Motif m("three");
   for (const auto& mol : {water, m2, m3})
     m.add_substructure(make_handle<MotifSubstructure>(*mol));
-  // Pass the molecules in another order to show that the smallest decides, wherever it is.
   m.connect_substructures(1, 0, 2, m2, water, m3, 0.5, 5.0);
-  EXPECT_EQ(m.ncontacts(), 0);
-  ASSERT_EQ(m.angle_constraints()->size(), 2u);
-  const auto& first = *(*m.angle_constraints())[0];
-  const auto& second = *(*m.angle_constraints())[1];
-  for (int k = 0; k < 3; ++k) {
-    EXPECT_EQ(first.atom(k), 0);
-    EXPECT_EQ(second.atom(k), 1);
-  }
-  EXPECT_EQ(first.substructure(0), 1);
-  EXPECT_EQ(first.substructure(1), 0);
-  EXPECT_EQ(first.substructure(2), 2);
-  // Atom 0: at the water O (origin) between (3,0,0) and (3,4,0): acos(9/(3*5)) = acos(0.6).
-  auto r0 = handle_cast<InclusiveRange>(first.condition());
-  EXPECT_NEAR(r0->low(), std::acos(0.6) * kDegrees - 5.0, 1e-6);
-  EXPECT_NEAR(r0->high(), std::acos(0.6) * kDegrees + 5.0, 1e-6);
-  // Atom 1: at (1,0,0) between (3,1,0) and (5,1,0): vectors (2,1,0) and (4,1,0).
-  const double a = std::acos(9.0 / (std::sqrt(5.0) * std::sqrt(17.0))) * kDegrees;
-  auto r1 = handle_cast<InclusiveRange>(second.condition());
-  EXPECT_NEAR(r1->low(), a - 5.0, 1e-6);
-  EXPECT_NEAR(r1->high(), a + 5.0, 1e-6);
+  // At the water O between (3,0,0) and (3,4,0); at (1,0,0) between (3,1,0) and (5,1,0).
+  expect_angle_windows(
+      m, 5.0, {{{1, 0, 0, 0, 2, 0}, std::acos(0.6) * kDegrees},
+               {{1, 1, 0, 1, 2, 1}, std::acos(9.0 / std::sqrt(5.0 * 17.0)) * kDegrees}});
 }
 
-TEST(MotifConnectThree, SmallestMoleculeWithoutHydrogensUsesItsLastAtom) {
-  auto co = placed_molecule({{"C", 0, 0, 0}, {"O", 1, 0, 0}});
-  auto m2 = placed_molecule({{"C", 3, 0, 0}, {"O", 3, 2, 0}, {"N", 7, 7, 7}});
-  auto m3 = placed_molecule({{"C", 0, 3, 0}, {"O", 1, 5, 0}, {"N", 8, 7, 7}});
-  Motif m("three");
-  for (const auto& mol : {co, m2, m3})
-    m.add_substructure(make_handle<MotifSubstructure>(*mol));
-  m.connect_substructures(0, 1, 2, co, m2, m3, 0.0, 1.0);
-  ASSERT_EQ(m.angle_constraints()->size(), 2u);
-  EXPECT_EQ((*m.angle_constraints())[1]->atom(0), 1);
-  // At (3,2,0) between (1,0,0) and (1,5,0): vectors (-2,-2,0) and (-2,3,0), dot product -2.
-  const double a = std::acos(-2.0 / (std::sqrt(8.0) * std::sqrt(13.0))) * kDegrees;
-  auto r1 = handle_cast<InclusiveRange>((*m.angle_constraints())[1]->condition());
-  EXPECT_NEAR(r1->low(), a - 1.0, 1e-6);
-}
+// Ibuprofen (COD 2300214, P2(1)/c) pairs its carboxylic acid groups across a centre of symmetry
+// by two O-H...O hydrogen bonds. The motif derived from a molecule and that partner ties them by
+// both bonds, and the crystal it was taken from holds it.
+TEST(MotifFromRealMolecules, IbuprofenDimerIsTiedByBothHydrogenBondsAndFoundAgain) {
+  const auto path = xtalmotif::testing::require_data("curated/acid__2300214-r274507.cif");
+  auto crystal = read_crystal(path.string(), "");
+  ASSERT_EQ(crystal->nmolecules(), 1);
+  const THandle<Molecule> acid = crystal->molecule(0);
+  // The acid H (the H bonded to an oxygen), its oxygen, and the other, carbonyl, oxygen.
+  auto element = [&](int atom) { return acid->atom(atom)->element().symbol(); };
+  int h = -1, hydroxyl = -1, carbonyl = -1;
+  for (int i = 0; i < acid->natoms(); ++i)
+    for (int n : acid->neighbours(i))
+      if (element(i) == "H" && element(n) == "O")
+        std::tie(h, hydroxyl) = std::make_pair(i, n);
+  for (int o = 0; o < acid->natoms(); ++o)
+    if (element(o) == "O" && o != hydroxyl)
+      carbonyl = o;
+  ASSERT_TRUE(h >= 0 && carbonyl >= 0);
 
-// ---- helpers ----
+  // The partner: of all images of the molecule, the one whose carbonyl O is nearest the acid H.
+  THandle<Molecule> partner;
+  double best = 1e9;
+  for (const auto& op : crystal->symmetry_operators())
+    for (int t = 0; t < 125; ++t) {
+      const Point shift(t / 25 - 2, t / 5 % 5 - 2, t % 5 - 2);
+      auto image = make_handle<Molecule3d>(*acid);
+      for (int i = 0; i < image->natoms(); ++i) {
+        const Point f = op.apply(acid->atom(i)->site()->fractional()) + shift;
+        image->atom(i)->set_site(make_handle<Site>(f, crystal->to_orthogonal(f), 1.0));
+      }
+      const double d = distance(acid->atom(h)->position(), image->atom(carbonyl)->position());
+      if (d > 0.5 && d < best)
+        std::tie(best, partner) = std::make_pair(d, THandle<Molecule>(image));
+    }
+  ASSERT_TRUE(best > 1.5 && best < 2.1) << best; // an O-H...O hydrogen bond
 
-TEST(MotifSearchLibFunctions, ContactPresenceIsStrictAndSkipsUnplacedAtoms) {
-  // Fe has the default radius 2.00: touching means closer than 2 + 2 + 1.5 = 5.5.
-  VdWCriterion touching(0.0, -5.0, ContactType::Inter, 4, 999, false, nullptr, nullptr);
-  touching.set_upper_offset(1.5);
-  auto fe = placed_molecule({{"Fe", 0, 0, 0}});
-  EXPECT_FALSE(MotifSearchLibFunctions::is_contact_present(
-      fe, placed_molecule({{"Fe", 5.5, 0, 0}}), touching));
-  EXPECT_TRUE(MotifSearchLibFunctions::is_contact_present(
-      fe, placed_molecule({{"Fe", 5.49, 0, 0}}), touching));
-  // An atom without a position would read as the origin; it must not count.
-  auto ghost = placed_molecule({{"Fe", 50, 0, 0}});
-  add_unplaced_atom(ghost, "Fe");
-  EXPECT_FALSE(MotifSearchLibFunctions::is_contact_present(fe, ghost, touching));
-  EXPECT_FALSE(MotifSearchLibFunctions::is_contact_present(ghost, fe, touching));
-}
+  auto motif = make_handle<Motif>(list({acid, partner}), 0.1, 10.0);
+  EXPECT_EQ(motif->ncontacts(), 20); // ten pairs each way
+  int hydrogen_bonds = 0;
+  for (const auto& c : *motif->contacts())
+    if (c->from_substructure() == 0 &&
+        ((c->from_atom() == h && c->to_atom() == carbonyl) ||
+         (c->from_atom() == carbonyl && c->to_atom() == h))) {
+      ++hydrogen_bonds;
+      EXPECT_NEAR(c->criterion()->upper(), 1.1 * best, 1e-6);
+    }
+  EXPECT_EQ(hydrogen_bonds, 2);
 
-TEST(MotifSearchLibFunctions, CountsAtomsOfTheProbeElement) {
-  auto methanol = placed_molecule(
-      {{"C", 0, 0, 0}, {"O", 1, 0, 0}, {"H", 2, 0, 0}, {"H", 3, 0, 0}, {"D", 4, 0, 0}});
-  auto h = make_handle<Atom3d>(Element("H"), "", THandle<Site>());
-  EXPECT_EQ(MotifSearchLibFunctions::count_natoms(methanol, h), 2); // D is another element
-  EXPECT_EQ(MotifSearchLibFunctions::count_natoms(
-                methanol, make_handle<Atom3d>(Element("O"), "", THandle<Site>())),
-            1);
-  EXPECT_EQ(MotifSearchLibFunctions::count_natoms(
-                methanol, make_handle<Atom3d>(Element("N"), "", THandle<Site>())),
-            0);
-}
-
-TEST(MotifSearchLibFunctions, ClosestContactTiesKeepTheEarliestPairInListOrder) {
-  auto left = placed_molecule({{"C", 0, 0, 0}, {"C", 2, 0, 0}});
-  auto mid = placed_molecule({{"O", 1, 0, 0}, {"O", 1, 5, 0}});
-  // Atoms 0 and 1 of `left` are both 1 A from O0.
-  EXPECT_EQ(MotifSearchLibFunctions::find_closest_contact(left, {0, 1}, mid, {0, 1}),
-            std::make_pair(0, 0));
-  EXPECT_EQ(MotifSearchLibFunctions::find_closest_contact(left, {1, 0}, mid, {1, 0}),
-            std::make_pair(1, 0));
-}
-
-TEST(MotifSearchLibFunctions, ClosestContactChecksPositionsOnTheFirstSideOnly) {
-  auto first = placed_molecule({{"C", 0.1, 0, 0}});
-  add_unplaced_atom(first, "O"); // index 1, would sit at the origin
-  auto second = placed_molecule({{"O", 0, 0, 0.05}, {"O", 5, 0, 0}});
-  add_unplaced_atom(second, "N"); // index 2, read as the origin
-  EXPECT_EQ(MotifSearchLibFunctions::find_closest_contact(first, {1, 0}, second, {1, 2}),
-            std::make_pair(0, 2));
-}
-
-TEST(MotifSearchLibFunctions, NoPairWithinAThousandAngstromGivesMinusOnes) {
-  auto a = placed_molecule({{"C", 0, 0, 0}});
-  auto b = placed_molecule({{"C", 1000, 0, 0}, {"C", 2000, 0, 0}});
-  EXPECT_EQ(MotifSearchLibFunctions::find_closest_contact(a, {0}, b, {0, 1}),
-            std::make_pair(-1, -1));
-  EXPECT_EQ(MotifSearchLibFunctions::find_closest_contact(a, {}, b, {0, 1}),
-            std::make_pair(-1, -1));
-  EXPECT_EQ(MotifSearchLibFunctions::find_atoms_to_define_relationship(a, b, false, 10),
-            (Pairs{{-1, -1}}));
-}
-
-TEST(MotifSearchLibFunctions, RelationshipPairsAreGreedyAndLimited) {
-  auto a = small_three();
-  auto b = chain_five();
-  EXPECT_EQ(MotifSearchLibFunctions::find_atoms_to_define_relationship(a, b, true, 10),
-            (Pairs{{1, 0}, {0, 1}, {2, 2}}));
-  EXPECT_EQ(MotifSearchLibFunctions::find_atoms_to_define_relationship(a, b, false, 2),
-            (Pairs{{1, 0}, {0, 1}}));
-  EXPECT_TRUE(MotifSearchLibFunctions::find_atoms_to_define_relationship(a, b, false, 0).empty());
-  // Greedy, not globally shortest: after H1-N0 (2.0) is taken, the origin O pairs with C1.
-  EXPECT_EQ(MotifSearchLibFunctions::find_atoms_to_define_relationship(b, a, false, 10),
-            (Pairs{{0, 1}, {1, 0}, {2, 2}}));
+  MotifSearch search;
+  search.search(crystal, motif, 0);
+  EXPECT_EQ(search.results()->nentries(), 1);
+  EXPECT_FALSE(search.aborted());
+  // It counts among the structures the propensity of the motif is taken over, unless a
+  // substructure may not be a molecule of ibuprofen's 33 atoms.
+  EXPECT_TRUE(MotifSearchLibFunctions::holds_every_substructure(*motif, *crystal));
+  motif->substructure(1)->set_target_size(1, 32);
+  EXPECT_FALSE(MotifSearchLibFunctions::holds_every_substructure(*motif, *crystal));
 }
 
 } // namespace
