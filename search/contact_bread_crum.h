@@ -2,10 +2,11 @@
 #define XTALMOTIF_SEARCH_CONTACT_BREAD_CRUM_H
 
 #include "chem/contact_criterion.h"
-#include "core/handle.h"
 #include "chem/substructure.h"
+#include "core/handle.h"
 #include "match/atom_address.h"
 
+#include <utility>
 #include <vector>
 
 namespace xtalmotif {
@@ -39,6 +40,9 @@ public:
   THandle<CombinedCriterion> criterion;
   /// The partners found, in order of discovery.
   THandle<AtomAddressList> partners;
+  /// The sizes (fewest and most atoms) of the molecules the partners were allowed to lie in: the
+  /// far substructure's, so that a memory is only reused toward a substructure of equal limits.
+  std::pair<int, int> target_size{0, 100000};
 };
 
 } // namespace xtalmotif

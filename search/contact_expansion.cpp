@@ -61,11 +61,14 @@ THandle<AtomAddressList> MotifSearch::find_contacts(const Point& p,
                                                     const THandle<SubstructureAtom>& query_atom) {
   const THandle<CombinedCriterion>& criterion = contact->criterion();
   const std::array<int, 5> key = address_key(*from);
+  THandle<MotifSubstructure> target = motif_->substructure(to);
+  const std::pair<int, int> target_size{target->min_target_size(), target->max_target_size()};
   {
     auto known = contact_crumbs_by_address_.find(key);
     if (known != contact_crumbs_by_address_.end())
       for (std::size_t k : known->second)
-        if (contact_crumbs_[k].been_here_before(from, query_atom, criterion))
+        if (contact_crumbs_[k].target_size == target_size &&
+            contact_crumbs_[k].been_here_before(from, query_atom, criterion))
           return contact_crumbs_[k].partners;
   }
 
@@ -80,7 +83,6 @@ THandle<AtomAddressList> MotifSearch::find_contacts(const Point& p,
   const Matrix<double, 3, 3>& orth = resource_->orthogonal_matrix();
   const Point origin = orth * p;
   const double r_from = vdw_radius(*from);
-  THandle<MotifSubstructure> target = motif_->substructure(to);
   const auto& copies = *resource_->molecule_points;
 
   if (type == ContactType::Intra) {
@@ -153,6 +155,7 @@ THandle<AtomAddressList> MotifSearch::find_contacts(const Point& p,
 
   contact_crumbs_by_address_[key].push_back(contact_crumbs_.size());
   contact_crumbs_.emplace_back(from, query_atom, criterion, partners);
+  contact_crumbs_.back().target_size = target_size;
   return partners;
 }
 

@@ -210,6 +210,13 @@ TEST(MotifSearchContacts, EqualQuestionsAreAnsweredFromMemory) {
   EXPECT_NE(keys(*partners(*s, absolute(2.5, 3.0), "H")), keys(*first));
   EXPECT_EQ(keys(*partners(*s, absolute(2.5, 3.0), "O", 1)),
             (std::vector<Key>{{1, 0, 1, 0, 0}, {2, 0, 1, 0, 0}}));
+  // The same question toward a substructure that allows no molecule of the triangle's size.
+  auto sized = prepared(motif_of({water(), fragment({"O"}, {}, 3, 3), fragment({"O"}, {}, 4)}));
+  EXPECT_FALSE(partners(*sized, absolute(2.5, 3.0), "O")->empty());
+  auto from = make_handle<AtomAddress>(0, 0, 0, make_handle<Translation>(0, 0, 0));
+  EXPECT_TRUE(sized->find_contacts(sized->resource()->get_point(from, true), from,
+                                   contact(0, 0, 2, 0, absolute(2.5, 3.0)), 2,
+                                   make_handle<SubstructureAtom>(Element("O")))->empty());
 }
 
 // Contacts between the substructure just placed and those placed before are closed as the atoms
