@@ -21,15 +21,26 @@ void ThreadPool::run(int n, const std::function<void(int unit, int worker)>& wor
   std::exception_ptr failure;
   const int threads = std::min(jobs_, std::max(1, n));
   int running = threads;
+  auto fail = [&] {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!failure)
+      failure = std::current_exception();
+    next = n; // no thread takes a new unit
+  };
+  auto tick = [&] {
+    try {
+      if (tick_)
+        tick_();
+    } catch (...) {
+      fail();
+    }
+  };
   auto loop = [&](int worker) {
     try {
       for (int u = next++; u < n; u = next++)
         work(u, worker);
     } catch (...) {
-      std::lock_guard<std::mutex> lock(mutex);
-      if (!failure)
-        failure = std::current_exception();
-      next = n; // the other threads take no new unit
+      fail();
     }
     std::lock_guard<std::mutex> lock(mutex);
     if (--running == 0)
@@ -44,16 +55,14 @@ void ThreadPool::run(int n, const std::function<void(int unit, int worker)>& wor
     std::unique_lock<std::mutex> lock(mutex);
     while (running > 0) {
       lock.unlock();
-      if (tick_)
-        tick_();
+      tick();
       lock.lock();
       finished.wait_for(lock, std::chrono::milliseconds(100), [&] { return running == 0; });
     }
   }
   for (auto& t : pool)
     t.join();
-  if (tick_)
-    tick_();
+  tick();
   if (failure)
     std::rethrow_exception(failure);
 }

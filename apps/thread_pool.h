@@ -7,9 +7,11 @@
 
 namespace xtalmotif::app {
 
-/// The program's threads: runs the units of a library job on `jobs` threads, taking units in
-/// order as threads come free, while the calling thread only calls `tick` (a progress display)
-/// about ten times a second, and once more when the last unit ends.
+/// The threads of the program and of the Python module: runs the units of a library job on `jobs`
+/// threads, taking units in order as threads come free, while the calling thread only calls
+/// `tick` (a progress display; in Python, progress and Ctrl-C) about ten times a second, and once
+/// more when the last unit ends. When a unit or `tick` throws, no further unit is started, the
+/// units running are finished, and the first exception is rethrown once every thread has ended.
 class ThreadPool : public Executor {
 public:
   explicit ThreadPool(int jobs, std::function<void()> tick = {});

@@ -2,10 +2,11 @@
 // module's own, with the hits described by the records the program writes with --json.
 
 #include "python/binding.h"
-#include "python/python_executor.h"
 
-#include "db/aser_database.h"
+#include "apps/thread_pool.h"
+
 #include "crystal/cif_reader.h"
+#include "db/aser_database.h"
 #include "db/database.h"
 #include "search/collection_search.h"
 #include "search/match_records.h"
@@ -180,7 +181,7 @@ Hits run_search(const py::object& motif_argument_object, const py::object& sourc
       total = db->nentries();
       records.resize(static_cast<std::size_t>(total));
       // Ctrl-C and the progress callback are seen on the calling thread, with the lock held.
-      PythonExecutor executor(jobs, [&] {
+      app::ThreadPool executor(jobs, [&] {
         py::gil_scoped_acquire gil;
         if (PyErr_CheckSignals() != 0)
           throw py::error_already_set();
