@@ -1,5 +1,5 @@
-// xtalmotif.search(): a collection search run by the library's driver on threads of the
-// module's own, with the hits described by the records the program writes with --json.
+// xtalmotif.search(): a collection search run by the library's driver on the threads of the
+// program's thread pool, with the hits described by the records the program writes with --json.
 
 #include "python/binding.h"
 
