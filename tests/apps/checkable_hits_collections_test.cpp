@@ -150,6 +150,7 @@ int check_search(const std::string &motif, const std::string &sources) {
       EXPECT_NEAR(H.dist(a), h["h_a"].get<double>(), 1e-3) << c;
       EXPECT_NEAR(d.dist(a), h["d_a"].get<double>(), 1e-3) << c;
       EXPECT_NEAR(gemmi::deg(gemmi::calculate_angle(d, H, a)), h["angle"].get<double>(), 0.1) << c;
+      EXPECT_GE(h["angle"].get<double>(), 110.0) << c; // a bent contact is no hydrogen bond
     }
     for (std::size_t i = 0; i < atoms.size(); ++i)
       for (std::size_t j = i + 1; j < atoms.size(); ++j)
