@@ -39,7 +39,8 @@ THandle<Motif> triangle_motif(double low = 0, double high = 180) {
 // For each stored match, the copy each substructure was placed on.
 Placements placements(const MotifSearch& s) {
   Placements out;
-  for (const auto& m : *s.results()->motif_matches(unknown)) {
+  const auto matches = s.results()->motif_matches(unknown); // held: the loop reads through it
+  for (const auto& m : *matches) {
     out.emplace_back();
     for (const auto& sm : m->substructure_matches)
       out.back().push_back(sm->nmol_in_msr);

@@ -150,7 +150,8 @@ TEST(RealStructureSearches, AcidDimerIsFoundExactlyWhereTheStructureHasOne) {
       MotifSearch search;
       search.search(c, acid_dimer_motif(), 0);
       EXPECT_EQ(search.results()->nentries(), expected ? 1 : 0) << f << " " << block.block_name;
-      for (const auto& m : *search.results()->motif_matches(DatabaseEntryIdentifier("unknown")))
+      const auto matches = search.results()->motif_matches(DatabaseEntryIdentifier("unknown"));
+      for (const auto& m : *matches)
         for (const auto& cm : m->contact_matches)
           EXPECT_TRUE(in_window(distance(cm->from_point, cm->to_point), 1.5, 2.2)) << f;
       dimers += expected ? 1 : 0;
