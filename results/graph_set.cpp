@@ -12,12 +12,7 @@ namespace xtalmotif {
 
 namespace MotifSearchLibFunctions {
 
-namespace {
-
-// Atoms on the shortest bond path between atoms a and b of a molecule, both ends counted.
-int path_atoms(const Molecule& molecule, int a, int b) {
-  if (a == b)
-    return 1;
+int bonds_between(const Molecule& molecule, int a, int b) {
   std::vector<int> depth(molecule.natoms(), -1);
   std::queue<int> queue;
   depth[a] = 0;
@@ -25,15 +20,24 @@ int path_atoms(const Molecule& molecule, int a, int b) {
   while (!queue.empty()) {
     const int x = queue.front();
     queue.pop();
+    if (x == b)
+      return depth[x];
     for (int y : molecule.neighbours(x))
       if (depth[y] < 0) {
         depth[y] = depth[x] + 1;
-        if (y == b)
-          return depth[y] + 1;
         queue.push(y);
       }
   }
-  return 1; // not joined by bonds: the atoms of another piece count as none
+  return -1;
+}
+
+namespace {
+
+// Atoms on the shortest bond path between atoms a and b of a molecule, both ends counted; 1
+// when they are not joined by bonds (the atoms of another piece count as none).
+int path_atoms(const Molecule& molecule, int a, int b) {
+  const int bonds = bonds_between(molecule, a, b);
+  return bonds < 0 ? 1 : bonds + 1;
 }
 
 std::string descriptor(char kind, int a, int d, int n) {

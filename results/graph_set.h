@@ -27,6 +27,9 @@ namespace MotifSearchLibFunctions {
 /// the order of their first bonds, separated by spaces.
 std::string graph_set(const MotifSearchResource& resource, const std::vector<PatternBond>& bonds);
 
+/// Bonds on the shortest path between atoms a and b of a molecule; -1 when they are not joined.
+int bonds_between(const Molecule& molecule, int a, int b);
+
 } // namespace MotifSearchLibFunctions
 
 } // namespace xtalmotif

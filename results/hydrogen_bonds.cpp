@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <queue>
 
 namespace xtalmotif {
 
@@ -16,26 +15,6 @@ namespace {
 constexpr double kDegreesPerRadian = 57.29577951308232;
 
 bool is_acceptor(const Element& e) { return is_hydrogen_bond_atom(e) || e == Element("Cl"); }
-
-// Bonds on the shortest path between two atoms of a molecule; -1 when not joined.
-int bonds_between(const Molecule& molecule, int a, int b) {
-  std::vector<int> depth(molecule.natoms(), -1);
-  std::queue<int> queue;
-  depth[a] = 0;
-  queue.push(a);
-  while (!queue.empty()) {
-    const int x = queue.front();
-    queue.pop();
-    if (x == b)
-      return depth[x];
-    for (int y : molecule.neighbours(x))
-      if (depth[y] < 0) {
-        depth[y] = depth[x] + 1;
-        queue.push(y);
-      }
-  }
-  return -1;
-}
 
 // The placement of molecule `molecule` in which atom `atom` stands at its own site (code 1_555),
 // or an invalid one.
