@@ -49,6 +49,10 @@ MotifChoice choose_motif(const std::string& text);
 /// The catalog names nearest to `text` by edit distance, closest first.
 std::vector<std::string> nearest_names(const std::string& text, std::size_t how_many);
 
+/// The number of one-character insertions, deletions and substitutions that turn `a` into `b`:
+/// how near a mistyped name or option is to a known one.
+std::size_t edit_distance(const std::string& a, const std::string& b);
+
 } // namespace xtalmotif::app
 
 #endif
