@@ -1,5 +1,7 @@
 #include "crystal/operator_table.h"
 
+#include <gemmi/symmetry.hpp>
+
 #include <cmath>
 
 namespace xtalmotif {
@@ -16,18 +18,19 @@ std::size_t first_slot(std::uint64_t k, std::size_t size) {
 OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
   ops_.reserve(ops.size());
   for (const auto& op : ops) {
-    IntOp o;
+    gemmi::Op o;
     for (int i = 0; i < 3; ++i) {
       for (int j = 0; j < 3; ++j)
-        o.r[i * 3 + j] = op.rotation()(i, j);
-      const double x = op.translation()[i] * 24.0;
+        o.rot[i][j] = op.rotation()(i, j) * gemmi::Op::DEN;
+      const double x = op.translation()[i] * gemmi::Op::DEN;
       const long v = std::lround(x);
       if (std::fabs(x - static_cast<double>(v)) > 1e-6)
         exact_ = false;
-      o.t[i] = static_cast<int>(v);
+      o.tran[i] = static_cast<int>(v);
     }
     ops_.push_back(o);
   }
+  size_ = static_cast<int>(ops_.size());
   // A table a quarter full: a lookup is one or two probes.
   std::size_t size = 16;
   while (size < 4 * ops_.size())
@@ -46,18 +49,24 @@ OperatorTable::OperatorTable(const std::vector<CrystalSymmetryOperator>& ops) {
   }
 }
 
-std::uint64_t OperatorTable::key(const IntOp& op) {
+OperatorTable::~OperatorTable() = default;
+
+std::uint64_t OperatorTable::key(const gemmi::Op& op) {
+  constexpr int den = gemmi::Op::DEN;
   std::uint64_t k = 0;
-  for (int e : op.r) // -1, 0 or 1 in any crystallographic setting; 3 marks anything else
-    k = (k << 2) | static_cast<std::uint64_t>(e < -1 || e > 1 ? 3 : e + 1);
-  for (int v : op.t) { // the translation modulo whole cells
-    const int w = v % 24;
-    k = (k << 5) | static_cast<std::uint64_t>(w < 0 ? w + 24 : w);
+  for (const auto& row : op.rot)
+    for (int d : row) { // -1, 0 or 1 in any crystallographic setting; 3 marks anything else
+      const int e = d / den;
+      k = (k << 2) | static_cast<std::uint64_t>(e < -1 || e > 1 || e * den != d ? 3 : e + 1);
+    }
+  for (int v : op.tran) { // the translation modulo whole cells
+    const int w = v % den;
+    k = (k << 5) | static_cast<std::uint64_t>(w < 0 ? w + den : w);
   }
   return k;
 }
 
-int OperatorTable::find(const IntOp& op) const {
+int OperatorTable::find(const gemmi::Op& op) const {
   const std::uint64_t k = key(op);
   const std::size_t mask = slots_.size() - 1;
   std::size_t at = first_slot(k, slots_.size());
@@ -69,26 +78,14 @@ int OperatorTable::find(const IntOp& op) const {
   return -1;
 }
 
-OperatorTable::IntOp OperatorTable::compose(int a, int b) const {
-  const IntOp& x = ops_[a];
-  const IntOp& y = ops_[b];
-  IntOp p;
-  for (int i = 0; i < 3; ++i) {
-    p.t[i] = x.t[i];
-    for (int j = 0; j < 3; ++j) {
-      p.r[i * 3 + j] = x.r[i * 3] * y.r[j] + x.r[i * 3 + 1] * y.r[3 + j] + x.r[i * 3 + 2] * y.r[6 + j];
-      p.t[i] += x.r[i * 3 + j] * y.t[j];
-    }
-  }
-  return p;
-}
+gemmi::Op OperatorTable::compose(int a, int b) const { return ops_[a].combine(ops_[b]); }
 
 int OperatorTable::product(int a, int b, Int3* lattice) const {
-  const IntOp p = compose(a, b);
+  const gemmi::Op p = compose(a, b);
   const int m = find(p);
   if (m >= 0 && lattice)
-    for (int i = 0; i < 3; ++i) // the translations agree modulo 24ths of whole cells
-      (*lattice)[i] = (p.t[i] - ops_[m].t[i]) / 24;
+    for (int i = 0; i < 3; ++i) // the translations agree modulo whole cells
+      (*lattice)[i] = (p.tran[i] - ops_[m].tran[i]) / gemmi::Op::DEN;
   return m;
 }
 
