@@ -1,11 +1,13 @@
 #include "crystal/crystal_maker.h"
 
+#include <gemmi/symmetry.hpp>
+
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdint>
 #include <cctype>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
@@ -58,102 +60,96 @@ bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
-bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-// A number as strtod reads the start of `text` (decimal digits and a point), without the
-// locale or a copy; false when no number can be read there.
-bool read_number(std::string_view text, double* value) {
-  const auto r = std::from_chars(text.data(), text.data() + text.size(), *value,
-                                 std::chars_format::fixed);
-  return r.ec == std::errc();
+// Copies the number at row[i] (and its denominator, if one follows) to `out` as gemmi reads
+// it, moving i past it; a translation that is no multiple of 1/24 goes to `shift` instead.
+void number_in_24ths(const std::string& text, const std::string& row, std::size_t& i,
+                     std::string& out, double& shift) {
+  std::size_t j = i;
+  while (j < row.size() && (is_digit(row[j]) || row[j] == '.'))
+    ++j;
+  std::size_t slash = j;
+  if (j < row.size() && row[j] == '/')
+    for (++j; j < row.size() && is_digit(row[j]);)
+      ++j;
+  const std::string_view token(row.data() + i, j - i);
+  double num = 0, den = 1;
+  auto read = [&](std::size_t from, std::size_t to, double* v) {
+    const auto r =
+        std::from_chars(row.data() + from, row.data() + to, *v, std::chars_format::fixed);
+    if (r.ec != std::errc() || r.ptr != row.data() + to)
+      bad_operator(text, "cannot read number '" + std::string(token) + "'");
+  };
+  read(i, slash, &num);
+  if (slash < j)
+    read(slash + 1, j, &den);
+  if (den == 0)
+    bad_operator(text, "zero denominator");
+  const double in24ths = num / den * 24.0;
+  if (token.find('.') == std::string_view::npos && den <= 24 && 24 % static_cast<long>(den) == 0) {
+    out += token; // gemmi reads it as it stands
+  } else if (std::fabs(in24ths - std::round(in24ths)) < 0.05) {
+    out += std::to_string(std::lround(in24ths)) + "/24";
+  } else {
+    if (j < row.size() && row[j] != '+' && row[j] != '-') // "0.3*x", "0.3x"
+      bad_operator(text, "cannot read '" + std::string(token) + "' as a translation");
+    int sign = 1;
+    for (std::size_t k = i; k > 0 && (row[k - 1] == '+' || row[k - 1] == '-'); --k)
+      sign = row[k - 1] == '-' ? -sign : sign;
+    shift += sign * num / den;
+    out += '0';
+  }
+  i = j;
 }
 
-// Reads one row such as "-x+1/2", "0.5+x", "x-y" or "+y" into integer coefficients and a
-// translation.
-void parse_row(const std::string& whole, std::string_view row, std::array<int, 3>& coeff,
-               double& shift) {
-  coeff = {0, 0, 0};
-  shift = 0.0;
-  std::size_t i = 0;
-  bool any = false;
-  auto skip = [&] {
-    while (i < row.size() && is_blank(row[i]))
-      ++i;
-  };
-  skip();
-  while (i < row.size()) {
-    int sign = 1;
-    bool signed_term = false;
-    while (i < row.size() && (row[i] == '+' || row[i] == '-')) {
-      if (row[i] == '-')
-        sign = -sign;
-      signed_term = true;
-      ++i;
-      skip();
-    }
-    if (i >= row.size()) {
-      if (signed_term)
-        bad_operator(whole, "dangling sign");
-      break;
-    }
-    if (any && !signed_term)
-      bad_operator(whole, "terms must be joined by + or -");
-    double number = 1.0;
-    bool has_number = false;
-    if (is_digit(row[i]) || row[i] == '.') {
-      std::size_t start = i;
-      while (i < row.size() && (is_digit(row[i]) || row[i] == '.'))
-        ++i;
-      const std::string_view num = row.substr(start, i - start);
-      if (num == ".")
-        bad_operator(whole, "a lone '.' is not a number");
-      if (!read_number(num, &number))
-        bad_operator(whole, "cannot read number '" + std::string(num) + "'");
-      skip();
-      if (i < row.size() && row[i] == '/') {
-        ++i;
-        skip();
-        std::size_t ds = i;
-        while (i < row.size() && is_digit(row[i]))
-          ++i;
-        if (ds == i)
-          bad_operator(whole, "fraction without denominator");
-        double den = 0.0;
-        if (!read_number(row.substr(ds, i - ds), &den))
-          bad_operator(whole, "cannot read number '" + std::string(row.substr(ds, i - ds)) + "'");
-        if (den == 0.0)
-          bad_operator(whole, "zero denominator");
-        number /= den;
-      }
-      has_number = true;
-      skip();
-      if (i < row.size() && row[i] == '*') {
-        ++i;
-        skip();
-      }
-    }
-    if (i < row.size() && is_letter(row[i])) {
-      char v = static_cast<char>(std::tolower(static_cast<unsigned char>(row[i])));
-      if (v < 'x' || v > 'z')
-        bad_operator(whole, std::string("unknown variable '") + row[i] + "'");
-      if (std::fabs(number - std::round(number)) > 1e-9)
-        bad_operator(whole, "non-integer coefficient");
-      if (std::fabs(number) > 6)
-        bad_operator(whole, "coefficient out of range");
-      coeff[v - 'x'] += sign * static_cast<int>(std::lround(number));
-      ++i;
-      skip();
-      // A translation written after the variable as a product ("x*1") is not used in CIF.
-    } else if (has_number) {
-      shift += sign * number;
-    } else {
-      bad_operator(whole, std::string("unexpected character '") + row[i] + "'");
-    }
-    any = true;
-    skip();
+// The operator as gemmi's triplet reader takes it. What that reader does not read is rewritten
+// here: quotes surviving from a CIF value; rows separated by blanks only ("-x 1/2+y -z", in some
+// old files); blanks inside a row ("1 / 2"); and decimals ("0.5+x", "z+0.3333"), which are the
+// fractions of a 24th written to a few places and become those fractions. A decimal that is no
+// multiple of 1/24 (an origin shift such as "-x+0.0238095") cannot be said in 24ths: it is left
+// out of the text and returned in `shift`, by row, to be added to gemmi's translation.
+std::string as_triplet(const std::string& text, std::array<double, 3>& shift) {
+  std::string s;
+  for (char c : text) {
+    const char l = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (c == '\'' || c == '"')
+      continue;
+    if (!(is_blank(c) || is_digit(c) || (l >= 'x' && l <= 'z') ||
+          std::string_view("+-*/.,").find(c) != std::string_view::npos))
+      bad_operator(text, std::string("unexpected character '") + c + "'");
+    s += c;
   }
-  if (!any)
-    bad_operator(whole, "empty component");
+  std::vector<std::string> rows(1);
+  const bool commas = s.find(',') != std::string::npos;
+  for (char c : s) {
+    if (commas ? c == ',' : is_blank(c)) {
+      if (commas || !rows.back().empty())
+        rows.emplace_back();
+    } else if (!is_blank(c)) {
+      rows.back() += c;
+    }
+  }
+  if (!commas && rows.back().empty())
+    rows.pop_back();
+  if (rows.size() != 3)
+    bad_operator(text, "expected three comma-separated components");
+  std::string out;
+  shift = {0, 0, 0};
+  for (std::size_t r = 0; r < 3; ++r) {
+    const std::string& row = rows[r];
+    if (!out.empty())
+      out += ',';
+    if (row.empty())
+      bad_operator(text, "empty component");
+    for (std::size_t i = 0; i < row.size();) {
+      if (!is_digit(row[i]) && row[i] != '.') {
+        out += row[i++];
+        continue;
+      }
+      number_in_24ths(text, row, i, out, shift[r]);
+    }
+  }
+  return out;
 }
 
 } // namespace
@@ -166,56 +162,27 @@ CrystalSymmetryOperator::CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotati
     : rotation_(rotation), translation_(translation) {}
 
 CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& text) {
-  // Quotes may survive from a CIF value; they carry no meaning here.
-  std::string unquoted;
-  std::string_view s = text;
-  if (text.find_first_of("'\"") != std::string::npos) {
-    unquoted = text;
-    unquoted.erase(std::remove_if(unquoted.begin(), unquoted.end(),
-                                  [](char c) { return c == '\'' || c == '"'; }),
-                   unquoted.end());
-    s = unquoted;
+  gemmi::Op op;
+  std::array<double, 3> shift;
+  try {
+    op = gemmi::parse_triplet(as_triplet(text, shift));
+  } catch (const std::invalid_argument&) {
+    throw;
+  } catch (const std::exception& e) {
+    bad_operator(text, e.what());
   }
-  std::array<std::string_view, 3> rows;
-  std::size_t nrows = 0, from = 0;
-  for (std::size_t i = 0; i <= s.size(); ++i)
-    if (i == s.size() || s[i] == ',') {
-      if (nrows < 3)
-        rows[nrows] = s.substr(from, i - from);
-      ++nrows;
-      from = i + 1;
-    }
-  if (nrows != 3) {
-    // Some old files separate the three rows with blanks only: "x y z", "-x 1/2+y -z".
-    std::size_t nwords = 0;
-    for (std::size_t i = 0; i < s.size();) {
-      while (i < s.size() && is_blank(s[i]))
-        ++i;
-      if (i == s.size())
-        break;
-      const std::size_t start = i;
-      while (i < s.size() && !is_blank(s[i]))
-        ++i;
-      if (nwords < 3)
-        rows[nwords] = s.substr(start, i - start);
-      ++nwords;
-    }
-    if (nrows != 1 || nwords != 3)
-      bad_operator(text, "expected three comma-separated components");
-  }
+  constexpr int den = gemmi::Op::DEN;
   Matrix<int, 3, 3> rot;
   Point t;
   for (int r = 0; r < 3; ++r) {
-    std::array<int, 3> c;
-    double shift;
-    parse_row(text, rows[r], c, shift);
-    for (int k = 0; k < 3; ++k)
-      rot(r, k) = c[k];
-    t[r] = snap_translation(shift);
+    for (int k = 0; k < 3; ++k) {
+      if (op.rot[r][k] % den != 0)
+        bad_operator(text, "non-integer coefficient");
+      rot(r, k) = op.rot[r][k] / den;
+    }
+    t[r] = static_cast<double>(op.tran[r]) / den + shift[r];
   }
-  int det = rot(0, 0) * (rot(1, 1) * rot(2, 2) - rot(1, 2) * rot(2, 1)) -
-            rot(0, 1) * (rot(1, 0) * rot(2, 2) - rot(1, 2) * rot(2, 0)) +
-            rot(0, 2) * (rot(1, 0) * rot(2, 1) - rot(1, 1) * rot(2, 0));
+  const int det = op.det_rot() / (den * den * den);
   if (det != 1 && det != -1)
     bad_operator(text, "the rotation part is not a symmetry operation (determinant " +
                            std::to_string(det) + ")");
@@ -285,8 +252,7 @@ CrystalMaker::CrystalMaker() {
   listed_of_.emplace_back();
 }
 
-void CrystalMaker::set_cell(double a, double b, double c, double alpha, double beta,
-                            double gamma) {
+void CrystalMaker::set_cell(double a, double b, double c, double alpha, double beta, double gamma) {
   for (double v : {a, b, c, alpha, beta, gamma})
     if (!std::isfinite(v) || v <= 0.0)
       throw std::invalid_argument("cell parameters must be positive numbers");
@@ -488,10 +454,10 @@ void CrystalMaker::print(std::ostream& os) const {
   std::ios_base::fmtflags flags = os.flags();
   std::streamsize prec = os.precision();
   os << std::fixed << std::setprecision(4);
-  os << "Cell: " << a() << " " << b() << " " << c() << " " << std::setprecision(3) << alpha()
-     << " " << beta() << " " << gamma() << "\n";
-  os << "Space group: " << (space_group_.empty() ? "?" : space_group_) << " ("
-     << operators_.size() << " operators)\n";
+  os << "Cell: " << a() << " " << b() << " " << c() << " " << std::setprecision(3) << alpha() << " "
+     << beta() << " " << gamma() << "\n";
+  os << "Space group: " << (space_group_.empty() ? "?" : space_group_) << " (" << operators_.size()
+     << " operators)\n";
   for (const auto& op : operators_)
     os << "  " << op.to_xyz() << "\n";
   if (r_factor_ >= 0)
@@ -507,8 +473,8 @@ void CrystalMaker::print(std::ostream& os) const {
   os << "Molecules: " << molecules_.size() << "\n";
   for (std::size_t i = 0; i < molecules_.size(); ++i) {
     const Molecule& m = *molecules_[i];
-    os << "Molecule " << i << ": " << m.formula() << " (" << m.natoms() << " atoms, "
-       << m.nbonds() << " bonds)\n";
+    os << "Molecule " << i << ": " << m.formula() << " (" << m.natoms() << " atoms, " << m.nbonds()
+       << " bonds)\n";
     for (int a = 0; a < m.natoms(); ++a) {
       const Atom& at = *m.atom(a);
       os << "  " << std::left << std::setw(8) << at.label() << std::right << std::setw(3)
