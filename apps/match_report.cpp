@@ -1,8 +1,13 @@
+// gemmi's CIF document model and writer (no parser) for the exported structures.
+#define USE_STD_SNPRINTF
 #include "apps/match_report.h"
 
 #include "core/atomic_file.h"
 #include "results/match_description.h"
 #include "search/match_records.h"
+
+#include <gemmi/sprintf.hpp>
+#include <gemmi/to_cif.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -37,32 +42,8 @@ std::string file_safe(const std::string& s) {
   return out;
 }
 
-std::string cif_number(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%.5f", v);
-  return buf;
-}
-
-// A CIF value as one token: quoted where it holds a blank or a quote, starts with a character
-// that would make it something else, or is a reserved word.
-std::string cif_value(const std::string& v) {
-  bool plain = !v.empty() && v != "." && v != "?";
-  for (char c : v)
-    plain = plain && static_cast<unsigned char>(c) > ' ' && c != '\'' && c != '"';
-  if (plain && std::string("_#$'\";[]").find(v[0]) != std::string::npos)
-    plain = false;
-  for (const char* word : {"data_", "loop_", "save_", "global_", "stop_"})
-    if (plain && v.size() >= std::string(word).size() &&
-        std::equal(v.begin(), v.begin() + std::string(word).size(), word,
-                   [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; }))
-      plain = false;
-  if (plain)
-    return v;
-  std::string q;
-  for (char c : v)
-    q += (c == '\'' || static_cast<unsigned char>(c) < ' ') ? '_' : c;
-  return "'" + q + "'";
-}
+// A CIF value as one token, as gemmi quotes it; "." (not given) for an empty one.
+std::string cif_value(const std::string& v) { return v.empty() ? "." : gemmi::cif::quote(v); }
 
 } // namespace
 
@@ -112,18 +93,32 @@ void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
 }
 
 void write_p1_cif(std::ostream& os, const std::string& block, const std::array<double, 6>& cell,
-                  const std::vector<P1Atom>& atoms) {
-  os << "data_" << block << "\n_cell_length_a " << cif_number(cell[0]) << "\n_cell_length_b "
-     << cif_number(cell[1]) << "\n_cell_length_c " << cif_number(cell[2])
-     << "\n_cell_angle_alpha " << cif_number(cell[3]) << "\n_cell_angle_beta "
-     << cif_number(cell[4]) << "\n_cell_angle_gamma " << cif_number(cell[5])
-     << "\n_symmetry_space_group_name_H-M 'P 1'\n"
-     << "loop_\n_space_group_symop_operation_xyz\n'x,y,z'\n"
-     << "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
-        "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\n";
+                  const std::vector<P1Atom>& atoms, const std::vector<CifLoop>& more) {
+  gemmi::cif::Document doc;
+  doc.blocks.emplace_back(block);
+  gemmi::cif::Block& b = doc.blocks.back();
+  const char* axes[] = {"length_a", "length_b", "length_c", "angle_alpha", "angle_beta",
+                        "angle_gamma"};
+  for (int k = 0; k < 6; ++k)
+    b.set_pair(std::string("_cell_") + axes[k], gemmi::to_str(cell[k]));
+  b.set_pair("_symmetry_space_group_name_H-M", "'P 1'");
+  b.init_loop("_space_group_symop_", {"operation_xyz"}).add_row({"'x,y,z'"});
+  // Occupancies are all 1: the atoms written are the ones a match uses, which coexist.
+  gemmi::cif::Loop& sites = b.init_loop(
+      "_atom_site_", {"label", "type_symbol", "fract_x", "fract_y", "fract_z", "occupancy"});
   for (const P1Atom& a : atoms)
-    os << cif_value(a.label) << ' ' << a.element << ' ' << cif_number(a.fract[0]) << ' '
-       << cif_number(a.fract[1]) << ' ' << cif_number(a.fract[2]) << " 1\n";
+    sites.add_row({cif_value(a.label), cif_value(a.element), gemmi::to_str(a.fract[0]),
+                   gemmi::to_str(a.fract[1]), gemmi::to_str(a.fract[2]), "1"});
+  for (const CifLoop& loop : more) {
+    gemmi::cif::Loop& l = b.init_loop(loop.prefix, loop.tags);
+    for (const auto& row : loop.rows) {
+      std::vector<std::string> values;
+      for (const auto& v : row)
+        values.push_back(cif_value(v));
+      l.add_row(values);
+    }
+  }
+  gemmi::cif::write_cif_to_stream(os, doc);
 }
 
 void write_json_lines(std::ostream& os, const std::string& motif_name,
@@ -207,22 +202,23 @@ std::vector<std::string> export_matches(const std::string& dir,
               for (const DescribedAtom& a : mol.atoms)
                 atoms.push_back({a.label + '_' + a.code, a.element,
                                  {a.fractional[0], a.fractional[1], a.fractional[2]}});
-            write_p1_cif(os, name, {c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma()}, atoms);
-            // Which atom matched which query atom, and the contacts, by the labels above.
-            os << "loop_\n_xtalmotif_match_atom_label\n_xtalmotif_match_atom_substructure\n"
-                  "_xtalmotif_match_atom_query_atom\n_xtalmotif_match_atom_query_label\n";
+            CifLoop matched{"_xtalmotif_match_atom_",
+                            {"label", "substructure", "query_atom", "query_label"}, {}};
             for (const DescribedAtom& a : d.atoms)
-              os << cif_value(a.label + '_' + a.code) << ' ' << a.substructure << ' '
-                 << a.query_atom << ' ' << (a.query_label.empty() ? "." : cif_value(a.query_label))
-                 << '\n';
-            if (!d.contacts.empty()) {
-              os << "loop_\n_xtalmotif_match_contact_id\n_xtalmotif_match_contact_atom_1\n"
-                    "_xtalmotif_match_contact_atom_2\n_xtalmotif_match_contact_distance\n";
-              for (const DescribedContact& k : d.contacts)
-                os << k.contact << ' ' << cif_value(d.atoms[k.from].label + '_' + d.atoms[k.from].code)
-                   << ' ' << cif_value(d.atoms[k.to].label + '_' + d.atoms[k.to].code) << ' '
-                   << fixed4(k.distance) << '\n';
-            }
+              matched.rows.push_back({a.label + '_' + a.code, std::to_string(a.substructure),
+                                      std::to_string(a.query_atom), a.query_label});
+            CifLoop contacts{"_xtalmotif_match_contact_", {"id", "atom_1", "atom_2", "distance"}, {}};
+            for (const DescribedContact& k : d.contacts)
+              contacts.rows.push_back({std::to_string(k.contact),
+                                       d.atoms[k.from].label + '_' + d.atoms[k.from].code,
+                                       d.atoms[k.to].label + '_' + d.atoms[k.to].code,
+                                       fixed4(k.distance)});
+            // Which atom matched which query atom, and the contacts, by the labels above.
+            std::vector<CifLoop> more{matched};
+            if (!contacts.rows.empty())
+              more.push_back(contacts);
+            write_p1_cif(os, name, {c.a(), c.b(), c.c(), c.alpha(), c.beta(), c.gamma()}, atoms,
+                         more);
           },
           &error);
       if (!ok)

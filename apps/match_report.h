@@ -20,11 +20,19 @@ struct P1Atom {
   std::array<double, 3> fract{};
 };
 
+/// A loop of the caller's own, written after the atoms: its tags' common prefix, the rest of
+/// each tag, and rows of values as they read (an empty value is written as ".").
+struct CifLoop {
+  std::string prefix;
+  std::vector<std::string> tags;
+  std::vector<std::vector<std::string>> rows;
+};
+
 /// A data block holding `atoms` in P1 with `cell` (a, b, c in angstrom, alpha, beta, gamma in
 /// degrees): every atom written where it is, so that any structure viewer shows the molecules as
-/// they were placed. Loops of the caller's own may follow it.
+/// they were placed; the loops in `more` follow. Written by gemmi, which quotes every value.
 void write_p1_cif(std::ostream& os, const std::string& block, const std::array<double, 6>& cell,
-                  const std::vector<P1Atom>& atoms);
+                  const std::vector<P1Atom>& atoms, const std::vector<CifLoop>& more = {});
 
 /// The terminal listing: a line per entry with matches ("ENTRY (FILE): N matches"), then for
 /// each of its first `detailed` matches its graph set and its contacts, hydrogen bonds with
