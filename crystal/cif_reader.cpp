@@ -167,6 +167,11 @@ std::vector<BlockText> split_blocks(const std::string& text, const std::string& 
 // Calls `take(data, n)` with the file's text (decompressed when gzipped), piece by piece; throws
 // CifError when the file cannot be read or its text is over the limit. Returns whether the file
 // was gzipped.
+//
+// zlib is called directly rather than through gemmi's MaybeGzipped, which judges compression by
+// the ".gz" name and inflates the whole text at once: here a gzipped file is known by its bytes
+// whatever its name, and a small file that inflates to gigabytes stops at the limit after one
+// piece too many instead of filling memory.
 template <class Take> bool read_file_in_pieces(const std::string& path, Take take) {
   gzFile f = gzopen(path.c_str(), "rb");
   if (!f)

@@ -126,6 +126,10 @@ private:
 /// molecule that is built, and their lists are never needed.
 ///
 /// All lists live in one flat array, each atom's entries contiguous.
+///
+/// gemmi's NeighborSearch would find every list by a search of its own, and knows nothing of
+/// the repeats of a site or of which images are ever needed; deriving the images' lists by
+/// symmetry is what keeps assembly near the cost of parsing.
 class CellNeighbours {
 public:
   CellNeighbours(const std::vector<CellAtom>& cell, std::size_t nsites,
