@@ -26,12 +26,15 @@ TEST(SymmetryOperatorText, SpellingsOfOneOperatorAndTextsThatAreNone) {
       {"-x, y+1/2, -z+1/2", "-x,y+1/2,-z+1/2"}, {"-x,1/2+y,1/2-z", "-x,y+1/2,-z+1/2"},
       {"-X, Y+0.5, -Z+.5", "-x,y+1/2,-z+1/2"},  {"'-x, +y+1/2, -z+1/2'", "-x,y+1/2,-z+1/2"},
       {"0.5+x, +y, 1/4-z", "x+1/2,y,-z+1/4"},   {"x-y, x, z+0.3333", "x-y,x,z+1/3"},
-      {"-y+2/3,x-y+1/3,z+1/3", "-y+2/3,x-y+1/3,z+1/3"}};
+      {"-y+2/3,x-y+1/3,z+1/3", "-y+2/3,x-y+1/3,z+1/3"},
+      // An origin shift that is no multiple of 1/24, as a fraction and as a decimal.
+      {"-x+1/42, -y, 1 - z", "-x+0.0238095,-y,-z+1"}, {"-x+0.0238095,-y,-z+1", "-x+0.0238095,-y,-z+1"}};
   for (const auto& [text, canonical] : same)
     EXPECT_EQ(Op::from_xyz(text).to_xyz(), canonical) << text;
   EXPECT_NEAR(distance(Op::from_xyz("x-y, x, z+0.3333").apply(Point(0.1, 0.2, 0.3)),
                        Point(-0.1, 0.1, 0.3 + 1.0 / 3)), 0, 1e-12);
-  for (const char* bad : {"x,y", "x,y,w", "x,x,z", "2x,y,z", "x,y,z+", "x,y,z,x", "x y"})
+  for (const char* bad : {"x,y", "x,y,w", "x,x,z", "2x,y,z", "x,y,z+", "x,y,z,x", "x y", "0.1*x,y,z",
+                          "x/2,y,z", "a,b,c", "x,y,z+1/0"})
     EXPECT_THROW(Op::from_xyz(bad), std::invalid_argument) << bad;
 }
 
