@@ -23,6 +23,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -199,6 +200,20 @@ std::string read_whole_file(const std::string& path) {
   std::string text;
   read_file_in_pieces(path, [&text](const char* s, std::size_t n) { text.append(s, n); });
   return text;
+}
+
+// An operator read from its text. The same few hundred texts make up most files' lists, so
+// each thread remembers those it has read (up to a bound) rather than reading them again.
+CrystalSymmetryOperator operator_from_text(const std::string& text) {
+  thread_local std::unordered_map<std::string, CrystalSymmetryOperator> seen;
+  const auto it = seen.find(text);
+  if (it != seen.end())
+    return it->second;
+  CrystalSymmetryOperator op = CrystalSymmetryOperator::from_xyz(text);
+  if (seen.size() >= 4096)
+    seen.clear();
+  seen.emplace(text, op);
+  return op;
 }
 
 std::string lower(std::string s) {
@@ -540,7 +555,7 @@ void read_symmetry(const BlockValues& v, CrystalDescription& d) {
       if (gemmi::cif::is_null(raw))
         continue;
       try {
-        ops.push_back(CrystalSymmetryOperator::from_xyz(gemmi::cif::as_string(raw)));
+        ops.push_back(operator_from_text(gemmi::cif::as_string(raw)));
       } catch (const std::invalid_argument& e) {
         d.warnings.push_back(std::string("unreadable ") + tag + " entry: " + e.what());
         bad = true;

@@ -121,13 +121,20 @@ std::string as_triplet(const std::string& text, std::array<double, 3>& shift) {
   }
   std::vector<std::string> rows(1);
   const bool commas = s.find(',') != std::string::npos;
+  auto numeric = [](char c) { return is_digit(c) || c == '.'; };
+  bool blank = false;
   for (char c : s) {
     if (commas ? c == ',' : is_blank(c)) {
       if (commas || !rows.back().empty())
         rows.emplace_back();
-    } else if (!is_blank(c)) {
+    } else if (is_blank(c)) {
+      blank = true;
+    } else {
+      if (blank && numeric(c) && !rows.back().empty() && numeric(rows.back().back()))
+        bad_operator(text, "terms must be joined by + or -"); // "1 2" is not 12
       rows.back() += c;
     }
+    blank = blank && is_blank(c);
   }
   if (!commas && rows.back().empty())
     rows.pop_back();
@@ -163,9 +170,25 @@ CrystalSymmetryOperator::CrystalSymmetryOperator(const Matrix<int, 3, 3>& rotati
 
 CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& text) {
   gemmi::Op op;
-  std::array<double, 3> shift;
+  std::array<double, 3> shift{0, 0, 0};
+  // Most operators are written as gemmi reads them; only those are given to it as they stand.
+  const bool plain = std::count(text.begin(), text.end(), ',') == 2 &&
+                     std::all_of(text.begin(), text.end(), [](char c) {
+                       const char l = static_cast<char>(c | 0x20);
+                       return is_blank(c) || is_digit(c) || (l >= 'x' && l <= 'z') ||
+                              std::string_view("+-*/,").find(c) != std::string_view::npos;
+                     });
   try {
-    op = gemmi::parse_triplet(as_triplet(text, shift));
+    bool read = false;
+    if (plain) {
+      try {
+        op = gemmi::parse_triplet(text);
+        read = true;
+      } catch (const std::runtime_error&) { // "1/42", "1 / 2": read as rewritten below
+      }
+    }
+    if (!read)
+      op = gemmi::parse_triplet(as_triplet(text, shift));
   } catch (const std::invalid_argument&) {
     throw;
   } catch (const std::exception& e) {
