@@ -214,11 +214,14 @@ std::vector<CatalogEntry> build_catalog() {
     if (p.donor_h < 0)
       continue;
     out.push_back({key + " pair", "pair",
-                   "two \"" + key + "\" groups joined by one hydrogen bond",
+                   [key] { return "two \"" + key + "\" groups joined by one hydrogen bond"; },
                    [key] { return make_pair(key, false); }, {}});
     if (p.acceptor != p.donor)
       out.push_back({key + " dimer", "pair",
-                     "two \"" + key + "\" groups joined by two hydrogen bonds (a cyclic dimer)",
+                     [key] {
+                       return "two \"" + key +
+                              "\" groups joined by two hydrogen bonds (a cyclic dimer)";
+                     },
                      [key] { return make_pair(key, true); }, {}});
   }
 
@@ -246,17 +249,19 @@ std::vector<CatalogEntry> build_catalog() {
       {"water decamer", &W::make_decamer}};
   for (const auto& w : water) {
     auto build = w.second;
-    // The cluster's own name where the list calls it otherwise ("cube motif", "T42-62").
-    THandle<Motif> m = build();
-    const bool same = lower(m->name()) == lower(w.first);
-    out.push_back({w.first, "water",
-                   (same ? std::string() : "\"" + m->name() + "\": ") + facts(*m, "water"),
-                   build, {}});
+    const std::string name = w.first;
+    auto describe = [build, name] {
+      // The cluster's own name where the list calls it otherwise ("cube motif", "T42-62").
+      THandle<Motif> m = build();
+      const bool same = lower(m->name()) == lower(name);
+      return (same ? std::string() : "\"" + m->name() + "\": ") + facts(*m, "water");
+    };
+    out.push_back({name, "water", describe, build, {}});
   }
   for (int n = 3; n <= 8; ++n) {
     auto build = [n] { return WaterMotifs::make_ring(n); };
-    out.push_back({"water ring " + std::to_string(n), "water", facts(*build(), "water"), build,
-                   {}});
+    out.push_back({"water ring " + std::to_string(n), "water",
+                   [build] { return facts(*build(), "water"); }, build, {}});
   }
 
   using S = SilverCarboxylateMotifs;
@@ -267,14 +272,16 @@ std::vector<CatalogEntry> build_catalog() {
                                   &S::make_pattern13};
   for (int i = 0; i < 13; ++i) {
     auto build = silver[i];
-    THandle<Motif> m = build();
-    out.push_back({"silver " + m->name(), "silver", "Ag and carboxylate: " + facts(*m, "group"),
-                   build, &S::remove_silver_bonds});
+    // Each pattern is named "pattern" and its number.
+    out.push_back({"silver pattern" + std::to_string(i + 1), "silver",
+                   [build] { return "Ag and carboxylate: " + facts(*build(), "group"); }, build,
+                   &S::remove_silver_bonds});
   }
 
 #ifdef XTALMOTIF_HAVE_RING_MOTIFS
   for (const auto& r : ExtendedRingMotifs::catalog())
-    out.push_back({r.first, "ring", facts(*r.second(), "group"), r.second, {}});
+    out.push_back({r.first, "ring", [b = r.second] { return facts(*b(), "group"); }, r.second,
+                   {}});
 #endif
   return out;
 }

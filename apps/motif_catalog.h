@@ -23,7 +23,9 @@ public:
 struct CatalogEntry {
   std::string name;        ///< what the user types, e.g. "carboxylic acid dimer"
   std::string family;      ///< "pair", "water", "ring", "silver"
-  std::string description; ///< one line for `xtalmotif motifs`
+  /// One line for `xtalmotif motifs`, made when asked for: it builds the motif, and a search
+  /// builds only the motif it searches for.
+  std::function<std::string()> describe;
   std::function<THandle<Motif>()> build;
   /// Run on each structure before it is searched: the silver patterns cut the bonds to silver,
   /// so that silver ions and carboxylates are molecules of their own.

@@ -505,7 +505,7 @@ void run_motifs() {
     }
     // Two spaces at least between a name and its description, however long the name.
     std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << e.name << "  "
-              << e.description << '\n';
+              << e.describe() << '\n';
   }
 }
 
