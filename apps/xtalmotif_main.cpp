@@ -211,6 +211,7 @@ struct SearchCommand {
   std::vector<std::string> sources;
   unsigned int limit = 0; // 0: every match, up to the ceiling
   unsigned int ceiling = 1000;
+  std::uint64_t work_budget = CollectionSearchSettings::default_work_budget;
   bool all = false;
   bool no_prescreen = false;
   std::array<bool, 7> filters{};
@@ -316,6 +317,13 @@ void report_search(const SearchCommand& cmd, const Sources& sources,
     std::cerr << "refused: " << from_index
               << " entries left out when the screen index was built (--verbose lists them)\n";
   for (const auto& o : outcomes)
+    if (o.aborted)
+      std::cerr << "aborted: " << printable(o.id.str()) << " ("
+                << printable(o.file.empty() ? "-" : o.file)
+                << "): the search of this entry met its work budget (--work-budget) and stopped; "
+                << o.matches.size() << (o.matches.size() == 1 ? " match" : " matches")
+                << " found before it, more may exist\n";
+  for (const auto& o : outcomes)
     if (!o.matches.empty())
       for (const auto& n : o.crystal->notices())
         std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
@@ -390,6 +398,7 @@ int run_search(const SearchCommand& cmd) {
   CollectionSearchSettings settings;
   settings.limit = cmd.all ? 0 : cmd.limit;
   settings.ceiling = cmd.ceiling;
+  settings.work_budget = cmd.work_budget;
   settings.prescreen = !cmd.no_prescreen;
   const auto& f = cmd.filters;
   settings.filters = make_handle<Filters>(f[0], f[1], f[2], f[3], f[4], f[5], f[6]);
@@ -609,10 +618,10 @@ void suggest_options(const CLI::App& app, int argc, char** argv) {
   }
 }
 
-// A count on the command line: a whole number from 1 to `most`.
-CLI::Validator count_up_to(unsigned long most) {
+// A count on the command line: a whole number from `least` (1 unless given) to `most`.
+CLI::Validator count_up_to(unsigned long most, unsigned long least = 1) {
   return CLI::Validator(
-      [most](std::string& text) -> std::string {
+      [most, least](std::string& text) -> std::string {
         std::size_t used = 0;
         unsigned long value = 0;
         try {
@@ -620,8 +629,9 @@ CLI::Validator count_up_to(unsigned long most) {
         } catch (const std::exception&) {
           used = 0;
         }
-        if (used == 0 || used != text.size() || text[0] == '-' || value == 0 || value > most)
-          return "must be a whole number from 1 to " + std::to_string(most) + ", not " + text;
+        if (used == 0 || used != text.size() || text[0] == '-' || value < least || value > most)
+          return "must be a whole number from " + std::to_string(least) + " to " +
+                 std::to_string(most) + ", not " + text;
         return {};
       },
       "");
@@ -656,6 +666,13 @@ CLI::App* add_search_command(CLI::App& app, SearchCommand& cmd) {
       ->type_name("N")
       ->default_val(1000)
       ->check(count_up_to(std::numeric_limits<unsigned int>::max()));
+  search->add_option("--work-budget", cmd.work_budget,
+                     "abandon the search of a structure after N units of work (about a "
+                     "microsecond each; 0: never) and list it as aborted, so that no framework "
+                     "holds up a collection")
+      ->type_name("N")
+      ->default_val(CollectionSearchSettings::default_work_budget)
+      ->check(count_up_to(std::numeric_limits<unsigned long>::max(), 0));
   search->add_flag("--no-prescreen", cmd.no_prescreen,
                    "with a screen index: read every entry instead of rejecting those whose "
                    "screens rule the motif out");

@@ -52,6 +52,8 @@ public:
       MotifSearch search;
       const unsigned int ceiling = std::max(1u, settings.ceiling);
       search.set_limit(settings.limit == 0 ? ceiling : settings.limit);
+      search.set_work_budget(settings.work_budget);
+      search.set_selective_order(true);
       search.set_search_structure(crystal, out.id);
       search.search(motif_, 0);
       out.aborted = search.aborted();

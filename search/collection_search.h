@@ -9,6 +9,7 @@
 #include "match/motif_match.h"
 #include "match/motif_search_resource.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -23,6 +24,12 @@ struct CollectionSearchSettings {
   /// extended motif matches in a combinatorial number of equivalent ways (over 100,000 for a
   /// ribbon in dickite), and a collection search keeps every entry's matches.
   unsigned int ceiling = 1000;
+  /// The work one entry's search may do before it is abandoned and reported as aborted, in the
+  /// units of MotifSearch::set_work_budget (about a microsecond each); 0 sets no bound. An
+  /// extended motif can meet a combinatorial number of partial matches in a framework; the
+  /// bound keeps any entry near a second, so that one such entry cannot hold up a collection.
+  std::uint64_t work_budget = default_work_budget;
+  static constexpr std::uint64_t default_work_budget = 1000000;
   /// Compare the motif's screens with the index before reading an entry (indexed sources only).
   bool prescreen = true;
   /// The structure-quality filters; none when null.
@@ -44,7 +51,7 @@ struct EntryOutcome {
   std::string reason; ///< why a refused entry could not be searched
   /// The structure holds every substructure of the motif (counted for entries searched).
   bool candidate = false;
-  bool aborted = false;
+  bool aborted = false; ///< the search met its work or call budget: matches may be missing
   bool capped = false; ///< stopped at the match ceiling (every match asked for)
   std::vector<THandle<MotifMatch>> matches;
   THandle<CrystalMaker> crystal;         ///< kept for entries with matches

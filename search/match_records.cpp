@@ -131,7 +131,10 @@ CollectionTally tally(const std::vector<EntryOutcome>& outcomes, std::size_t pro
     case EntryStatus::Filtered: ++t.filtered; break;
     case EntryStatus::Refused: ++t.refused; break;
     }
-    t.aborted += o.aborted ? 1 : 0;
+    if (o.aborted) {
+      ++t.aborted;
+      t.aborted_entries.push_back(o.id.str());
+    }
     t.candidates += o.candidate ? 1 : 0;
     t.capped += o.capped ? 1 : 0;
     if (!o.matches.empty()) {
@@ -148,7 +151,7 @@ nlohmann::json summary_record(const std::string& motif_name, const CollectionTal
                             {"prescreened", t.prescreened}, {"filtered", t.filtered},
                             {"refused", t.refused},       {"aborted", t.aborted},
                             {"candidates", t.candidates}, {"hits", t.hits},
-                            {"matches", t.matches}};
+                            {"matches", t.matches},       {"aborted_entries", t.aborted_entries}};
   if (t.candidates > 0) {
     const auto [low, high] = MotifSearchLibFunctions::wilson_interval(t.hits, t.candidates);
     summary["propensity"] = static_cast<double>(t.hits) / t.candidates;

@@ -37,6 +37,8 @@ struct CollectionTally {
   int candidates = 0; ///< searched entries that hold every substructure of the motif
   int hits = 0;       ///< entries with matches
   int matches = 0;
+  /// The entries whose search was abandoned at its budget, in collection order.
+  std::vector<std::string> aborted_entries;
 };
 
 /// Counts the outcomes of a search; `problems` are the sources that could not be listed.

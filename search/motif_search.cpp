@@ -67,6 +67,7 @@ void MotifSearch::search(int first) {
   depth_ = 0;
   max_depth_ = 0;
   ncalls_ = 0;
+  work_ = 0;
   if (resource_->ncopies() == 0) {
     t.stop();
     return;
@@ -81,6 +82,10 @@ void MotifSearch::search(int first) {
     for (const auto& hit : kernel_search.search(*substructure, *molecule)) {
       if (copy == -1)
         continue;
+      if (!spend(1)) {
+        t.stop();
+        return;
+      }
       // The first placement is the molecule as it stands in the environment: its first copy,
       // identity operator, no lattice translation. Its crystal-maker index is recorded as well,
       // so that atoms, radii and results looked up through this placement are the right ones.
@@ -109,7 +114,7 @@ bool MotifSearch::find_next() {
   ++ncalls_;
   // Once the budget is spent every call returns at once, so the rest of the structure is
   // skipped quickly. The depth is deliberately not lowered again on this path.
-  if (ncalls_ >= max_calls_) {
+  if (ncalls_ >= max_calls_ || !spend(1)) {
     aborted_ = true;
     return false;
   }
@@ -136,6 +141,8 @@ bool MotifSearch::find_next() {
     const int pinned_atom = contact->to_atom(from);
 
     for (const THandle<AtomAddress>& candidate : *candidates) {
+      if (!spend(1))
+        break;
       if (match_->is_atom_already_used(candidate))
         continue;
       const std::map<int, int> fixed{{pinned_atom, candidate->natom}};
@@ -146,6 +153,8 @@ bool MotifSearch::find_next() {
                                 resource_->get_point(candidate, false));
 
       for (const THandle<std::vector<int>>& placement : *placements) {
+        if (!spend(1))
+          break;
         if (match_->are_atoms_already_used(candidate->nmol_in_msr, candidate->translation,
                                            placement))
           continue;

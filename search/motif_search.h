@@ -19,6 +19,7 @@
 #include "search/substruct_bread_crum.h"
 
 #include <array>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
@@ -142,6 +143,25 @@ public:
   /// The motif's screen pattern used by the prescreen.
   const THandle<AserBitScreens>& bit_screens() const { return bit_screens_; }
 
+  /// A second budget, on the work of one structure's search rather than on calls of the
+  /// recursive step: every call, every contact partner tried and every placement tried counts
+  /// one. A call can try thousands of partners and placements (a framework cut into small
+  /// pieces, each with many neighbours), so calls alone do not bound the time a structure takes;
+  /// this does, at about a microsecond a unit. 0, the default, sets no such budget. Spending it
+  /// ends the structure's search as the call budget does, with `aborted` set.
+  void set_work_budget(std::uint64_t units) { work_budget_ = units; }
+  std::uint64_t work_budget() const { return work_budget_; }
+  /// The work done so far in the current structure, in the units above.
+  std::uint64_t work() const { return work_; }
+
+  /// Whether the next contact to follow is the most selective one (the shortest reach) rather
+  /// than the first in the motif's order (false unless set). The matches are the same; the
+  /// order they are found in, and so which are kept under a limit, may differ. A motif that
+  /// lists long intramolecular links before its hydrogen bonds is searched hundreds of times
+  /// faster in a framework this way.
+  void set_selective_order(bool on) { selective_order_ = on; }
+  bool selective_order() const { return selective_order_; }
+
   /// Whether a structure's search was abandoned because the call budget was spent. The search
   /// never clears it; callers do.
   bool aborted() const { return aborted_; }
@@ -221,7 +241,20 @@ private:
   int max_depth_ = 0;
   int ncalls_ = 0;
   int max_calls_ = default_max_calls;
+  std::uint64_t work_ = 0;
+  std::uint64_t work_budget_ = 0;
+  bool selective_order_ = false;
   bool aborted_ = false;
+  // Counts `units` of work; false, with `aborted` set and nothing counted, once the work budget
+  // is spent.
+  bool spend(std::uint64_t units) {
+    if (work_budget_ != 0 && work_ >= work_budget_) {
+      aborted_ = true;
+      return false;
+    }
+    work_ += units;
+    return true;
+  }
 
   // Lookup aids over the two memories. They only narrow the scan to the records that can answer
   // (same atom and cell; same molecule and pinned atoms); those records are still tested in

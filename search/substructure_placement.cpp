@@ -25,25 +25,37 @@ bool SubstructBreadCrum::are_search_params_equal(const THandle<MotifSubstructure
   return same_substructure && molecule == molecule_index && fixed_atoms == fixed;
 }
 
+namespace {
+// How far a contact reaches, for choosing the most selective one: its upper limit, with a
+// generous van der Waals sum added to a relative one. A hydrogen bond (about 3 A) is followed
+// before a link "within 20 A of it in the molecule".
+double reach(const MotifContact& contact) {
+  const CombinedCriterion& c = *contact.criterion();
+  return c.upper() + (c.is_vdw_relative() ? 3.5 : 0.0);
+}
+} // namespace
+
 void MotifSearch::get_next_substructures(int& from, int& to) {
   const auto& placed = match_->substructure_matches;
+  double best = 0;
   for (int i = 0; i < motif_->ncontacts(); ++i) {
     if (checked_index(match_->contact_matches, i)->found)
       continue;
     const MotifContact& contact = *motif_->contact(i);
     const bool from_placed = checked_index(placed, contact.from_substructure())->found;
     const bool to_placed = checked_index(placed, contact.to_substructure())->found;
-    if (from_placed && !to_placed) {
-      from = contact.from_substructure();
-      to = contact.to_substructure();
+    if (from_placed == to_placed)
+      continue;
+    // In the motif's order, the first contact found; by selectivity, the shortest reach (the
+    // first of equals).
+    if (selective_order_ && from >= 0 && reach(contact) >= best)
+      continue;
+    best = reach(contact);
+    // A contact may be followed backwards, from its second end.
+    from = from_placed ? contact.from_substructure() : contact.to_substructure();
+    to = from_placed ? contact.to_substructure() : contact.from_substructure();
+    if (!selective_order_)
       return;
-    }
-    if (!from_placed && to_placed) {
-      // The contact is followed backwards, from its second end.
-      from = contact.to_substructure();
-      to = contact.from_substructure();
-      return;
-    }
   }
 }
 

@@ -123,6 +123,12 @@ TEST(Program, ShippedQueriesAndMotifsFindWhatTheStructuresHold) {
   ProgramRun roomy = run_program(chains + " -q --ceiling " + std::to_string(every + 1));
   EXPECT_EQ(roomy.out, all.out);
   EXPECT_EQ(roomy.err.find("ceiling"), std::string::npos) << roomy.err;
+  // The work budget abandons an entry and says which, on the terminal and in the summary.
+  ProgramRun stopped = run_program(chains + " --work-budget 50 --json -");
+  EXPECT_NE(stopped.err.find("aborted: 4504659 ("), std::string::npos) << stopped.err;
+  EXPECT_NE(stopped.out.find("\"aborted\":1,\"aborted_entries\":[\"4504659\"]"),
+            std::string::npos) << stopped.out;
+  EXPECT_EQ(run_program(chains + " -q --work-budget 0").out, all.out);
 }
 
 // One search's outputs agree: the JSON, the TSV, the hit lists and the exported P1 CIFs, with
