@@ -336,6 +336,8 @@ void report_search(const SearchCommand& cmd, const Sources& sources,
 void write_search_outputs(const SearchCommand& cmd, const std::string& motif_name,
                           const std::vector<EntryOutcome>& outcomes, const CollectionTally& counts,
                           const InputFiles& inputs) {
+  // An output named /dev/stdout comes after the listing already written there.
+  std::cout.flush();
   MotifSearchResults results;
   for (const auto& o : outcomes)
     for (const auto& m : o.matches)

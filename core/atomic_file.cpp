@@ -15,8 +15,13 @@ namespace xtalmotif {
 namespace {
 
 // Whether `path` exists and is something other than a regular file or a folder: a device, a
-// pipe or a socket, which an output is written into rather than replaced.
+// pipe or a socket, which an output is written into rather than replaced. A name under /dev or
+// /proc (/dev/stdout, /dev/fd/1, /proc/self/fd/1) is one too, whatever it stands for: it names
+// a descriptor the program was given, which may be a pipe (its link reads "pipe:[...]", no path)
+// or a file the shell opened for other output as well, and which must not be replaced.
 bool is_special(const std::string& path) {
+  if (path.rfind("/dev/", 0) == 0 || path.rfind("/proc/", 0) == 0)
+    return true;
   std::error_code ec;
   const fs::file_status st = fs::status(path, ec);
   return !ec && fs::exists(st) && !fs::is_regular_file(st) && !fs::is_directory(st);
@@ -72,11 +77,11 @@ std::string output_target(const std::string& path) {
 
 bool install_output(const std::string& temp, const std::string& path, std::string* error) {
   const std::string target = output_target(path);
-  if (is_special(target)) {
+  if (is_special(path) || is_special(target)) {
     bool ok = false;
     {
       std::ifstream in(temp, std::ios::binary);
-      std::ofstream out(target, std::ios::binary);
+      std::ofstream out(path, std::ios::binary | std::ios::app);
       ok = write_through(out, path, [&in](std::ostream& os) { os << in.rdbuf(); }, error);
     }
     std::remove(temp.c_str());
@@ -94,8 +99,9 @@ bool write_file_atomically(const std::string& path,
                            const std::function<void(std::ostream&)>& writer, std::string* error) {
   const std::string target = output_target(path);
   // Nothing of a device or pipe can be kept back on failure; it is written directly.
-  if (is_special(target)) {
-    std::ofstream out(target, std::ios::binary);
+  if (is_special(path) || is_special(target)) {
+    // Appended: standard output sent to a file may have been written to already.
+    std::ofstream out(path, std::ios::binary | std::ios::app);
     return write_through(out, path, writer, error);
   }
   const std::string tmp = temporary_path_beside(target);

@@ -280,6 +280,10 @@ TEST(Program, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
     EXPECT_TRUE(std::filesystem::is_symlink(dir / name)) << name;
   EXPECT_EQ(slurp(dir / "list.txt"), "No of results: 1\n4022630\n");
   EXPECT_EQ(slurp(input), slurp(acid_cif));
+  // /dev/stdout is the file standard output was sent to: written after the listing, not over it.
+  ProgramRun both = run_program(search + " --json /dev/stdout");
+  EXPECT_EQ(both.out.rfind("4022630 (", 0), 0u) << both.out;
+  EXPECT_EQ(json_records(both.out.substr(both.out.find('\n') + 1)).size(), 3u) << both.out;
   std::filesystem::remove_all(dir);
 }
 
