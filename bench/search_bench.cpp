@@ -1,24 +1,36 @@
-// Motif searches over the bulk collection of real structures, with and without the screen
-// index, against the time it takes only to read the same structures.
+// Ready-made motifs searched over the bulk collection as the program searches it (one thread),
+// without the screen index and through it, against the time gemmi alone takes to read the same
+// files into its small-structure model.
 //
-// Reported per benchmark: structures/s (entries of the collection per second of processor time),
-// x_parse (processor time of the pass divided by that of a read-only pass over the same files,
-// so that the figure means the same on any machine), hits (entries holding the motif) and read
-// (entries read: all of them without screens, those passing the prescreen with them). Processor
-// time is used throughout so that other work on the machine does not distort the figures.
+// Reported per motif: read (entries read and searched), skipped (the fraction of the collection
+// the index let alone), hits (entries holding the motif), aborted (entries stopped at the work
+// budget), cpu_ms (processor time of the whole search) and, through the index, x_unscreened (the
+// unscreened time divided by this one: the index's speed-up). Unscreened searches also report
+// x_gemmi: the gemmi reading time divided by the search's, the search's throughput as a
+// fraction of gemmi's (1 would be as fast as gemmi reading the files and doing nothing else).
+// Processor time is used throughout, so that other work on the machine does not distort it, and
+// every ratio is measured within the one run.
+//
+// The motifs are the acid dimer, a water ring, a silver pattern, an amide chain and an R3 ribbon;
+// XTALMOTIF_BENCH_MOTIFS=all searches every ready-made motif instead, and a list separated by
+// '|' names others. BM_FixedCost measures what a search costs before it reaches its first entry:
+// a search of one tiny file, motif chosen and built included.
 
+#include "apps/motif_catalog.h"
+#include "crystal/cif_reader.h"
 #include "db/aser_database.h"
 #include "db/database.h"
-#include "library/silver_carboxylate_motifs.h"
-#include "library/water_motifs.h"
-#include "search/motif_search.h"
+#include "search/collection_search.h"
 
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -27,103 +39,53 @@ using namespace xtalmotif;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Processor time of this process in seconds; the benchmarks run on one thread.
-double cpu_seconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
-// The centrosymmetric carboxylic acid dimer: two C(=O)O-H groups, each hydroxyl H 1.5 to 2.2 A
-// from the other group's carbonyl O.
-THandle<Motif> acid_dimer() {
-  auto acid = [] {
-    auto s = make_handle<MotifSubstructure>();
-    s->add(make_handle<SubstructureAtom>(Element("C")));
-    s->add(make_handle<SubstructureAtom>(Element("O")));
-    s->add(make_handle<SubstructureAtom>(Element("O")));
-    s->add(make_handle<SubstructureAtom>(Element("H")));
-    s->add(make_handle<SubstructureBond>(BondType::Double), 0, 1);
-    s->add(make_handle<SubstructureBond>(BondType::Single), 0, 2);
-    s->add(make_handle<SubstructureBond>(BondType::Single), 2, 3);
-    return s;
-  };
-  auto hbond = [] {
-    return make_handle<CombinedCriterion>(false, 2.2, 1.5, ContactType::Inter, 4, 999, false,
-                                          make_handle<ElementSet>(), make_handle<ElementSet>());
-  };
-  auto m = make_handle<Motif>("acid dimer");
-  m->add_substructure(acid());
-  m->add_substructure(acid());
-  m->add_contact(make_handle<MotifContact>(0, 3, 1, 1, hbond()));
-  m->add_contact(make_handle<MotifContact>(1, 3, 0, 1, hbond()));
-  return m;
+double cpu_seconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
-THandle<Motif> motif_number(int k) {
-  switch (k) {
-  case 0:
-    return acid_dimer();
-  case 1:
-    return WaterMotifs::make_ring_of_six();
-  case 2:
-    return SilverCarboxylateMotifs::make_pattern6();
+std::vector<std::string> motif_names() {
+  const char* chosen = std::getenv("XTALMOTIF_BENCH_MOTIFS");
+  std::vector<std::string> names;
+  if (chosen && std::string(chosen) == "all") {
+    for (const auto& e : app::motif_catalog())
+      names.push_back(e.name);
+    return names;
   }
-  throw std::out_of_range("no motif " + std::to_string(k));
+  std::istringstream in(chosen ? chosen
+                               : "carboxylic acid dimer|water ring of six|silver pattern1|"
+                                 "trans-amide pair|R3 ribbon");
+  for (std::string name; std::getline(in, name, '|');)
+    names.push_back(name);
+  return names;
 }
 
-const char* motif_name(int k) {
-  static const char* names[] = {"acid_dimer", "water_ring6", "silver_carboxylate"};
-  return names[k];
-}
-
-// The bulk collection, its screen index (built once, in a temporary folder, outside any timed
-// region) and the wall time of one read-only pass.
+// The bulk collection and its screen index, built once in a temporary folder outside any timed
+// region, and the time gemmi takes to read it.
 struct Bulk {
   std::string folder = std::string(XTALMOTIF_DATA_DIR) + "/bulk";
   std::filesystem::path scratch;
   THandle<CifDatabase> plain;
   THandle<AserDatabase> screened;
-  double parse_seconds = 0.0;
+  double gemmi_seconds = 0.0;
+  std::map<std::string, double> unscreened_seconds;
 
   Bulk() {
     if (!std::filesystem::is_directory(folder))
       throw std::runtime_error("bulk structures not found at " + folder);
     scratch = std::filesystem::temp_directory_path() /
-              ("xtalmotif_bench_" + std::to_string(Clock::now().time_since_epoch().count()));
+              ("xtalmotif_bench_" +
+               std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
     std::filesystem::create_directories(scratch);
     plain = make_handle<CifDatabase>(std::vector<std::string>{folder});
     build_screen_index(*plain, (scratch / "bulk.db").string());
     screened =
         make_handle<AserDatabase>(std::vector<std::string>{folder}, (scratch / "bulk.db").string());
-    // One untimed pass, so that the timed read-only pass does not alone pay for warming the
-    // allocator and the file cache.
-    read_all();
   }
   ~Bulk() {
     std::error_code ignored;
     std::filesystem::remove_all(scratch, ignored);
-  }
-
-  // Reads every entry once; the structures are dropped at once.
-  int read_all() const {
-    int read = 0;
-    for (int i = 0; i < plain->nentries(); ++i) {
-      try {
-        benchmark::DoNotOptimize(plain->entry(i)->crystal());
-        ++read;
-      } catch (const std::exception&) {
-        // Unreadable blocks cost their reading time all the same.
-      }
-    }
-    return read;
-  }
-
-  double parse_time() {
-    if (parse_seconds == 0.0) {
-      const double start = cpu_seconds();
-      read_all();
-      parse_seconds = cpu_seconds() - start;
-    }
-    return parse_seconds;
   }
 };
 
@@ -132,74 +94,109 @@ Bulk& bulk() {
   return b;
 }
 
-// Silences the prescreen's report lines while a screened search runs.
-class QuietStdout {
-public:
-  QuietStdout() : saved_(std::cout.rdbuf(sink_.rdbuf())) {}
-  ~QuietStdout() { std::cout.rdbuf(saved_); }
-
-private:
-  std::ostringstream sink_;
-  std::streambuf* saved_;
+struct Outcome {
+  double seconds = 0;
+  int read = 0, hits = 0, aborted = 0;
 };
 
-void BM_ParseOnly(benchmark::State& state) {
+Outcome search(const std::string& name, bool through_index) {
   Bulk& b = bulk();
-  double total = 0.0;
-  int read = 0;
-  for (auto _ : state) {
-    const double start = cpu_seconds();
-    read = b.read_all();
-    total += cpu_seconds() - start;
+  const app::MotifChoice choice = app::choose_motif(name);
+  CollectionSearchSettings settings;
+  settings.limit = 0; // every match, up to the ceiling, as the program searches
+  settings.prepare = choice.prepare;
+  CollectionSearch cs(through_index ? THandle<Database<CrystalStructureDatabaseEntry>>(b.screened)
+                                    : THandle<Database<CrystalStructureDatabaseEntry>>(b.plain),
+                      through_index ? b.screened : THandle<AserDatabase>(), settings);
+  Outcome o;
+  const double start = cpu_seconds();
+  const std::vector<EntryOutcome> outcomes = cs.search(choice.build);
+  o.seconds = cpu_seconds() - start;
+  for (const EntryOutcome& e : outcomes) {
+    o.read += e.status == EntryStatus::Searched ? 1 : 0;
+    o.hits += e.matches.empty() ? 0 : 1;
+    o.aborted += e.aborted ? 1 : 0;
   }
-  b.parse_seconds = total / static_cast<double>(state.iterations());
-  state.counters["structures/s"] =
-      benchmark::Counter(b.plain->nentries(), benchmark::Counter::kIsIterationInvariantRate);
-  state.counters["read"] = read;
-  state.counters["x_parse"] = 1.0;
+  return o;
 }
 
-void BM_Search(benchmark::State& state) {
+void BM_GemmiRead(benchmark::State& state) {
   Bulk& b = bulk();
-  const int k = static_cast<int>(state.range(0));
-  const bool screened = state.range(1) != 0;
-  state.SetLabel(std::string(motif_name(k)) + (screened ? " screened" : " unscreened"));
-  const double parse = b.parse_time();
-  THandle<Motif> motif = motif_number(k);
-
-  double total = 0.0;
-  int hits = 0;
-  double read = 0.0;
+  std::vector<std::string> problems;
+  const auto files = CifDatabase::list_source_files({b.folder}, problems);
+  long sites = 0;
   for (auto _ : state) {
-    MotifSearch search;
-    search.set_use_filters(false);
     const double start = cpu_seconds();
-    if (screened) {
-      QuietStdout quiet;
-      search.search(b.screened, motif);
-    } else {
-      search.search(THandle<Database<CrystalStructureDatabaseEntry>>(b.plain), motif);
+    for (const auto& f : files) {
+      try {
+        sites += read_cif_blocks_with_gemmi(f);
+      } catch (const std::exception&) {
+        // A file gemmi cannot read costs its reading time all the same.
+      }
     }
-    total += cpu_seconds() - start;
-    hits = search.results()->nentries();
-    auto t = search.timers().find(MotifSearch::timer_read);
-    read = t == search.timers().end() ? 0.0 : static_cast<double>(t->second->count());
+    b.gemmi_seconds = cpu_seconds() - start;
   }
-  const double per_pass = total / static_cast<double>(state.iterations());
-  state.counters["structures/s"] =
-      benchmark::Counter(b.plain->nentries(), benchmark::Counter::kIsIterationInvariantRate);
-  state.counters["x_parse"] = per_pass / parse;
-  state.counters["hits"] = hits;
-  state.counters["read"] = read;
+  state.counters["cpu_ms"] = 1e3 * b.gemmi_seconds;
+  state.counters["sites"] = static_cast<double>(sites);
+}
+
+void BM_Search(benchmark::State& state, const std::string& name, bool through_index) {
+  Bulk& b = bulk();
+  Outcome o;
+  for (auto _ : state)
+    o = search(name, through_index);
+  const int n = b.plain->nentries();
+  state.counters["read"] = o.read;
+  state.counters["skipped"] = 1.0 - static_cast<double>(o.read) / n;
+  state.counters["hits"] = o.hits;
+  state.counters["aborted"] = o.aborted;
+  state.counters["cpu_ms"] = 1e3 * o.seconds;
+  if (!through_index) {
+    b.unscreened_seconds[name] = o.seconds;
+    if (b.gemmi_seconds > 0)
+      state.counters["x_gemmi"] = b.gemmi_seconds / o.seconds;
+  } else if (b.unscreened_seconds.count(name)) {
+    state.counters["x_unscreened"] = b.unscreened_seconds[name] / o.seconds;
+  }
+}
+
+void BM_FixedCost(benchmark::State& state) {
+  const auto file = std::filesystem::temp_directory_path() / "xtalmotif_bench_tiny.cif";
+  std::ofstream(file) << "data_tiny\n_cell_length_a 10\n_cell_length_b 10\n_cell_length_c 10\n"
+                         "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+                         "_symmetry_space_group_name_H-M 'P 1'\nloop_\n_atom_site_label\n"
+                         "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
+                         "O1 0.1 0.1 0.1\n";
+  double total = 0;
+  for (auto _ : state) {
+    const double start = cpu_seconds();
+    const app::MotifChoice choice = app::choose_motif("R3 ribbon");
+    CollectionSearch cs(make_handle<CifDatabase>(std::vector<std::string>{file.string()}),
+                        THandle<AserDatabase>(), CollectionSearchSettings());
+    benchmark::DoNotOptimize(cs.search(choice.build));
+    total += cpu_seconds() - start;
+  }
+  std::filesystem::remove(file);
+  state.counters["cpu_ms"] = 1e3 * total / static_cast<double>(state.iterations());
 }
 
 } // namespace
 
-BENCHMARK(BM_ParseOnly)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Search)
-    ->ArgsProduct({{0, 1, 2}, {0, 1}})
-    ->ArgNames({"motif", "screened"})
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  // The fixed cost first, before anything is built: a search pays it on its own.
+  benchmark::RegisterBenchmark("BM_FixedCost", BM_FixedCost)->Iterations(1)->Unit(
+      benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("BM_GemmiRead", BM_GemmiRead)->Iterations(1)->Unit(
+      benchmark::kMillisecond);
+  for (const std::string& name : motif_names())
+    for (bool through_index : {false, true})
+      benchmark::RegisterBenchmark(
+          ("BM_Search/" + name + (through_index ? "/index" : "/unscreened")).c_str(),
+          [name, through_index](benchmark::State& s) { BM_Search(s, name, through_index); })
+          ->Iterations(1)
+          ->Unit(benchmark::kMillisecond);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -9,6 +9,7 @@
 
 #include <gemmi/cif.hpp>
 #include <gemmi/numb.hpp>
+#include <gemmi/smcif.hpp>
 #include <gemmi/symmetry.hpp>
 
 #include <zlib.h>
@@ -928,6 +929,16 @@ int parse_cif_blocks(const std::string& path) {
     ++parsed;
   }
   return parsed;
+}
+
+int read_cif_blocks_with_gemmi(const std::string& path) {
+  const std::string text = read_whole_file(path);
+  int sites = 0;
+  for (const BlockText& b : split_blocks(text, path)) {
+    const gemmi::SmallStructure st = gemmi::make_small_structure_from_block(parse_block(text, b, path));
+    sites += static_cast<int>(st.sites.size());
+  }
+  return sites;
 }
 
 THandle<CrystalMaker> read_crystal(const std::string& path, const std::string& block_name) {
