@@ -457,7 +457,7 @@ int run_search(const SearchCommand& cmd) {
 }
 
 int run_index(const std::vector<std::string>& sources, const std::string& out, int jobs,
-              bool quiet) {
+              bool quiet, bool store_structures) {
   for (const auto& p : sources)
     if (!std::filesystem::exists(p))
       throw UsageError(p + ": no such file or folder");
@@ -471,6 +471,7 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   ScreenIndexOptions options;
   ThreadPool pool(jobs);
   options.executor = &pool;
+  options.store_structures = store_structures;
   bool show = !quiet && isatty(STDERR_FILENO);
   auto start = std::chrono::steady_clock::now();
   if (show)
@@ -726,6 +727,7 @@ struct IndexCommand {
   std::string output;
   int jobs = 1;
   bool quiet = false;
+  bool store_structures = false;
 };
 
 // The index command and its options, filling `cmd`.
@@ -743,6 +745,10 @@ CLI::App* add_index_command(CLI::App& app, IndexCommand& cmd) {
       ->type_name("N")
       ->default_val(1)
       ->check(count_up_to(256));
+  index->add_flag("--store-structures", cmd.store_structures,
+                  "also store every structure as assembled, so that a search of the index "
+                  "loads it instead of parsing its CIF text (many times faster; the index grows "
+                  "to about the size of the CIF files)");
   index->add_flag("-q,--quiet", cmd.quiet,
                   "no progress and no summary on standard error (files that cannot be read are "
                   "still reported)");
@@ -848,7 +854,8 @@ int main(int argc, char** argv) {
     if (*search)
       status = run_search(cmd);
     else if (*index)
-      status = run_index(index_cmd.sources, index_cmd.output, index_cmd.jobs, index_cmd.quiet);
+      status = run_index(index_cmd.sources, index_cmd.output, index_cmd.jobs, index_cmd.quiet,
+                         index_cmd.store_structures);
     else if (*hbonds)
       status = run_hbonds(hbonds_cmd.sources, hbonds_cmd.tsv, std::cout, std::cerr);
     else if (*report)
