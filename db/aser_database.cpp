@@ -741,8 +741,9 @@ struct AserDatabase::Contents {
 namespace {
 
 // The structures stored in an index, read one entry at a time through a read-only connection of
-// their own, one reader at a time; what takes the time, turning the bytes into a crystal, is done
-// outside the lock.
+// their own, one reader at a time. The bytes go straight from the file's pages (mapped into
+// memory) into a buffer each thread keeps, not through a new allocation per entry; what takes
+// the time, turning them into a crystal, is done outside the lock.
 class StoredStructureTable : public StoredStructures {
 public:
   /// `block_checksums`: by entry row, the digest of the block text the entry was indexed from.
@@ -751,36 +752,41 @@ public:
         db_(std::make_unique<Sqlite>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                                      read_only_uri(path))) {
     restrict_connection(*db_, budget_);
-    // A structure may hold more than the text an index row is allowed elsewhere.
-    sqlite3_limit(db_->get(), SQLITE_LIMIT_LENGTH, 1 << 30);
+    db_->exec("PRAGMA mmap_size=" + std::to_string(kMappedBytes) + ";");
     query_ = std::make_unique<Statement>(
-        *db_, "SELECT block_checksum, crystal FROM structures WHERE position = ?;");
+        *db_, "SELECT block_checksum, length(crystal) FROM structures WHERE position = ?;");
   }
+  ~StoredStructureTable() override { sqlite3_blob_close(blob_); }
+  StoredStructureTable(const StoredStructureTable&) = delete;
+  StoredStructureTable& operator=(const StoredStructureTable&) = delete;
 
   THandle<CrystalMaker> load(long long position, const DatabaseEntryIdentifier& id) const override {
     const std::string where = path_ + ": entry " + id.str();
     const std::string rebuild = "; rebuild the screen index";
-    std::string bytes;
-    long long checksum = 0;
-    bool found = false;
+    thread_local std::string buffer;
+    long long checksum = 0, length = -1;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       budget_.steps_left = kStepsPerLoad;
       try {
         query_->bind(1, position);
-        found = query_->step();
-        if (found) {
+        if (query_->step()) {
           checksum = query_->integer(0);
-          bytes = query_->blob(1);
+          length = query_->integer(1);
         }
         query_->reset();
+        if (length > kMaxBytes)
+          throw StoredCrystalError(where + ": stored structure of " + std::to_string(length) +
+                                   " bytes is larger than any structure" + rebuild);
+        if (length > 0)
+          read_blob(position, static_cast<int>(length), buffer);
       } catch (const Sqlite::SqliteFailure& e) {
         query_->reset();
         throw StoredCrystalError(where + ": stored structure cannot be read (" + e.what() + ")" +
                                  rebuild);
       }
     }
-    if (!found)
+    if (length < 0)
       throw StoredCrystalError(where + ": no structure stored for it" + rebuild);
     const auto expected = block_checksums_.find(position);
     if (expected == block_checksums_.end() || expected->second != checksum)
@@ -788,7 +794,8 @@ public:
                                        "than the entry's" +
                                rebuild);
     try {
-      return load_crystal(bytes, where);
+      return load_crystal(std::string_view(buffer.data(), static_cast<std::size_t>(length)),
+                          where);
     } catch (const StoredCrystalError& e) {
       throw StoredCrystalError(e.what() + rebuild);
     }
@@ -797,12 +804,38 @@ public:
 private:
   // One row looked up by its key takes a few dozen steps of the budget's unit.
   static constexpr long long kStepsPerLoad = 1000;
+  // A structure is refused beyond this size, as CIF text beyond max_cif_text_bytes is.
+  static constexpr long long kMaxBytes = 1LL << 30;
+  static constexpr long long kMappedBytes = 1LL << 30;
+
+  // The first `length` bytes of `buffer` become the stored structure at `position`.
+  void read_blob(long long position, int length, std::string& buffer) const {
+    int rc = blob_ ? sqlite3_blob_reopen(blob_, position)
+                   : sqlite3_blob_open(db_->get(), "main", "structures", "crystal", position, 0,
+                                       &blob_);
+    if (rc == SQLITE_OK && sqlite3_blob_bytes(blob_) != length)
+      rc = SQLITE_CORRUPT;
+    if (rc == SQLITE_OK) {
+      if (buffer.size() < static_cast<std::size_t>(length))
+        buffer.resize(static_cast<std::size_t>(length));
+      rc = sqlite3_blob_read(blob_, buffer.data(), length, 0);
+    }
+    if (rc != SQLITE_OK) {
+      const std::string message = sqlite3_errstr(rc);
+      // A handle that failed is good for nothing but closing; the next entry opens another.
+      sqlite3_blob_close(blob_);
+      blob_ = nullptr;
+      throw Sqlite::SqliteFailure(rc, message);
+    }
+  }
+
   std::string path_;
   std::map<long long, long long> block_checksums_;
   mutable std::mutex mutex_;
   mutable WorkBudget budget_{0};
   std::unique_ptr<Sqlite> db_;
   std::unique_ptr<Statement> query_;
+  mutable sqlite3_blob* blob_ = nullptr;
 };
 
 // The identity of the file (application id, layout version, schema, format and screen
