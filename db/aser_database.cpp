@@ -754,7 +754,7 @@ public:
     restrict_connection(*db_, budget_);
     db_->exec("PRAGMA mmap_size=" + std::to_string(kMappedBytes) + ";");
     query_ = std::make_unique<Statement>(
-        *db_, "SELECT block_checksum, length(crystal) FROM structures WHERE position = ?;");
+        *db_, "SELECT block_checksum FROM structures WHERE position = ?;");
   }
   ~StoredStructureTable() override { sqlite3_blob_close(blob_); }
   StoredStructureTable(const StoredStructureTable&) = delete;
@@ -764,22 +764,19 @@ public:
     const std::string where = path_ + ": entry " + id.str();
     const std::string rebuild = "; rebuild the screen index";
     thread_local std::string buffer;
-    long long checksum = 0, length = -1;
+    long long checksum = 0;
+    int length = -1;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       budget_.steps_left = kStepsPerLoad;
       try {
         query_->bind(1, position);
-        if (query_->step()) {
+        const bool found = query_->step();
+        if (found)
           checksum = query_->integer(0);
-          length = query_->integer(1);
-        }
         query_->reset();
-        if (length > kMaxBytes)
-          throw StoredCrystalError(where + ": stored structure of " + std::to_string(length) +
-                                   " bytes is larger than any structure" + rebuild);
-        if (length > 0)
-          read_blob(position, static_cast<int>(length), buffer);
+        if (found)
+          length = read_blob(position, buffer);
       } catch (const Sqlite::SqliteFailure& e) {
         query_->reset();
         throw StoredCrystalError(where + ": stored structure cannot be read (" + e.what() + ")" +
@@ -804,17 +801,15 @@ public:
 private:
   // One row looked up by its key takes a few dozen steps of the budget's unit.
   static constexpr long long kStepsPerLoad = 1000;
-  // A structure is refused beyond this size, as CIF text beyond max_cif_text_bytes is.
-  static constexpr long long kMaxBytes = 1LL << 30;
   static constexpr long long kMappedBytes = 1LL << 30;
 
-  // The first `length` bytes of `buffer` become the stored structure at `position`.
-  void read_blob(long long position, int length, std::string& buffer) const {
+  // The bytes stored at `position`, whatever their type, into the start of `buffer`; returns
+  // their number.
+  int read_blob(long long position, std::string& buffer) const {
     int rc = blob_ ? sqlite3_blob_reopen(blob_, position)
                    : sqlite3_blob_open(db_->get(), "main", "structures", "crystal", position, 0,
                                        &blob_);
-    if (rc == SQLITE_OK && sqlite3_blob_bytes(blob_) != length)
-      rc = SQLITE_CORRUPT;
+    const int length = rc == SQLITE_OK ? sqlite3_blob_bytes(blob_) : 0;
     if (rc == SQLITE_OK) {
       if (buffer.size() < static_cast<std::size_t>(length))
         buffer.resize(static_cast<std::size_t>(length));
@@ -827,6 +822,7 @@ private:
       blob_ = nullptr;
       throw Sqlite::SqliteFailure(rc, message);
     }
+    return length;
   }
 
   std::string path_;
