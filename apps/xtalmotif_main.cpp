@@ -748,7 +748,7 @@ CLI::App* add_index_command(CLI::App& app, IndexCommand& cmd) {
   index->add_flag("--store-structures", cmd.store_structures,
                   "also store every structure as assembled, so that a search of the index "
                   "loads it instead of parsing its CIF text (many times faster; the index grows "
-                  "to about the size of the CIF files)");
+                  "to about a third of the size of the CIF files)");
   index->add_flag("-q,--quiet", cmd.quiet,
                   "no progress and no summary on standard error (files that cannot be read are "
                   "still reported)");
