@@ -284,6 +284,8 @@ TEST(Program, DamagedStoredStructuresAreRefusedAndTheRestSearched) {
            {"UPDATE structures SET crystal = substr(crystal, 1, 8) || x'63000000' || "
             "substr(crystal, 13)",
             "stored structure has format version "},
+           {"UPDATE structures SET block_checksum = block_checksum + 1",
+            "the stored structure was assembled from another text than the entry's"},
            {"DELETE FROM structures", "no structure stored for it"}}) {
     std::filesystem::copy_file(index, damaged, std::filesystem::copy_options::overwrite_existing);
     sqlite3 *db = nullptr;
