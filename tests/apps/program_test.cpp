@@ -284,6 +284,10 @@ TEST(Program, DamagedStoredStructuresAreRefusedAndTheRestSearched) {
            {"UPDATE structures SET crystal = substr(crystal, 1, 8) || x'63000000' || "
             "substr(crystal, 13)",
             "stored structure has format version "},
+           {"UPDATE structures SET crystal = substr(crystal, 1, 4) || substr(crystal, 8, 1) || "
+            "substr(crystal, 7, 1) || substr(crystal, 6, 1) || substr(crystal, 5, 1) || "
+            "substr(crystal, 9)",
+            "stored structure was written on a machine of the other byte order"},
            {"UPDATE structures SET block_checksum = block_checksum + 1",
             "the stored structure was assembled from another text than the entry's"},
            {"DELETE FROM structures", "no structure stored for it"}}) {

@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 namespace xtalmotif {
 namespace {
 
@@ -63,7 +61,8 @@ TEST_P(StoredCrystal, LoadsAsTheCrystalStored) {
   EXPECT_EQ(store_crystal(*loaded), bytes);
 }
 
-// No prefix and no byte changed anywhere loads; each refusal names the place and the fault.
+// No prefix and no byte changed anywhere loads; each refusal names the place. (What each says
+// is seen in the program's tests.)
 TEST_P(StoredCrystal, DamagedBytesAreRefusedNamingWhereTheyWereKept) {
   const std::string bytes = store_crystal(*crystal());
   auto refusal = [](const std::string& damaged) -> std::string {
@@ -81,18 +80,6 @@ TEST_P(StoredCrystal, DamagedBytesAreRefusedNamingWhereTheyWereKept) {
     changed[k] ^= 1;
     ASSERT_EQ(refusal(changed).rfind("i.idx: entry 7: stored structure ", 0), 0u) << k;
   }
-  std::string version = bytes, swapped = bytes;
-  const std::uint32_t next = stored_crystal_format_version + 1;
-  std::memcpy(&version[8], &next, 4);
-  std::reverse(swapped.begin() + 4, swapped.begin() + 8);
-  for (const auto& [damaged, says] : std::vector<std::pair<std::string, std::string>>{
-           {bytes.substr(0, bytes.size() - 1), "is cut short"},
-           {bytes + '\0', "is damaged"},
-           {bytes.substr(0, 40) + static_cast<char>(bytes[40] ^ 0x10) + bytes.substr(41),
-            "digest mismatch"},
-           {version, "has format version " + std::to_string(next) + ", this program reads"},
-           {swapped, "was written on a machine of the other byte order"}})
-    EXPECT_NE(refusal(damaged).find(says), std::string::npos) << refusal(damaged);
 }
 
 INSTANTIATE_TEST_SUITE_P(ShippedAndMadeInCode, StoredCrystal,
