@@ -485,7 +485,8 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   for (const auto& p : summary.problems)
     std::cerr << "refused: " << printable(p) << '\n';
   if (!quiet)
-    std::cerr << out << ": " << summary.entries << " entries indexed, " << summary.unreadable
+    std::cerr << out << ": " << summary.entries << " entries indexed"
+              << (store_structures ? " with their structures, " : ", ") << summary.unreadable
               << " unreadable, in " << std::fixed << std::setprecision(2) << secs << " s\n";
   return 0;
 }

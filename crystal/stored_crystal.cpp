@@ -1,5 +1,7 @@
 #include "crystal/stored_crystal.h"
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <stdexcept>

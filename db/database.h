@@ -95,7 +95,7 @@ public:
   const DatabaseEntryIdentifier& identifier() const { return id_; }
   /// The structure, built anew on every call, so that callers may change it (split molecules,
   /// drop atoms) freely. Throws CifError naming the file, the block and the reason when the
-  /// block cannot be read.
+  /// block cannot be read (for a stored structure, the store and the entry).
   THandle<CrystalMaker> crystal() const;
   /// The same, read through `reader` when it reads this entry's file: entries of one file read
   /// in file order through one reader share one pass over it.
