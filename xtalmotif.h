@@ -19,10 +19,11 @@
 #include "chem/rings.h"
 #include "chem/substructure.h"
 
-// Crystal structures and CIF reading
+// Crystal structures, CIF reading and the stored form of an assembled crystal
 #include "crystal/cif_reader.h"
 #include "crystal/crystal_builder.h"
 #include "crystal/crystal_maker.h"
+#include "crystal/stored_crystal.h"
 
 // Databases of structures and the screen index
 #include "db/aser_bit_screens.h"

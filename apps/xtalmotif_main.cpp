@@ -468,7 +468,7 @@ int run_search(const SearchCommand& cmd) {
 }
 
 int run_index(const std::vector<std::string>& sources, const std::string& out, int jobs,
-              bool quiet) {
+              bool quiet, bool store_structures) {
   for (const auto& p : sources)
     if (!std::filesystem::exists(p))
       throw UsageError(p + ": no such file or folder");
@@ -482,6 +482,7 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   ScreenIndexOptions options;
   ThreadPool pool(jobs);
   options.executor = &pool;
+  options.store_structures = store_structures;
   bool show = !quiet && isatty(STDERR_FILENO);
   auto start = std::chrono::steady_clock::now();
   if (show)
@@ -495,7 +496,8 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   for (const auto& p : summary.problems)
     std::cerr << "refused: " << printable(p) << '\n';
   if (!quiet)
-    std::cerr << out << ": " << summary.entries << " entries indexed, " << summary.unreadable
+    std::cerr << out << ": " << summary.entries << " entries indexed"
+              << (store_structures ? " with their structures, " : ", ") << summary.unreadable
               << " unreadable, in " << std::fixed << std::setprecision(2) << secs << " s\n";
   return 0;
 }
@@ -745,6 +747,7 @@ struct IndexCommand {
   std::string output;
   int jobs = 1;
   bool quiet = false;
+  bool store_structures = false;
 };
 
 // The index command and its options, filling `cmd`.
@@ -762,6 +765,10 @@ CLI::App* add_index_command(CLI::App& app, IndexCommand& cmd) {
       ->type_name("N")
       ->default_val(1)
       ->check(count_up_to(256));
+  index->add_flag("--store-structures", cmd.store_structures,
+                  "also store every structure as assembled, so that a search of the index "
+                  "loads it instead of parsing its CIF text (many times faster; the index grows "
+                  "to about a third of the size of the CIF files)");
   index->add_flag("-q,--quiet", cmd.quiet,
                   "no progress and no summary on standard error (files that cannot be read are "
                   "still reported)");
@@ -867,7 +874,8 @@ int main(int argc, char** argv) {
     if (*search)
       status = run_search(cmd);
     else if (*index)
-      status = run_index(index_cmd.sources, index_cmd.output, index_cmd.jobs, index_cmd.quiet);
+      status = run_index(index_cmd.sources, index_cmd.output, index_cmd.jobs, index_cmd.quiet,
+                         index_cmd.store_structures);
     else if (*hbonds)
       status = run_hbonds(hbonds_cmd.sources, hbonds_cmd.tsv, std::cout, std::cerr);
     else if (*report)

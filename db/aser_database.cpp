@@ -2,6 +2,7 @@
 
 #include "core/atomic_file.h"
 #include "core/content_digest.h"
+#include "crystal/stored_crystal.h"
 
 #include <sqlite3.h>
 
@@ -11,6 +12,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <mutex>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <tuple>
@@ -264,6 +267,11 @@ public:
     check(sqlite3_reset(stmt_));
     check(sqlite3_clear_bindings(stmt_));
   }
+  /// Ready to run again, whatever the last run ended with.
+  void reset() {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+  }
   long long integer(int col) const { return sqlite3_column_int64(stmt_, col); }
   bool is_null(int col) const { return sqlite3_column_type(stmt_, col) == SQLITE_NULL; }
   std::string text(int col) const {
@@ -365,6 +373,14 @@ CREATE TABLE entries(position INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQ
                      readable INTEGER NOT NULL, screens BLOB, problem TEXT);
 )sql";
 
+// The table of an index built with stored structures (layout stored_schema_version): each
+// readable entry's assembled structure by its row in `entries`, with the digest of the block
+// text it was assembled from.
+const char* kStructuresSchema = R"sql(
+CREATE TABLE structures(position INTEGER PRIMARY KEY, block_checksum INTEGER NOT NULL,
+                        crystal BLOB NOT NULL);
+)sql";
+
 // Where an entry's block lies, as the index stores it: SQLite integers are signed, so sizes and
 // the digest are kept by their bit patterns.
 struct StoredRange {
@@ -409,16 +425,20 @@ SchemaObjects schema_objects(Sqlite& db) {
   return objects;
 }
 
-// What an index made by this program holds: the tables of kSchema, each as it was written, and
-// the indexes SQLite makes for their keys. Anything else (a view or trigger that would run when
-// a table is read, an extra column, another table) marks a file this program did not make.
-const SchemaObjects& expected_schema() {
-  static const SchemaObjects expected = [] {
+// What an index made by this program holds: the tables of kSchema (and of kStructuresSchema
+// with stored structures), each as it was written, and the indexes SQLite makes for their keys.
+// Anything else (a view or trigger that would run when a table is read, an extra column,
+// another table) marks a file this program did not make.
+const SchemaObjects& expected_schema(bool stored) {
+  auto make = [](bool with_structures) {
     Sqlite mem(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     mem.exec(kSchema);
+    if (with_structures)
+      mem.exec(kStructuresSchema);
     return schema_objects(mem);
-  }();
-  return expected;
+  };
+  static const SchemaObjects plain = make(false), with_structures = make(true);
+  return stored ? with_structures : plain;
 }
 
 // The first object by which two schemas differ, for messages: "view meta".
@@ -475,13 +495,16 @@ struct Row {
   bool readable = false;
   std::string blob;
   std::string problem;
+  std::string structure; // the stored structure, when structures are stored
 };
 
-Row compute_row(const CifDatabase& db, int i, CifFileReader& reader) {
+Row compute_row(const CifDatabase& db, int i, CifFileReader& reader, bool store) {
   Row row;
   try {
     THandle<CrystalMaker> crystal = db.entry(i)->crystal(reader);
     row.blob = entry_screens(*crystal).to_blob();
+    if (store)
+      row.structure = store_crystal(*crystal);
     row.readable = true;
   } catch (const std::exception& e) {
     row.problem = e.what();
@@ -494,8 +517,8 @@ Row compute_row(const CifDatabase& db, int i, CifFileReader& reader) {
 // rows is held at a time.
 class RowProducer {
 public:
-  RowProducer(const CifDatabase& db, Executor& executor)
-      : db_(db), executor_(executor), runs_(run_starts(db)) {}
+  RowProducer(const CifDatabase& db, Executor& executor, bool store)
+      : db_(db), executor_(executor), store_(store), runs_(run_starts(db)) {}
   /// Row i; rows are taken in order, each once.
   Row take(int i) {
     if (i >= chunk_end_)
@@ -521,11 +544,12 @@ private:
       const int begin = starts[static_cast<std::size_t>(unit)];
       CifFileReader reader(db_.locations()[static_cast<std::size_t>(begin)].file);
       for (int i = begin; i < db_.run_end(begin); ++i)
-        rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader);
+        rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader, store_);
     });
   }
   const CifDatabase& db_;
   Executor& executor_;
+  bool store_;
   std::vector<int> runs_;
   std::vector<Row> rows_;
   int chunk_begin_ = 0;
@@ -536,9 +560,15 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
                  ScreenIndexSummary& summary) {
   out.exec("PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;");
   out.exec("PRAGMA application_id=" + std::to_string(kApplicationId) + ";");
-  out.exec("PRAGMA user_version=" + std::to_string(AserDatabase::schema_version) + ";");
+  const bool store = options.store_structures;
+  out.exec("PRAGMA user_version=" +
+           std::to_string(store ? AserDatabase::stored_schema_version
+                                : AserDatabase::schema_version) +
+           ";");
   out.exec("BEGIN;");
   out.exec(kSchema);
+  if (store)
+    out.exec(kStructuresSchema);
   Checksum sum;
 
   const std::vector<std::string> sources = absolute_paths(db.sources());
@@ -581,9 +611,15 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
                        "block_offset, block_length, block_line, file_size, block_checksum, "
                        "compressed, readable, screens, problem) "
                        "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+    // Stored structures are no part of the checksum: they are read one at a time, long after
+    // the index is opened, and each carries a digest of its own.
+    std::optional<Statement> put_structure;
+    if (store)
+      put_structure.emplace(out, "INSERT INTO structures(position, block_checksum, crystal) "
+                                 "VALUES(?, ?, ?);");
     const int n = db.nentries();
     Executor on_this_thread;
-    RowProducer producer(db, options.executor ? *options.executor : on_this_thread);
+    RowProducer producer(db, options.executor ? *options.executor : on_this_thread, store);
     for (int i = 0; i < n; ++i) {
       Row row = producer.take(i);
       const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
@@ -609,6 +645,12 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
         summary.problems.push_back(row.problem);
       }
       ins.run();
+      if (store && row.readable) {
+        put_structure->bind(1, static_cast<long long>(i));
+        put_structure->bind(2, stored.checksum);
+        put_structure->bind_blob(3, row.structure);
+        put_structure->run();
+      }
       sum.add(loc.id.str());
       sum.add(file);
       sum.add(loc.block_name);
@@ -692,13 +734,111 @@ struct AserDatabase::Contents {
   std::vector<CifEntryLocation> locations;
   std::vector<Aser> asers;
   std::vector<std::string> problems;
+  std::vector<long long> rows; // each location's row in the entries table
+  std::shared_ptr<const StoredStructures> stored;
 };
 
 namespace {
 
+// The structures stored in an index, read one entry at a time through a read-only connection of
+// their own, one reader at a time. The bytes go straight from the file's pages into a buffer each
+// thread keeps, not through a new allocation per entry; what takes the time, turning them into a
+// crystal, is done outside the lock. (The file is not mapped into memory, which would save a
+// tenth of the time: a file cut short under a mapping stops the program, where a read fails.)
+class StoredStructureTable : public StoredStructures {
+public:
+  /// `block_checksums`: by entry row, the digest of the block text the entry was indexed from.
+  StoredStructureTable(const std::string& path, std::map<long long, long long> block_checksums)
+      : path_(path), block_checksums_(std::move(block_checksums)),
+        db_(std::make_unique<Sqlite>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                                     read_only_uri(path))) {
+    restrict_connection(*db_, budget_);
+    budget_.steps_left = kStepsPerLoad;
+    query_ = std::make_unique<Statement>(
+        *db_, "SELECT block_checksum FROM structures WHERE position = ?;");
+  }
+  ~StoredStructureTable() override { sqlite3_blob_close(blob_); }
+  StoredStructureTable(const StoredStructureTable&) = delete;
+  StoredStructureTable& operator=(const StoredStructureTable&) = delete;
+
+  THandle<CrystalMaker> load(long long position, const DatabaseEntryIdentifier& id) const override {
+    const std::string where = path_ + ": entry " + id.str();
+    const std::string rebuild = "; rebuild the screen index";
+    thread_local std::string buffer;
+    long long checksum = 0;
+    int length = -1;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      budget_.steps_left = kStepsPerLoad;
+      try {
+        query_->bind(1, position);
+        const bool found = query_->step();
+        if (found)
+          checksum = query_->integer(0);
+        query_->reset();
+        if (found)
+          length = read_blob(position, buffer);
+      } catch (const Sqlite::SqliteFailure& e) {
+        query_->reset();
+        throw StoredCrystalError(where + ": stored structure cannot be read (" + e.what() + ")" +
+                                 rebuild);
+      }
+    }
+    if (length < 0)
+      throw StoredCrystalError(where + ": no structure stored for it" + rebuild);
+    const auto expected = block_checksums_.find(position);
+    if (expected == block_checksums_.end() || expected->second != checksum)
+      throw StoredCrystalError(where + ": the stored structure was assembled from another text "
+                                       "than the entry's" +
+                               rebuild);
+    try {
+      return load_crystal(std::string_view(buffer.data(), static_cast<std::size_t>(length)),
+                          where);
+    } catch (const StoredCrystalError& e) {
+      throw StoredCrystalError(e.what() + rebuild);
+    }
+  }
+
+private:
+  // One row looked up by its key takes a few dozen steps of the budget's unit.
+  static constexpr long long kStepsPerLoad = 1000;
+
+  // The bytes stored at `position`, whatever their type, into the start of `buffer`; returns
+  // their number.
+  int read_blob(long long position, std::string& buffer) const {
+    int rc = blob_ ? sqlite3_blob_reopen(blob_, position)
+                   : sqlite3_blob_open(db_->get(), "main", "structures", "crystal", position, 0,
+                                       &blob_);
+    const int length = rc == SQLITE_OK ? sqlite3_blob_bytes(blob_) : 0;
+    if (rc == SQLITE_OK) {
+      if (buffer.size() < static_cast<std::size_t>(length))
+        buffer.resize(static_cast<std::size_t>(length));
+      rc = sqlite3_blob_read(blob_, buffer.data(), length, 0);
+    }
+    if (rc != SQLITE_OK) {
+      const std::string message = sqlite3_errstr(rc);
+      // A handle that failed is good for nothing but closing; the next entry opens another.
+      sqlite3_blob_close(blob_);
+      blob_ = nullptr;
+      throw Sqlite::SqliteFailure(rc, message);
+    }
+    return length;
+  }
+
+  std::string path_;
+  std::map<long long, long long> block_checksums_;
+  mutable std::mutex mutex_;
+  mutable WorkBudget budget_{0};
+  std::unique_ptr<Sqlite> db_;
+  std::unique_ptr<Statement> query_;
+  mutable sqlite3_blob* blob_ = nullptr;
+};
+
 // The identity of the file (application id, layout version, schema, format and screen
-// version): anything else is refused before a row is read. Returns the meta table.
-std::map<std::string, std::string> read_header(Sqlite& db, const std::string& path) {
+// version): anything else is refused before a row is read. Returns the meta table; `stored`
+// tells whether the index stores structures.
+std::map<std::string, std::string> read_header(Sqlite& db, const std::string& path,
+                                               bool& stored) {
   long long app_id = 0, version = 0;
   {
     Statement st(db, "PRAGMA application_id;");
@@ -712,12 +852,15 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
     if (st.step())
       version = st.integer(0);
   }
-  if (version != AserDatabase::schema_version)
+  if (version != AserDatabase::schema_version && version != AserDatabase::stored_schema_version)
     throw StaleScreenIndexError(path + ": screen index has layout version " +
-                                std::to_string(version) + ", this program reads version " +
-                                std::to_string(AserDatabase::schema_version) + "; rebuild it");
+                                std::to_string(version) + ", this program reads versions " +
+                                std::to_string(AserDatabase::schema_version) + " and " +
+                                std::to_string(AserDatabase::stored_schema_version) +
+                                "; rebuild it");
+  stored = version == AserDatabase::stored_schema_version;
   // Checked before any table is read, since reading a table may run what the file defines.
-  const std::string unexpected = first_difference(schema_objects(db), expected_schema());
+  const std::string unexpected = first_difference(schema_objects(db), expected_schema(stored));
   if (!unexpected.empty())
     throw ScreenIndexError(path + ": not a screen index of this program (" + unexpected + ")");
 
@@ -739,14 +882,16 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
 
 // The entry rows, in order, each added to the checksum: the readable ones as locations and
 // screens, the others as problems. Returns the number of rows.
+// `positions` gets each readable entry's row, `block_checksums` each row's block digest.
 int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locations,
                  std::vector<Aser>& asers, std::vector<std::string>& problems,
+                 std::vector<long long>& positions, std::map<long long, long long>& block_checksums,
                  const std::function<ScreenIndexError(const std::string&)>& damaged) {
   int rows = 0;
   {
     Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
                      "block_length, block_line, file_size, block_checksum, compressed, "
-                     "readable, screens, problem FROM entries ORDER BY position;");
+                     "readable, screens, problem, position FROM entries ORDER BY position;");
     std::set<std::string> identifiers;
     while (st.step()) {
       ++rows;
@@ -774,6 +919,8 @@ int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locat
         } catch (const std::invalid_argument& e) {
           throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
         }
+        positions.push_back(st.integer(13));
+        block_checksums[positions.back()] = stored.checksum;
         locations.push_back(std::move(loc));
       } else {
         problems.push_back(payload + " (entry " + loc.id.str() +
@@ -821,7 +968,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
     WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
     restrict_connection(db, budget);
-    std::map<std::string, std::string> meta = read_header(db, path);
+    bool stored = false;
+    std::map<std::string, std::string> meta = read_header(db, path, stored);
 
     Checksum sum;
     {
@@ -848,7 +996,9 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
         sum.add(c.problems.back());
       }
     }
-    const int rows = read_entries(db, sum, c.locations, c.asers, c.problems, damaged);
+    std::map<long long, long long> block_checksums;
+    const int rows = read_entries(db, sum, c.locations, c.asers, c.problems, c.rows,
+                                  block_checksums, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (meta["checksum"] != sum.hex())
@@ -858,6 +1008,9 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       throw StaleScreenIndexError(path + ": screen index was built from other sources than those "
                                          "given; rebuild it");
     check_files_unchanged(path, c.sources, recorded);
+    // The structures themselves are read when an entry's structure is asked for.
+    if (stored)
+      c.stored = std::make_shared<StoredStructureTable>(path, std::move(block_checksums));
   } catch (const Sqlite::SqliteFailure& e) {
     int primary = e.rc & 0xff;
     if (primary == SQLITE_NOTADB)
@@ -876,13 +1029,33 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
 AserDatabase::AserDatabase(Contents contents)
     : CifDatabase(std::move(contents.sources), std::move(contents.locations),
                   std::move(contents.problems)),
-      index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)) {}
+      index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)),
+      stored_(std::move(contents.stored)), rows_(std::move(contents.rows)) {}
 
 AserDatabase::AserDatabase(const std::string& index_path)
     : AserDatabase(read_index(index_path, nullptr)) {}
 
 AserDatabase::AserDatabase(const std::vector<std::string>& sources, const std::string& index_path)
     : AserDatabase(read_index(index_path, &sources)) {}
+
+THandle<CrystalStructureDatabaseEntry> AserDatabase::entry(int i) const {
+  if (!stored_)
+    return CifDatabase::entry(i);
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  const CifEntryLocation& loc = locations()[static_cast<std::size_t>(i)];
+  return make_handle<CrystalStructureDatabaseEntry>(loc.id, loc.file, loc.block_name,
+                                                    loc.block_index, stored_,
+                                                    rows_[static_cast<std::size_t>(i)]);
+}
+
+int AserDatabase::run_end(int i) const {
+  if (!stored_)
+    return CifDatabase::run_end(i);
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
+  return i + 1; // no file is read: nothing is gained by reading entries together
+}
 
 THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);

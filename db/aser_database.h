@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -105,6 +106,9 @@ struct ScreenIndexOptions {
   /// Called after each entry; may be empty. An exception it throws abandons the build, and no
   /// index file is left behind.
   std::function<void(const ScreenIndexProgress&)> progress;
+  /// Also store every readable entry's assembled structure (store_crystal), so that a search
+  /// of the index loads it instead of parsing the entry's CIF text.
+  bool store_structures = false;
 };
 
 /// The outcome of build_screen_index.
@@ -126,11 +130,13 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
                                       const ScreenIndexOptions& options = {});
 
 /// A CIF database with a screen index: the entries and their screen records as stored in the
-/// index, the structures read from the CIF files on demand.
+/// index, the structures read from the CIF files on demand, or, where the index stores them,
+/// loaded from the index one entry at a time.
 ///
 /// Entries that were unreadable when the index was built are left out of the database and
-/// listed in problems(), as are the problems met while listing the sources. The whole index is
-/// read when the database is opened; the object is immutable afterwards.
+/// listed in problems(), as are the problems met while listing the sources. The whole index,
+/// stored structures apart, is read when the database is opened; the object is immutable
+/// afterwards and may be read from several threads.
 class AserDatabase : public CifDatabase {
 public:
   /// Opens an index and the sources it records. Throws ScreenIndexError, naming the file, when
@@ -147,9 +153,21 @@ public:
   THandle<Aser> aser(const DatabaseEntryIdentifier& id) const;
   /// The index file.
   const std::string& index_path() const { return index_path_; }
+  /// Whether the index stores the entries' structures: an entry's crystal() then loads it
+  /// from the index (a stored structure that cannot be read is a CifError naming the index and
+  /// the entry), and never reads the CIF file.
+  bool has_stored_structures() const { return stored_ != nullptr; }
+
+  THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
+  using CifDatabase::entry;
+  /// With stored structures every entry is read on its own; else as CifDatabase::run_end.
+  int run_end(int i) const override;
 
   /// Layout version of the index tables this program reads and writes.
   static constexpr int schema_version = 2;
+  /// Layout version of an index that also stores the entries' structures: the tables of
+  /// schema_version and one more. This program reads and writes both.
+  static constexpr int stored_schema_version = 3;
   /// Version of the screen definitions (bit meanings and entry-side rules); indexes made under
   /// another version are refused, because their bits could disagree with a query's pattern.
   static constexpr int screen_version = 1;
@@ -162,6 +180,9 @@ private:
 
   std::string index_path_;
   std::vector<Aser> asers_; // parallel to locations()
+  // With stored structures: the store, and each entry's row in the index.
+  std::shared_ptr<const StoredStructures> stored_;
+  std::vector<long long> rows_; // parallel to locations()
 };
 
 } // namespace xtalmotif

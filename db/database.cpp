@@ -50,15 +50,25 @@ CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(DatabaseEntryIdenti
                                 " has no structure");
 }
 
+CrystalStructureDatabaseEntry::CrystalStructureDatabaseEntry(
+    DatabaseEntryIdentifier id, std::string file, std::string block_name, int block_index,
+    std::shared_ptr<const StoredStructures> store, long long position)
+    : id_(std::move(id)), file_(std::move(file)), block_(std::move(block_name)),
+      block_index_(block_index), store_(std::move(store)), stored_at_(position) {
+  if (!store_)
+    throw std::invalid_argument("CrystalStructureDatabaseEntry: entry " + id_.str() +
+                                " has no store");
+}
+
 THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal() const {
-  if (held_ || text_)
+  if (held_ || text_ || store_)
     return crystal_from(nullptr);
   CifFileReader reader(file_);
   return crystal_from(&reader);
 }
 
 THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal(CifFileReader& reader) const {
-  if (held_ || text_ || reader.path() != file_)
+  if (held_ || text_ || store_ || reader.path() != file_)
     return crystal();
   return crystal_from(&reader);
 }
@@ -66,6 +76,8 @@ THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal(CifFileReader& read
 THandle<CrystalMaker> CrystalStructureDatabaseEntry::crystal_from(CifFileReader* reader) const {
   if (held_)
     return copy_crystal(*held_);
+  if (store_)
+    return store_->load(stored_at_, id_);
   try {
     if (text_) {
       CifBlockInfo block;

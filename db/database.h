@@ -55,9 +55,24 @@ private:
 /// Writes the identifier's text.
 std::ostream& operator<<(std::ostream& os, const DatabaseEntryIdentifier& id);
 
+/// Structures kept already assembled beside a database's entries (a screen index built with
+/// them), read one at a time when an entry's structure is asked for. Shared by the entries of
+/// one database and read from several threads at once.
+class StoredStructures {
+public:
+  virtual ~StoredStructures() = default;
+  /// The structure stored for the entry at `position` (its row in the store), a new object on
+  /// every call; `id` names the entry in messages. Throws CifError naming the store and the
+  /// entry when it cannot be read, never a structure read from damaged bytes.
+  virtual THandle<CrystalMaker> load(long long position,
+                                     const DatabaseEntryIdentifier& id) const = 0;
+};
+
 /// One crystal structure of a database. It either points at a data block of a CIF file (or of
 /// CIF text held in memory), read afresh each time the structure is asked for, or holds a
-/// structure made in memory, handed out as a fresh deep copy each time.
+/// structure made in memory, handed out as a fresh deep copy each time. An entry of a file
+/// whose structure was stored assembled is loaded from the store instead, its text never
+/// parsed.
 class CrystalStructureDatabaseEntry {
 public:
   /// An entry for data block `block_name` (position `block_index` in its file) of `file`;
@@ -71,11 +86,16 @@ public:
                                 std::shared_ptr<const std::string> text, const CifBlockInfo& block);
   /// An entry for a structure that already exists in memory.
   CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, THandle<CrystalMaker> crystal);
+  /// An entry for data block `block_name` of `file` whose structure is read from `store`, at
+  /// `position` there: the file is named in outputs, and never read.
+  CrystalStructureDatabaseEntry(DatabaseEntryIdentifier id, std::string file,
+                                std::string block_name, int block_index,
+                                std::shared_ptr<const StoredStructures> store, long long position);
 
   const DatabaseEntryIdentifier& identifier() const { return id_; }
   /// The structure, built anew on every call, so that callers may change it (split molecules,
   /// drop atoms) freely. Throws CifError naming the file, the block and the reason when the
-  /// block cannot be read.
+  /// block cannot be read (for a stored structure, the store and the entry).
   THandle<CrystalMaker> crystal() const;
   /// The same, read through `reader` when it reads this entry's file: entries of one file read
   /// in file order through one reader share one pass over it.
@@ -98,6 +118,8 @@ private:
   CifBlockRange range_;
   std::shared_ptr<const std::string> text_;
   THandle<CrystalMaker> held_;
+  std::shared_ptr<const StoredStructures> store_;
+  long long stored_at_ = -1;
 };
 
 /// A collection of entries, reachable by position and by identifier. Implementations are

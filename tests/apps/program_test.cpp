@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sqlite3.h>
 
 #include <array>
 #include <map>
@@ -245,6 +246,72 @@ TEST(Program, UnreadableStructuresAreReportedOnceAndTheRestSearched) {
             std::string::npos)
       << quiet.err;
   EXPECT_EQ(occurrences("\n" + run_program(acid_search + index + " -q -v").err, "\nrefused: "), 2);
+  std::filesystem::remove_all(dir);
+}
+
+// An index that stores the structures searches as the files do: the same --json output, byte for
+// byte, for motifs of hydrogen-bonded groups, of waters, and of silver with its bonds cut.
+TEST(Program, AnIndexWithStoredStructuresSearchesAsTheFilesDo) {
+  auto dir = scratch_dir("stored");
+  const std::string plain = quote((dir / "plain.idx").string()),
+                    stored = quote((dir / "stored.idx").string());
+  ASSERT_EQ(run_program("index " + shipped() + " -o " + plain + " -q").status, 0);
+  ASSERT_EQ(run_program("index " + shipped() + " -o " + stored + " -q --store-structures").status,
+            0);
+  for (const std::string motif :
+       {"carboxylic acid dimer", "water ring of six", "silver pattern4", "O or N donor pair"}) {
+    const auto json = [&motif](const std::string &sources) {
+      const ProgramRun r = run_program("search '" + motif + "' " + sources + " --all --json -");
+      EXPECT_EQ(r.status, 0) << motif << ": " << sources << ": " << r.err;
+      return r.out;
+    };
+    EXPECT_EQ(json(stored + " --no-prescreen"), json(shipped())) << motif;
+    EXPECT_EQ(json(stored), json(plain)) << motif;
+  }
+  std::filesystem::remove_all(dir);
+}
+
+// A stored structure that cannot be read is refused, naming the index and the entry, and the
+// other entries are searched.
+TEST(Program, DamagedStoredStructuresAreRefusedAndTheRestSearched) {
+  auto dir = scratch_dir("damaged");
+  const std::string index = (dir / "stored.idx").string(), damaged = (dir / "damaged.idx").string();
+  ASSERT_EQ(run_program("index " + shipped() + " -o " + quote(index) + " -q --store-structures")
+                .status,
+            0);
+  const std::string acid = " WHERE position = (SELECT position FROM entries "
+                           "WHERE identifier = '4022630');";
+  for (const auto &[sql, says] : std::vector<std::pair<std::string, std::string>>{
+           {"UPDATE structures SET crystal = substr(crystal, 1, length(crystal) - 9)",
+            "stored structure is cut short"},
+           {"UPDATE structures SET crystal = substr(crystal, 1, 99) || CASE substr(crystal, 100, "
+            "1) WHEN x'00' THEN x'01' ELSE x'00' END || substr(crystal, 101)",
+            "stored structure is damaged (digest mismatch)"},
+           {"UPDATE structures SET crystal = substr(crystal, 1, 8) || x'63000000' || "
+            "substr(crystal, 13)",
+            "stored structure has format version "},
+           {"UPDATE structures SET crystal = substr(crystal, 1, 4) || substr(crystal, 8, 1) || "
+            "substr(crystal, 7, 1) || substr(crystal, 6, 1) || substr(crystal, 5, 1) || "
+            "substr(crystal, 9)",
+            "stored structure was written on a machine of the other byte order"},
+           {"UPDATE structures SET block_checksum = block_checksum + 1",
+            "the stored structure was assembled from another text than the entry's"},
+           {"DELETE FROM structures", "no structure stored for it"}}) {
+    std::filesystem::copy_file(index, damaged, std::filesystem::copy_options::overwrite_existing);
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(damaged.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, (sql + acid).c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    sqlite3_close(db);
+    const ProgramRun r = run_program("search 'O or N donor pair' " + quote(damaged) +
+                                     " --no-prescreen");
+    EXPECT_EQ(r.status, 0) << says << ": " << r.err;
+    EXPECT_EQ(r.out.rfind("4504659 (", 0), 0u) << says << ": " << r.out;
+    EXPECT_NE(r.err.find("refused: " + damaged + ": entry 4022630: " + says), std::string::npos)
+        << r.err;
+    EXPECT_NE(r.err.find(" 3 searched, 0 prescreened out, 0 filtered out, 1 refused"),
+              std::string::npos)
+        << r.err;
+  }
   std::filesystem::remove_all(dir);
 }
 

@@ -16,6 +16,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 namespace xtalmotif::testing {
@@ -143,6 +144,77 @@ inline std::vector<std::string> formulas(const CrystalMaker& cm) {
     out.push_back(cm.molecule(m)->formula());
   std::sort(out.begin(), out.end());
   return out;
+}
+
+/// Everything a crystal holds, as text, numbers to the last bit: cell and its matrices,
+/// operators with their places in the listed ones, texts, flags and notes, and every molecule
+/// with the dynamic types of its objects, its atoms and their origins, each atom's neighbours
+/// and bonds in order, its bonds and the ring flags. Two crystals a search cannot tell apart
+/// have the same dump.
+inline std::string dump(const CrystalMaker& c) {
+  std::ostringstream os;
+  os << std::hexfloat;
+  auto point = [&os](const Point& p) { os << ' ' << p[0] << ' ' << p[1] << ' ' << p[2]; };
+  auto matrix = [&os](const auto& m) {
+    for (int i = 0; i < 9; ++i)
+      os << ' ' << m(i / 3, i % 3);
+    os << '\n';
+  };
+  auto list = [&os](const std::vector<int>& v) {
+    for (int x : v)
+      os << ' ' << x;
+    os << ';';
+  };
+  os << "cell " << c.a() << ' ' << c.b() << ' ' << c.c() << ' ' << c.alpha() << ' ' << c.beta()
+     << ' ' << c.gamma() << '\n';
+  matrix(c.orthogonal_matrix());
+  matrix(c.fractional_matrix());
+  os << c.space_group_name() << '|' << c.symmetry_source() << '|' << c.symmetry_replaced() << '\n';
+  for (const auto* ops : {&c.symmetry_operators(), &c.listed_operators()})
+    for (const auto& op : *ops) {
+      matrix(op.rotation());
+      point(op.translation());
+      os << '\n';
+    }
+  for (int k = 0; k < static_cast<int>(c.symmetry_operators().size()); ++k) {
+    const auto code = c.listed_code(k, Translation());
+    os << "code " << code.listed << ' ' << code.translation.a() << ' ' << code.translation.b()
+       << ' ' << code.translation.c() << '\n';
+  }
+  os << c.is_polymeric() << c.has_disorder() << c.has_hydrogen_sites() << ' ' << c.r_factor()
+     << '\n';
+  for (const auto* notes : {&c.errors(), &c.warnings(), &c.notices()}) {
+    for (const auto& n : *notes)
+      os << n << '|';
+    os << '\n';
+  }
+  for (int m = 0; m < c.nmolecules(); ++m) {
+    const Molecule& mol = *c.molecule(m);
+    const auto& origins = c.atom_origins(m);
+    os << "molecule " << typeid(mol).name() << ' ' << mol.natoms() << ' ' << origins.size() << '\n';
+    for (int a = 0; a < mol.natoms(); ++a) {
+      const Atom& at = *mol.atom(a);
+      os << typeid(at).name() << ' ' << at.element().code() << ' ' << at.label() << ' '
+         << at.formal_charge() << ' ' << at.implicit_hydrogens() << ' ' << mol.is_ring_atom(a);
+      if (at.has_site()) {
+        point(at.site()->fractional());
+        point(at.site()->orthogonal());
+        os << ' ' << at.site()->occupancy();
+      }
+      if (!origins.empty()) {
+        const AtomOrigin& o = origins[static_cast<std::size_t>(a)];
+        os << " from " << o.site << ' ' << o.op << ' ' << o.translation.a() << ' '
+           << o.translation.b() << ' ' << o.translation.c() << ' ' << o.occupancy;
+      }
+      list(mol.neighbours(a));
+      list(mol.bonds_of(a));
+      os << '\n';
+    }
+    for (int b = 0; b < mol.nbonds(); ++b)
+      os << "bond " << mol.bond(b)->atom1() << ' ' << mol.bond(b)->atom2() << ' '
+         << static_cast<int>(mol.bond(b)->type()) << ' ' << mol.is_ring_bond(b) << '\n';
+  }
+  return os.str();
 }
 
 } // namespace xtalmotif::testing
