@@ -320,6 +320,14 @@ const std::vector<CatalogEntry>& motif_catalog() {
   return catalog;
 }
 
+std::vector<THandle<Motif>> screened_catalog_motifs() {
+  std::vector<THandle<Motif>> out;
+  for (const CatalogEntry& e : motif_catalog())
+    if (!e.prepare)
+      out.push_back(e.build());
+  return out;
+}
+
 std::vector<std::string> nearest_names(const std::string& text, std::size_t how_many) {
   std::string t = lower(text);
   std::vector<std::string> typed = words(t);

@@ -36,6 +36,10 @@ struct CatalogEntry {
 /// clusters, the extended hydrogen-bonded rings and the silver carboxylate patterns.
 const std::vector<CatalogEntry>& motif_catalog();
 
+/// Every ready-made motif that searches structures as they are read (the silver patterns,
+/// which cut bonds first, left out), in catalogue order: those a screen index keeps screens for.
+std::vector<THandle<Motif>> screened_catalog_motifs();
+
 /// A motif chosen on the command line: a catalog name or a connectivity query file.
 struct MotifChoice {
   std::string name;

@@ -14,6 +14,7 @@
 #include "motif/motif_search_lib_functions.h"
 #include "results/motif_search_results.h"
 #include "search/collection_search.h"
+#include "search/indexed_screens.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -483,6 +484,7 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
   ThreadPool pool(jobs);
   options.executor = &pool;
   options.store_structures = store_structures;
+  options.screens = motif_screens(screened_catalog_motifs());
   bool show = !quiet && isatty(STDERR_FILENO);
   auto start = std::chrono::steady_clock::now();
   if (show)

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <sstream>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -498,13 +499,26 @@ struct Row {
   std::string structure; // the stored structure, when structures are stored
 };
 
-Row compute_row(const CifDatabase& db, int i, CifFileReader& reader, bool store) {
+// Sets the bit of each screen of the caller's own that the crystal holds.
+void add_indexed_screens(const THandle<CrystalMaker>& crystal,
+                         const std::vector<IndexedScreen>& screens, Aser& aser) {
+  const int n = std::min(static_cast<int>(screens.size()), AserDatabase::max_indexed_screens);
+  for (int k = 0; k < n; ++k)
+    if (screens[static_cast<std::size_t>(k)].holds(crystal))
+      aser.set_bit(AserDatabase::first_indexed_bit + k);
+}
+
+Row compute_row(const CifDatabase& db, int i, CifFileReader& reader,
+                const ScreenIndexOptions& options) {
   Row row;
   try {
     THandle<CrystalMaker> crystal = db.entry(i)->crystal(reader);
-    row.blob = entry_screens(*crystal).to_blob();
-    if (store)
+    Aser aser = entry_screens(*crystal);
+    if (options.store_structures)
       row.structure = store_crystal(*crystal);
+    // Last: the screens of the caller's own may change the structure.
+    add_indexed_screens(crystal, options.screens, aser);
+    row.blob = aser.to_blob();
     row.readable = true;
   } catch (const std::exception& e) {
     row.problem = e.what();
@@ -517,8 +531,8 @@ Row compute_row(const CifDatabase& db, int i, CifFileReader& reader, bool store)
 // rows is held at a time.
 class RowProducer {
 public:
-  RowProducer(const CifDatabase& db, Executor& executor, bool store)
-      : db_(db), executor_(executor), store_(store), runs_(run_starts(db)) {}
+  RowProducer(const CifDatabase& db, Executor& executor, const ScreenIndexOptions& options)
+      : db_(db), executor_(executor), options_(options), runs_(run_starts(db)) {}
   /// Row i; rows are taken in order, each once.
   Row take(int i) {
     if (i >= chunk_end_)
@@ -544,12 +558,12 @@ private:
       const int begin = starts[static_cast<std::size_t>(unit)];
       CifFileReader reader(db_.locations()[static_cast<std::size_t>(begin)].file);
       for (int i = begin; i < db_.run_end(begin); ++i)
-        rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader, store_);
+        rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader, options_);
     });
   }
   const CifDatabase& db_;
   Executor& executor_;
-  bool store_;
+  const ScreenIndexOptions& options_;
   std::vector<int> runs_;
   std::vector<Row> rows_;
   int chunk_begin_ = 0;
@@ -619,7 +633,7 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
                                  "VALUES(?, ?, ?);");
     const int n = db.nentries();
     Executor on_this_thread;
-    RowProducer producer(db, options.executor ? *options.executor : on_this_thread, store);
+    RowProducer producer(db, options.executor ? *options.executor : on_this_thread, options);
     for (int i = 0; i < n; ++i) {
       Row row = producer.take(i);
       const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
@@ -672,11 +686,20 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
   }
   {
     Statement ins(out, "INSERT INTO meta(key, value) VALUES(?, ?);");
-    const std::vector<std::pair<std::string, std::string>> meta = {
+    std::vector<std::pair<std::string, std::string>> meta = {
         {"format", kFormatName},
         {"screen_version", std::to_string(AserDatabase::screen_version)},
-        {"entries", std::to_string(summary.entries)},
-        {"checksum", sum.hex()}};
+        {"entries", std::to_string(summary.entries)}};
+    if (!options.screens.empty()) {
+      std::string keys;
+      const int n =
+          std::min(static_cast<int>(options.screens.size()), AserDatabase::max_indexed_screens);
+      for (int k = 0; k < n; ++k)
+        keys += (k ? "\n" : "") + options.screens[static_cast<std::size_t>(k)].key;
+      sum.add(keys);
+      meta.emplace_back("indexed_screens", keys);
+    }
+    meta.emplace_back("checksum", sum.hex());
     for (const auto& [k, v] : meta) {
       ins.bind(1, k);
       ins.bind(2, v);
@@ -735,6 +758,7 @@ struct AserDatabase::Contents {
   std::vector<Aser> asers;
   std::vector<std::string> problems;
   std::vector<long long> rows; // each location's row in the entries table
+  std::vector<std::string> indexed_screens;
   std::shared_ptr<const StoredStructures> stored;
 };
 
@@ -1001,6 +1025,14 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
                                   block_checksums, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
+    if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
+      sum.add(keys->second);
+      std::istringstream lines(keys->second);
+      for (std::string key; std::getline(lines, key);)
+        c.indexed_screens.push_back(key);
+      if (static_cast<int>(c.indexed_screens.size()) > max_indexed_screens)
+        throw damaged("it records more screens than there are bits for");
+    }
     if (meta["checksum"] != sum.hex())
       throw damaged("checksum mismatch");
 
@@ -1030,6 +1062,7 @@ AserDatabase::AserDatabase(Contents contents)
     : CifDatabase(std::move(contents.sources), std::move(contents.locations),
                   std::move(contents.problems)),
       index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)),
+      indexed_screens_(std::move(contents.indexed_screens)),
       stored_(std::move(contents.stored)), rows_(std::move(contents.rows)) {}
 
 AserDatabase::AserDatabase(const std::string& index_path)

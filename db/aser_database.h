@@ -98,6 +98,12 @@ struct ScreenIndexProgress {
 };
 
 /// Settings of build_screen_index.
+/// A screen an index records for every entry: a key naming what it screens for, and the test.
+struct IndexedScreen {
+  std::string key;
+  std::function<bool(const THandle<CrystalMaker>&)> holds;
+};
+
 struct ScreenIndexOptions {
   /// Where the structures are read and screened, in runs of the blocks of one file: the calling
   /// thread when null, else the caller's executor (its threads). Rows are written in database
@@ -109,6 +115,12 @@ struct ScreenIndexOptions {
   /// Also store every readable entry's assembled structure (store_crystal), so that a search
   /// of the index loads it instead of parsing the entry's CIF text.
   bool store_structures = false;
+  /// Screens of the caller's own, one bit each (at most AserDatabase::max_indexed_screens; those
+  /// beyond are left out), recorded by their keys: a bit is set when `holds` says the entry's
+  /// structure has what the key names (a substructure, a contact between two). `holds` may
+  /// change the structure, which is not used again once it has been asked; it is called from
+  /// the executor's threads.
+  std::vector<IndexedScreen> screens;
 };
 
 /// The outcome of build_screen_index.
@@ -157,6 +169,11 @@ public:
   /// from the index (a stored structure that cannot be read is a CifError naming the index and
   /// the entry), and never reads the CIF file.
   bool has_stored_structures() const { return stored_ != nullptr; }
+  /// The keys of the screens of the caller's own the index records (ScreenIndexOptions::screens):
+  /// the k-th is screen bit first_indexed_bit + k. Empty for an index built without them.
+  const std::vector<std::string>& indexed_screens() const { return indexed_screens_; }
+  static constexpr int first_indexed_bit = 600;
+  static constexpr int max_indexed_screens = Aser::max_bit - first_indexed_bit + 1;
 
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
   using CifDatabase::entry;
@@ -180,6 +197,7 @@ private:
 
   std::string index_path_;
   std::vector<Aser> asers_; // parallel to locations()
+  std::vector<std::string> indexed_screens_;
   // With stored structures: the store, and each entry's row in the index.
   std::shared_ptr<const StoredStructures> stored_;
   std::vector<long long> rows_; // parallel to locations()

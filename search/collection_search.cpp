@@ -2,6 +2,7 @@
 
 #include "crystal/cif_reader.h"
 #include "motif/motif_search_lib_functions.h"
+#include "search/indexed_screens.h"
 #include "search/motif_search.h"
 
 #include <algorithm>
@@ -24,6 +25,9 @@ public:
   Worker(const CollectionSearch& cs, THandle<Motif> motif) : cs_(cs), motif_(std::move(motif)) {
     if (!cs_.screens_.is_null()) {
       screener_.set_motif(motif_);
+      // A prepared structure (bonds to silver cut) is not the one the index screened.
+      if (!cs_.settings_.prepare)
+        require_indexed_screens(*motif_, *cs_.screens_, *screener_.bit_screens());
       if (any_filter(cs_.settings_.filters))
         screener_.set_filters(cs_.settings_.filters);
     }
