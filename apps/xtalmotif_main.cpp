@@ -348,10 +348,15 @@ void write_search_outputs(const SearchCommand& cmd, const std::string& motif_nam
     throw OutputError(error);
   if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
     throw OutputError(error);
-  auto write_json = [&](std::ostream& os) {
-    write_json_lines(os, motif_name, outcomes);
+  std::string json_records; // made once, for the --json file and the report
+  if (!cmd.json.empty() || !cmd.report.empty()) {
+    std::ostringstream os;
+    ThreadPool writers(cmd.jobs); // the search's pool would redraw its progress bar
+    write_json_lines(os, motif_name, outcomes, &writers);
     os << record_line(summary_record(motif_name, counts)) << '\n';
-  };
+    json_records = os.str();
+  }
+  auto write_json = [&](std::ostream& os) { os << json_records; };
   if (!cmd.json.empty())
     write_output(cmd.json, write_json);
   // The report is made from the same records as `xtalmotif report` reads from a --json file.
