@@ -14,6 +14,7 @@
 #include <pybind11/stl.h>
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -129,7 +130,7 @@ py::dict contact_row(const Hit& h, const json* contact) {
 
 Hits run_search(const py::object& motif_argument_object, const py::object& sources_argument,
                 int jobs, const py::object& index, bool all, unsigned int limit,
-                unsigned int ceiling, const py::object& progress) {
+                unsigned int ceiling, std::uint64_t work_budget, const py::object& progress) {
   const PyMotif motif = motif_argument(motif_argument_object);
   if (motif.build()->nsubstructures() == 0)
     throw MotifError("motif \"" + motif.name + "\" has no substructures");
@@ -156,6 +157,7 @@ Hits run_search(const py::object& motif_argument_object, const py::object& sourc
   CollectionSearchSettings settings;
   settings.limit = all ? 0 : limit;
   settings.ceiling = ceiling;
+  settings.work_budget = work_budget;
   settings.prepare = motif.prepare;
   std::function<void()> tick;
   std::atomic<int> done{0};
@@ -392,8 +394,9 @@ void bind_search(py::module_& m) {
           "The names of the entries with hits, in order.")
       .def_property_readonly(
           "summary", [](const Hits& h) { return to_python(h.summary); },
-          "The program's summary record: entries searched, prescreened, filtered and refused, "
-          "candidates (entries holding every group of the motif), hits, matches, and the "
+          "The program's summary record: entries searched, prescreened, filtered, refused and "
+          "aborted (with aborted_entries, those stopped at the work budget), candidates "
+          "(entries holding every group of the motif), hits, matches, and the "
           "propensity with its 95% Wilson interval.")
       .def(
           "to_records",
@@ -421,6 +424,7 @@ void bind_search(py::module_& m) {
   m.def("search", &run_search, py::arg("motif"), py::arg("sources") = py::none(),
         py::kw_only(), py::arg("jobs") = 1, py::arg("index") = py::none(),
         py::arg("all") = false, py::arg("limit") = 1, py::arg("ceiling") = 1000,
+        py::arg("work_budget") = CollectionSearchSettings::default_work_budget,
         py::arg("progress") = py::none(),
         R"(Searches crystal structures for a motif and returns the Hits.
 
@@ -428,7 +432,9 @@ motif: a Motif, a ready-made motif's name or a query file. sources: a CIF file (
 gzipped, any number of data blocks), a folder searched recursively for them, or a list of
 these; or index: a screen index made by `xtalmotif index`, whose prescreen skips the entries
 that cannot hold the motif. limit: matches kept per entry; all=True keeps every match, up to
-`ceiling` per entry. jobs: structures searched at a time, each on a thread of its own; the hits
+`ceiling` per entry. work_budget: the work an entry's search may do (about a microsecond a
+unit; 0: no bound) before it stops, the entry listed in summary["aborted_entries"]. jobs:
+structures searched at a time, each on a thread of its own; the hits
 are the same whatever the number. progress: called as progress(done, total) with entry counts
 about ten times a second and at the end.
 

@@ -36,6 +36,8 @@ def test_threads_limits_and_progress(tmp_path):
     assert [h.record for h in firsts] == [h.record for h in one if h.match == 1] != []
     with pytest.raises(KeyError, match="stop"):
         xtalmotif.search("water ring of six", tmp_path, progress=lambda *_: {}["stop"])
+    stopped = xtalmotif.search("water chain", STRUCTURES / "4504659.cif", all=True, work_budget=50)
+    assert stopped.summary["aborted_entries"] == ["4504659"]
 
 
 def test_a_motif_put_together_finds_what_the_ready_made_one_does():
