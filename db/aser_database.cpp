@@ -7,7 +7,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <sstream>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +16,7 @@
 #include <optional>
 #include <ostream>
 #include <set>
+#include <sstream>
 #include <tuple>
 
 namespace fs = std::filesystem;
@@ -187,8 +187,7 @@ public:
   /// Opens `path`, or the URI `open_as` standing for it (errors always name `path`).
   Sqlite(const std::string& path, int flags, const std::string& open_as = "") : path_(path) {
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(open_as.empty() ? path.c_str() : open_as.c_str(), &db, flags,
-                             nullptr);
+    int rc = sqlite3_open_v2(open_as.empty() ? path.c_str() : open_as.c_str(), &db, flags, nullptr);
     db_ = db;
     if (rc != SQLITE_OK) {
       std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
@@ -570,15 +569,110 @@ private:
   int chunk_end_ = 0;
 };
 
+// The entries' rows (screens, and structures when stored), computed on the executor and written
+// in database order, each added to the checksum.
+void write_entries(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& options,
+                   ScreenIndexSummary& summary, Checksum& sum) {
+  const bool store = options.store_structures;
+  Statement ins(out, "INSERT INTO entries(position, identifier, file, block, block_index, "
+                     "block_offset, block_length, block_line, file_size, block_checksum, "
+                     "compressed, readable, screens, problem) "
+                     "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+  // Stored structures are no part of the checksum: they are read one at a time, long after
+  // the index is opened, and each carries a digest of its own.
+  std::optional<Statement> put_structure;
+  if (store)
+    put_structure.emplace(out, "INSERT INTO structures(position, block_checksum, crystal) "
+                               "VALUES(?, ?, ?);");
+  const int n = db.nentries();
+  Executor on_this_thread;
+  RowProducer producer(db, options.executor ? *options.executor : on_this_thread, options);
+  for (int i = 0; i < n; ++i) {
+    Row row = producer.take(i);
+    const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
+    const std::string file = absolute_path(loc.file);
+    ins.bind(1, static_cast<long long>(i));
+    ins.bind(2, loc.id.str());
+    ins.bind(3, file);
+    ins.bind(4, loc.block_name);
+    ins.bind(5, static_cast<long long>(loc.block_index));
+    const StoredRange stored(loc.range);
+    int column = 6;
+    for (long long v : {stored.offset, stored.length, stored.line, stored.file_size,
+                        stored.checksum, stored.compressed})
+      ins.bind(column++, v);
+    ins.bind(12, row.readable ? 1LL : 0LL);
+    if (row.readable) {
+      ins.bind_blob(13, row.blob);
+      ins.bind_null(14);
+    } else {
+      ins.bind_null(13);
+      ins.bind(14, row.problem);
+      ++summary.unreadable;
+      summary.problems.push_back(row.problem);
+    }
+    ins.run();
+    if (store && row.readable) {
+      put_structure->bind(1, static_cast<long long>(i));
+      put_structure->bind(2, stored.checksum);
+      put_structure->bind_blob(3, row.structure);
+      put_structure->run();
+    }
+    sum.add(loc.id.str());
+    sum.add(file);
+    sum.add(loc.block_name);
+    sum.add(loc.block_index);
+    stored.add_to(sum);
+    sum.add(row.readable ? 1 : 0);
+    sum.add(row.readable ? row.blob : row.problem);
+    ++summary.entries;
+    if (options.progress) {
+      ScreenIndexProgress p;
+      p.done = i + 1;
+      p.total = n;
+      p.location = &loc;
+      p.readable = row.readable;
+      p.problem = row.problem;
+      options.progress(p);
+    }
+  }
+}
+
+// The meta table: what the file is, its entry count, the keys of the caller's own screens, and
+// the checksum of everything above (the keys included).
+void write_meta(Sqlite& out, const ScreenIndexOptions& options, const ScreenIndexSummary& summary,
+                Checksum& sum) {
+  Statement ins(out, "INSERT INTO meta(key, value) VALUES(?, ?);");
+  std::vector<std::pair<std::string, std::string>> meta = {
+      {"format", kFormatName},
+      {"screen_version", std::to_string(AserDatabase::screen_version)},
+      {"entries", std::to_string(summary.entries)}};
+  if (!options.screens.empty()) {
+    std::string keys;
+    const int n =
+        std::min(static_cast<int>(options.screens.size()), AserDatabase::max_indexed_screens);
+    for (int k = 0; k < n; ++k)
+      keys += (k ? "\n" : "") + options.screens[static_cast<std::size_t>(k)].key;
+    sum.add(keys);
+    meta.emplace_back("indexed_screens", keys);
+  }
+  meta.emplace_back("checksum", sum.hex());
+  for (const auto& [k, v] : meta) {
+    ins.bind(1, k);
+    ins.bind(2, v);
+    ins.run();
+  }
+}
+
 void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& options,
                  ScreenIndexSummary& summary) {
   out.exec("PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;");
   out.exec("PRAGMA application_id=" + std::to_string(kApplicationId) + ";");
   const bool store = options.store_structures;
-  out.exec("PRAGMA user_version=" +
-           std::to_string(store ? AserDatabase::stored_schema_version
-                                : AserDatabase::schema_version) +
-           ";");
+  out.exec(
+      "PRAGMA user_version=" +
+      std::to_string(store ? AserDatabase::stored_schema_version : AserDatabase::schema_version) +
+      ";");
   out.exec("BEGIN;");
   out.exec(kSchema);
   if (store)
@@ -620,92 +714,8 @@ void write_index(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions& o
       summary.problems.push_back(problems[i]);
     }
   }
-  {
-    Statement ins(out, "INSERT INTO entries(position, identifier, file, block, block_index, "
-                       "block_offset, block_length, block_line, file_size, block_checksum, "
-                       "compressed, readable, screens, problem) "
-                       "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
-    // Stored structures are no part of the checksum: they are read one at a time, long after
-    // the index is opened, and each carries a digest of its own.
-    std::optional<Statement> put_structure;
-    if (store)
-      put_structure.emplace(out, "INSERT INTO structures(position, block_checksum, crystal) "
-                                 "VALUES(?, ?, ?);");
-    const int n = db.nentries();
-    Executor on_this_thread;
-    RowProducer producer(db, options.executor ? *options.executor : on_this_thread, options);
-    for (int i = 0; i < n; ++i) {
-      Row row = producer.take(i);
-      const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
-      const std::string file = absolute_path(loc.file);
-      ins.bind(1, static_cast<long long>(i));
-      ins.bind(2, loc.id.str());
-      ins.bind(3, file);
-      ins.bind(4, loc.block_name);
-      ins.bind(5, static_cast<long long>(loc.block_index));
-      const StoredRange stored(loc.range);
-      int column = 6;
-      for (long long v : {stored.offset, stored.length, stored.line, stored.file_size,
-                          stored.checksum, stored.compressed})
-        ins.bind(column++, v);
-      ins.bind(12, row.readable ? 1LL : 0LL);
-      if (row.readable) {
-        ins.bind_blob(13, row.blob);
-        ins.bind_null(14);
-      } else {
-        ins.bind_null(13);
-        ins.bind(14, row.problem);
-        ++summary.unreadable;
-        summary.problems.push_back(row.problem);
-      }
-      ins.run();
-      if (store && row.readable) {
-        put_structure->bind(1, static_cast<long long>(i));
-        put_structure->bind(2, stored.checksum);
-        put_structure->bind_blob(3, row.structure);
-        put_structure->run();
-      }
-      sum.add(loc.id.str());
-      sum.add(file);
-      sum.add(loc.block_name);
-      sum.add(loc.block_index);
-      stored.add_to(sum);
-      sum.add(row.readable ? 1 : 0);
-      sum.add(row.readable ? row.blob : row.problem);
-      ++summary.entries;
-      if (options.progress) {
-        ScreenIndexProgress p;
-        p.done = i + 1;
-        p.total = n;
-        p.location = &loc;
-        p.readable = row.readable;
-        p.problem = row.problem;
-        options.progress(p);
-      }
-    }
-  }
-  {
-    Statement ins(out, "INSERT INTO meta(key, value) VALUES(?, ?);");
-    std::vector<std::pair<std::string, std::string>> meta = {
-        {"format", kFormatName},
-        {"screen_version", std::to_string(AserDatabase::screen_version)},
-        {"entries", std::to_string(summary.entries)}};
-    if (!options.screens.empty()) {
-      std::string keys;
-      const int n =
-          std::min(static_cast<int>(options.screens.size()), AserDatabase::max_indexed_screens);
-      for (int k = 0; k < n; ++k)
-        keys += (k ? "\n" : "") + options.screens[static_cast<std::size_t>(k)].key;
-      sum.add(keys);
-      meta.emplace_back("indexed_screens", keys);
-    }
-    meta.emplace_back("checksum", sum.hex());
-    for (const auto& [k, v] : meta) {
-      ins.bind(1, k);
-      ins.bind(2, v);
-      ins.run();
-    }
-  }
+  write_entries(out, db, options, summary, sum);
+  write_meta(out, options, summary, sum);
   out.exec("COMMIT;");
 }
 
@@ -812,12 +822,12 @@ public:
       throw StoredCrystalError(where + ": no structure stored for it" + rebuild);
     const auto expected = block_checksums_.find(position);
     if (expected == block_checksums_.end() || expected->second != checksum)
-      throw StoredCrystalError(where + ": the stored structure was assembled from another text "
-                                       "than the entry's" +
+      throw StoredCrystalError(where +
+                               ": the stored structure was assembled from another text "
+                               "than the entry's" +
                                rebuild);
     try {
-      return load_crystal(std::string_view(buffer.data(), static_cast<std::size_t>(length)),
-                          where);
+      return load_crystal(std::string_view(buffer.data(), static_cast<std::size_t>(length)), where);
     } catch (const StoredCrystalError& e) {
       throw StoredCrystalError(e.what() + rebuild);
     }
@@ -830,9 +840,9 @@ private:
   // The bytes stored at `position`, whatever their type, into the start of `buffer`; returns
   // their number.
   int read_blob(long long position, std::string& buffer) const {
-    int rc = blob_ ? sqlite3_blob_reopen(blob_, position)
-                   : sqlite3_blob_open(db_->get(), "main", "structures", "crystal", position, 0,
-                                       &blob_);
+    int rc =
+        blob_ ? sqlite3_blob_reopen(blob_, position)
+              : sqlite3_blob_open(db_->get(), "main", "structures", "crystal", position, 0, &blob_);
     const int length = rc == SQLITE_OK ? sqlite3_blob_bytes(blob_) : 0;
     if (rc == SQLITE_OK) {
       if (buffer.size() < static_cast<std::size_t>(length))
@@ -861,8 +871,7 @@ private:
 // The identity of the file (application id, layout version, schema, format and screen
 // version): anything else is refused before a row is read. Returns the meta table; `stored`
 // tells whether the index stores structures.
-std::map<std::string, std::string> read_header(Sqlite& db, const std::string& path,
-                                               bool& stored) {
+std::map<std::string, std::string> read_header(Sqlite& db, const std::string& path, bool& stored) {
   long long app_id = 0, version = 0;
   {
     Statement st(db, "PRAGMA application_id;");
@@ -877,11 +886,10 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
       version = st.integer(0);
   }
   if (version != AserDatabase::schema_version && version != AserDatabase::stored_schema_version)
-    throw StaleScreenIndexError(path + ": screen index has layout version " +
-                                std::to_string(version) + ", this program reads versions " +
-                                std::to_string(AserDatabase::schema_version) + " and " +
-                                std::to_string(AserDatabase::stored_schema_version) +
-                                "; rebuild it");
+    throw StaleScreenIndexError(
+        path + ": screen index has layout version " + std::to_string(version) +
+        ", this program reads versions " + std::to_string(AserDatabase::schema_version) + " and " +
+        std::to_string(AserDatabase::stored_schema_version) + "; rebuild it");
   stored = version == AserDatabase::stored_schema_version;
   // Checked before any table is read, since reading a table may run what the file defines.
   const std::string unexpected = first_difference(schema_objects(db), expected_schema(stored));
@@ -897,8 +905,7 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
   if (meta["format"] != kFormatName)
     throw ScreenIndexError(path + ": not a screen index of this program");
   if (meta["screen_version"] != std::to_string(AserDatabase::screen_version))
-    throw StaleScreenIndexError(path +
-                                ": screen index was made with screen definitions version " +
+    throw StaleScreenIndexError(path + ": screen index was made with screen definitions version " +
                                 meta["screen_version"] + ", this program uses version " +
                                 std::to_string(AserDatabase::screen_version) + "; rebuild it");
   return meta;
@@ -967,9 +974,8 @@ void check_files_unchanged(const std::string& path, const std::vector<std::strin
     std::string file = i < recorded.size() ? recorded[i].path : now[i].path;
     if (i < now.size() && i < recorded.size() && now[i].path != recorded[i].path)
       file = recorded[i].path + " / " + now[i].path;
-    throw StaleScreenIndexError(
-        path + ": screen index is out of date: " + file +
-        " changed, appeared or disappeared since it was built; rebuild it");
+    throw StaleScreenIndexError(path + ": screen index is out of date: " + file +
+                                " changed, appeared or disappeared since it was built; rebuild it");
   }
 }
 
@@ -1021,8 +1027,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
       }
     }
     std::map<long long, long long> block_checksums;
-    const int rows = read_entries(db, sum, c.locations, c.asers, c.problems, c.rows,
-                                  block_checksums, damaged);
+    const int rows =
+        read_entries(db, sum, c.locations, c.asers, c.problems, c.rows, block_checksums, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
@@ -1062,8 +1068,8 @@ AserDatabase::AserDatabase(Contents contents)
     : CifDatabase(std::move(contents.sources), std::move(contents.locations),
                   std::move(contents.problems)),
       index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)),
-      indexed_screens_(std::move(contents.indexed_screens)),
-      stored_(std::move(contents.stored)), rows_(std::move(contents.rows)) {}
+      indexed_screens_(std::move(contents.indexed_screens)), stored_(std::move(contents.stored)),
+      rows_(std::move(contents.rows)) {}
 
 AserDatabase::AserDatabase(const std::string& index_path)
     : AserDatabase(read_index(index_path, nullptr)) {}

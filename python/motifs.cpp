@@ -241,7 +241,9 @@ PyMotif motif_argument(const py::handle& motif) {
   return from_con_file(py::reinterpret_borrow<py::object>(motif));
 }
 
-void bind_motifs(py::module_& m) {
+namespace {
+
+void bind_substructure(py::module_& m) {
   py::class_<PySubstructure>(m, "Substructure",
                              "A chemical group a motif asks for: query atoms and bonds, the "
                              "atoms numbered from 0 in the order added.")
@@ -305,7 +307,9 @@ no requirement. label: a name printed with every atom it matches.)")
         return "<Substructure '" + s.sub->name + "': " + std::to_string(s.sub->nnodes()) +
                " atoms, " + std::to_string(s.sub->nedges()) + " bonds>";
       });
+}
 
+void bind_motif(py::module_& m) {
   py::class_<PyMotif>(m, "Motif",
                       R"(An intermolecular motif: substructures joined by contacts between their
 atoms, with optional angle constraints. xtalmotif.motif(name) gives a ready-made one,
@@ -359,7 +363,13 @@ distances in angstrom. between: 'inter' (different molecules), 'intra' or 'any'.
                " substructures, " + std::to_string(b->ncontacts()) + " contacts, " +
                std::to_string(b->angle_constraints()->size()) + " angle constraints>";
       });
+}
 
+} // namespace
+
+void bind_motifs(py::module_& m) {
+  bind_substructure(m);
+  bind_motif(m);
   m.def("motif", &ready_made, py::arg("name"),
         "The ready-made motif of this name (any case), such as 'carboxylic acid dimer' or "
         "'water ring of six'. Raises MotifError with the nearest names for an unknown one.");

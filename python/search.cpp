@@ -236,7 +236,10 @@ std::string optional_text(const std::optional<double>& v) {
 
 } // namespace
 
-void bind_search(py::module_& m) {
+namespace {
+
+// A hit's atoms, hydrogen bonds and contacts.
+void bind_match_parts(py::module_& m) {
   py::class_<MatchAtom>(m, "MatchAtom",
                         "An atom of a hit: its site in the file and the symmetry code that puts "
                         "it where the match has it.")
@@ -289,7 +292,10 @@ void bind_search(py::module_& m) {
                c.from.symmetry + ")..." + c.to.label + "(" + c.to.symmetry + ") " +
                optional_text(c.distance) + ">";
       });
+}
 
+// A hit.
+void bind_hit(py::module_& m) {
   py::class_<Hit, std::shared_ptr<Hit>>(m, "Hit",
                                         "One match of a motif in one entry, with the facts the "
                                         "program's --json records carry.")
@@ -346,7 +352,10 @@ void bind_search(py::module_& m) {
                std::to_string(h.match.at("match").get<int>()) + " " +
                h.match.value("graph_set", std::string()) + ">";
       });
+}
 
+// The sequence of hits a search returns.
+void bind_hits(py::module_& m) {
   py::class_<Hits>(m, "Hits",
                    "The hits of a search, a sequence of Hit in entry order, with what became "
                    "of the entries.")
@@ -420,7 +429,14 @@ void bind_search(py::module_& m) {
         return "<Hits '" + h.motif + "': " + std::to_string(h.hits.size()) + " matches, " +
                std::to_string(h.refused.size()) + " refused>";
       });
+}
 
+} // namespace
+
+void bind_search(py::module_& m) {
+  bind_match_parts(m);
+  bind_hit(m);
+  bind_hits(m);
   m.def("search", &run_search, py::arg("motif"), py::arg("sources") = py::none(),
         py::kw_only(), py::arg("jobs") = 1, py::arg("index") = py::none(),
         py::arg("all") = false, py::arg("limit") = 1, py::arg("ceiling") = 1000,
