@@ -60,13 +60,20 @@ bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_numeric(char c) { return is_digit(c) || c == '.'; }
+// A character gemmi's triplet reader takes in an operator (x, y and z in either case).
+bool is_triplet_char(char c) {
+  const char l = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return is_blank(c) || is_digit(c) || (l >= 'x' && l <= 'z') ||
+         std::string_view("+-*/,").find(c) != std::string_view::npos;
+}
 
 // Copies the number at row[i] (and its denominator, if one follows) to `out` as gemmi reads
 // it, moving i past it; a translation that is no multiple of 1/24 goes to `shift` instead.
 void number_in_24ths(const std::string& text, const std::string& row, std::size_t& i,
                      std::string& out, double& shift) {
   std::size_t j = i;
-  while (j < row.size() && (is_digit(row[j]) || row[j] == '.'))
+  while (j < row.size() && is_numeric(row[j]))
     ++j;
   std::size_t slash = j;
   if (j < row.size() && row[j] == '/')
@@ -111,17 +118,14 @@ void number_in_24ths(const std::string& text, const std::string& row, std::size_
 std::string as_triplet(const std::string& text, std::array<double, 3>& shift) {
   std::string s;
   for (char c : text) {
-    const char l = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     if (c == '\'' || c == '"')
       continue;
-    if (!(is_blank(c) || is_digit(c) || (l >= 'x' && l <= 'z') ||
-          std::string_view("+-*/.,").find(c) != std::string_view::npos))
+    if (!is_triplet_char(c) && c != '.')
       bad_operator(text, std::string("unexpected character '") + c + "'");
     s += c;
   }
   std::vector<std::string> rows(1);
   const bool commas = s.find(',') != std::string::npos;
-  auto numeric = [](char c) { return is_digit(c) || c == '.'; };
   bool blank = false;
   for (char c : s) {
     if (commas ? c == ',' : is_blank(c)) {
@@ -130,7 +134,7 @@ std::string as_triplet(const std::string& text, std::array<double, 3>& shift) {
     } else if (is_blank(c)) {
       blank = true;
     } else {
-      if (blank && numeric(c) && !rows.back().empty() && numeric(rows.back().back()))
+      if (blank && is_numeric(c) && !rows.back().empty() && is_numeric(rows.back().back()))
         bad_operator(text, "terms must be joined by + or -"); // "1 2" is not 12
       rows.back() += c;
     }
@@ -149,7 +153,7 @@ std::string as_triplet(const std::string& text, std::array<double, 3>& shift) {
     if (row.empty())
       bad_operator(text, "empty component");
     for (std::size_t i = 0; i < row.size();) {
-      if (!is_digit(row[i]) && row[i] != '.') {
+      if (!is_numeric(row[i])) {
         out += row[i++];
         continue;
       }
@@ -173,11 +177,7 @@ CrystalSymmetryOperator CrystalSymmetryOperator::from_xyz(const std::string& tex
   std::array<double, 3> shift{0, 0, 0};
   // Most operators are written as gemmi reads them; only those are given to it as they stand.
   const bool plain = std::count(text.begin(), text.end(), ',') == 2 &&
-                     std::all_of(text.begin(), text.end(), [](char c) {
-                       const char l = static_cast<char>(c | 0x20);
-                       return is_blank(c) || is_digit(c) || (l >= 'x' && l <= 'z') ||
-                              std::string_view("+-*/,").find(c) != std::string_view::npos;
-                     });
+                     std::all_of(text.begin(), text.end(), is_triplet_char);
   try {
     bool read = false;
     if (plain) {
