@@ -14,13 +14,19 @@ namespace xtalmotif {
 
 namespace {
 
-// Whether `path` exists and is something other than a regular file or a folder: a device, a
-// pipe or a socket, which an output is written into rather than replaced. A name under /dev or
-// /proc (/dev/stdout, /dev/fd/1, /proc/self/fd/1) is one too, whatever it stands for: it names
-// a descriptor the program was given, which may be a pipe (its link reads "pipe:[...]", no path)
-// or a file the shell opened for other output as well, and which must not be replaced.
+// A name under /dev or /proc (/dev/stdout, /dev/fd/1, /proc/self/fd/1) names a device or a
+// descriptor the program was given, whatever its link says: a pipe (whose link reads
+// "pipe:[...]", no path) or a file the shell opened for other output as well, which must be
+// written into, never replaced.
+bool is_system_name(const fs::path& p) {
+  const std::string s = p.string();
+  return s.rfind("/dev/", 0) == 0 || s.rfind("/proc/", 0) == 0;
+}
+
+// Whether `path` exists and is something other than a regular file or a folder (a device, a
+// pipe or a socket), or is a system name: an output written into rather than replaced.
 bool is_special(const std::string& path) {
-  if (path.rfind("/dev/", 0) == 0 || path.rfind("/proc/", 0) == 0)
+  if (is_system_name(path))
     return true;
   std::error_code ec;
   const fs::file_status st = fs::status(path, ec);
@@ -64,24 +70,25 @@ std::string temporary_path_beside(const std::string& path) {
 std::string output_target(const std::string& path) {
   // Links are followed one by one, so that a link to a file not yet written leads to where that
   // file will be; a loop of links (or a chain longer than the system's) is left as it is.
+  // They stop at a system name, which is what is written to.
   fs::path p = path;
   std::error_code ec;
-  for (int hops = 0; hops < 40 && fs::is_symlink(p, ec); ++hops) {
+  for (int hops = 0; hops < 40 && !is_system_name(p) && fs::is_symlink(p, ec); ++hops) {
     fs::path next = fs::read_symlink(p, ec);
     if (ec)
       return path;
     p = next.is_absolute() ? next : p.parent_path() / next;
   }
-  return fs::is_symlink(p, ec) ? path : p.string();
+  return fs::is_symlink(p, ec) && !is_system_name(p) ? path : p.string();
 }
 
 bool install_output(const std::string& temp, const std::string& path, std::string* error) {
   const std::string target = output_target(path);
-  if (is_special(path) || is_special(target)) {
+  if (is_special(target)) {
     bool ok = false;
     {
       std::ifstream in(temp, std::ios::binary);
-      std::ofstream out(path, std::ios::binary | std::ios::app);
+      std::ofstream out(target, std::ios::binary | std::ios::app);
       ok = write_through(out, path, [&in](std::ostream& os) { os << in.rdbuf(); }, error);
     }
     std::remove(temp.c_str());
@@ -99,9 +106,9 @@ bool write_file_atomically(const std::string& path,
                            const std::function<void(std::ostream&)>& writer, std::string* error) {
   const std::string target = output_target(path);
   // Nothing of a device or pipe can be kept back on failure; it is written directly.
-  if (is_special(path) || is_special(target)) {
+  if (is_special(target)) {
     // Appended: standard output sent to a file may have been written to already.
-    std::ofstream out(path, std::ios::binary | std::ios::app);
+    std::ofstream out(target, std::ios::binary | std::ios::app);
     return write_through(out, path, writer, error);
   }
   const std::string tmp = temporary_path_beside(target);

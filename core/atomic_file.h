@@ -20,7 +20,8 @@ bool write_file_atomically(const std::string& path,
                            std::string* error = nullptr);
 
 /// What an output named `path` should replace: the file a symbolic link points to, whether it
-/// exists yet or not (the link itself for a loop of links), else `path` itself.
+/// exists yet or not (the link itself for a loop of links), else `path` itself. Links are not
+/// followed past a name under /dev or /proc (/dev/stdout): that name is written into.
 std::string output_target(const std::string& path);
 
 /// Puts the finished file `temp` in place of the output `path` (see output_target): renamed over
