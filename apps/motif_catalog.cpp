@@ -365,26 +365,16 @@ MotifChoice choose_motif(const std::string& text) {
     // Read once now so that a broken file is reported before any search starts; each search
     // thread then reads its own copy.
     auto probe = [text]() {
-      ConFile con;
-      if (!con.read(text))
-        throw UsageError(text + ": query file cannot be read");
-      THandle<Motif> m;
       try {
-        m = con.motif();
-      } catch (const std::exception& e) {
-        throw UsageError(text + ": not a usable connectivity query: " + e.what());
+        return read_query_motif(text);
+      } catch (const QueryFileError& e) {
+        throw UsageError(e.what());
       }
-      if (m->nsubstructures() == 0)
-        throw UsageError(text + ": query file holds no atoms");
-      m->set_name(std::filesystem::path(text).filename().string());
-      return m;
     };
-    THandle<Motif> first = probe();
-    ConFile con;
-    con.read(text);
-    for (const auto& w : con.warnings())
+    const QueryMotif first = probe();
+    for (const auto& w : first.warnings)
       std::cerr << "warning: " << w << '\n';
-    return {first->name(), probe, {}};
+    return {first.motif->name(), [probe] { return probe().motif; }, {}};
   }
   if (text.size() > 4 && lower(text.substr(text.size() - 4)) == ".con")
     throw UsageError(text + ": query file not found");

@@ -6,6 +6,7 @@
 #include "motif/motif.h"
 
 #include <cmath>
+#include <filesystem>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -445,6 +446,23 @@ void Motif::read_from_con_file(std::string path) {
   translation_constraints_ =
       make_handle<TranslationConstraintList>(*built->translation_constraints_);
   contact_constraints_ = make_handle<ContactConstraintList>(*built->contact_constraints_);
+}
+
+QueryMotif read_query_motif(const std::string& path) {
+  ConFile con;
+  if (!con.read(path))
+    throw QueryFileError(path + ": query file cannot be read");
+  QueryMotif out;
+  try {
+    out.motif = con.motif();
+  } catch (const std::exception& e) {
+    throw QueryFileError(path + ": not a usable connectivity query: " + e.what());
+  }
+  if (out.motif->nsubstructures() == 0)
+    throw QueryFileError(path + ": query file holds no atoms");
+  out.motif->set_name(std::filesystem::path(path).filename().string());
+  out.warnings = con.warnings();
+  return out;
 }
 
 } // namespace xtalmotif

@@ -7,6 +7,7 @@
 #include "core/handle.h"
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -143,6 +144,21 @@ private:
   std::vector<int> contact_lines_;
   std::vector<int> angle_lines_;
 };
+
+/// A query file that cannot be made into a motif: unreadable, not a usable query, or without
+/// atoms. The message names the file.
+class QueryFileError : public std::runtime_error {
+public:
+  explicit QueryFileError(const std::string& message) : std::runtime_error(message) {}
+};
+
+/// A query file's motif, named after the file, with the warnings its reading gave (see
+/// ConFile::warnings); QueryFileError when it has no usable motif.
+struct QueryMotif {
+  THandle<Motif> motif;
+  std::vector<std::string> warnings;
+};
+QueryMotif read_query_motif(const std::string& path);
 
 } // namespace xtalmotif
 

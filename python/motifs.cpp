@@ -62,22 +62,18 @@ PyMotif from_con_file(const py::object& path_argument) {
   std::error_code ec;
   if (!std::filesystem::exists(path, ec))
     throw MissingFile(path);
-  ConFile con;
-  if (!con.read(path))
-    throw MotifError(path + ": query file cannot be read");
-  THandle<Motif> built;
+  QueryMotif query;
   try {
-    built = con.motif();
-  } catch (const std::exception& e) {
-    throw MotifError(path + ": not a usable connectivity query: " + e.what());
+    query = read_query_motif(path);
+  } catch (const QueryFileError& e) {
+    throw MotifError(e.what());
   }
-  if (built->nsubstructures() == 0)
-    throw MotifError(path + ": query file holds no atoms");
-  for (const auto& w : con.warnings())
+  for (const auto& w : query.warnings)
     if (PyErr_WarnEx(PyExc_UserWarning, w.c_str(), 1) != 0)
       throw py::error_already_set();
+  const THandle<Motif>& built = query.motif;
   PyMotif m;
-  m.name = std::filesystem::path(path).filename().string();
+  m.name = built->name();
   m.substructures = *built->substructures();
   m.contacts = *built->contacts();
   m.angles = *built->angle_constraints();
