@@ -24,6 +24,16 @@ int position_in(const std::string& s, const SymbolList& list) {
 } // namespace
 
 AserBitScreens::AserBitScreens() {
+  // A pattern is made for every entry searched and every query built, so the table is filled
+  // once, on first use, and copied from there.
+  static const std::map<std::string, std::vector<EL_GROUP>> table = [] {
+    AserBitScreens filled{FillTable{}};
+    return std::move(filled.lookup);
+  }();
+  lookup = table;
+}
+
+AserBitScreens::AserBitScreens(FillTable) {
   // The element class table. Some entries are odd and are kept exactly so on purpose, because
   // stored screens of existing databases were made with them: helium carries D_F_BLOCK (249)
   // where the other noble gases carry OTHER_MAIN_GROUP (252), and astatine is in group 17 but

@@ -113,6 +113,11 @@ public:
   std::map<int, bool> screens;
   /// Classes of each element symbol; filled by the constructor and read-only afterwards.
   std::map<std::string, std::vector<EL_GROUP>> lookup;
+
+private:
+  struct FillTable {};
+  // Fills `lookup` by add_to_lookup calls, the table the public constructor copies.
+  explicit AserBitScreens(FillTable);
 };
 
 /// Structure-quality filters as a screen pattern. The seven switches are named by position:

@@ -12,7 +12,13 @@ MotifSearch::MotifSearch()
     : motif_(make_handle<Motif>(std::string())), crystal_(make_handle<CrystalMaker>()),
       entry_id_("unknown"), resource_(make_handle<MotifSearchResource>(crystal_)),
       match_(make_handle<MotifMatch>()), results_(make_handle<MotifSearchResults>()),
-      filters_(make_handle<Filters>()), bit_screens_(make_handle<AserBitScreens>()) {}
+      filters_(make_handle<Filters>()) {}
+
+const THandle<AserBitScreens>& MotifSearch::bit_screens() const {
+  if (bit_screens_.is_null())
+    bit_screens_ = motif_->aser_bit_screens();
+  return bit_screens_;
+}
 
 SimpleTimerRecord& MotifSearch::timer(const char* name) {
   auto& t = timers_[name];
@@ -41,7 +47,7 @@ void MotifSearch::set_search_structure(THandle<CrystalMaker> c, const DatabaseEn
 
 void MotifSearch::set_motif(THandle<Motif> m) {
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   match_ = make_handle<MotifMatch>(motif_);
 }
 
@@ -195,13 +201,13 @@ bool MotifSearch::find_next() {
 
 void MotifSearch::search(THandle<Motif> m, int first) {
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   search(first);
 }
 
 void MotifSearch::search(THandle<CrystalMaker> c, THandle<Motif> m, int first) {
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   set_search_structure(std::move(c), DatabaseEntryIdentifier("unknown"));
   search(first);
 }
@@ -241,7 +247,7 @@ void MotifSearch::search(THandle<Database<CrystalStructureDatabaseEntry>> db,
   results_->set_database(db);
   read_problems_.clear();
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   THandle<CrystalStructureDatabaseEntry> entry = db->entry(id);
   search_entry(entry, entry->identifier());
 }
@@ -269,7 +275,7 @@ void MotifSearch::search(THandle<AserDatabase> db, THandle<Motif> m) {
   results_->set_database(db);
   read_problems_.clear();
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   for (int i = 0; i < db->nentries(); ++i) {
     THandle<CrystalStructureDatabaseEntry> entry = db->entry(i);
     search_screened_entry(db, entry, entry->identifier());
@@ -282,7 +288,7 @@ void MotifSearch::search(THandle<AserDatabase> db, const std::vector<DatabaseEnt
   results_->set_database(db);
   read_problems_.clear();
   motif_ = std::move(m);
-  bit_screens_ = motif_->aser_bit_screens();
+  bit_screens_ = THandle<AserBitScreens>();
   for (const DatabaseEntryIdentifier& id : ids)
     search_screened_entry(db, db->entry(id), id);
 }

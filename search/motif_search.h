@@ -140,8 +140,9 @@ public:
   const THandle<MotifSearchResource>& resource() const { return resource_; }
   /// The working, partial match of the recursion.
   const THandle<MotifMatch>& match() const { return match_; }
-  /// The motif's screen pattern used by the prescreen.
-  const THandle<AserBitScreens>& bit_screens() const { return bit_screens_; }
+  /// The motif's screen pattern used by the prescreen, made from the motif when first asked for
+  /// (a search of one structure never needs it).
+  const THandle<AserBitScreens>& bit_screens() const;
 
   /// A second budget, on the work of one structure's search rather than on calls of the
   /// recursive step: every call, every contact partner tried and every placement tried counts
@@ -235,7 +236,7 @@ private:
   bool reuse_substructure_hits_ = true;
   THandle<Filters> filters_;
   bool use_filters_ = true;
-  THandle<AserBitScreens> bit_screens_;
+  mutable THandle<AserBitScreens> bit_screens_; // null until bit_screens() is asked
   bool torsion_flag_ = false;
   int depth_ = 0;
   int max_depth_ = 0;

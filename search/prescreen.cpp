@@ -17,7 +17,7 @@ bool MotifSearch::screens_agree(const AserBitScreens& pattern, const THandle<Ase
 
 bool MotifSearch::prescreen_aser(const THandle<AserDatabase>& db,
                                  const DatabaseEntryIdentifier& id) const {
-  return screens_agree(*bit_screens_, db, id);
+  return screens_agree(*bit_screens(), db, id);
 }
 
 bool MotifSearch::check_filters(const THandle<AserDatabase>& db,
