@@ -52,6 +52,10 @@ public:
       if (settings.prepare)
         settings.prepare(crystal);
       out.candidate = MotifSearchLibFunctions::holds_every_substructure(*motif_, *crystal);
+      // An entry lacking one of the motif's groups cannot hold it: most entries of a survey
+      // end here, before their symmetry environment is built.
+      if (!out.candidate)
+        return out;
       // A fresh search per entry: the match counter and the breadcrumb memories start empty.
       MotifSearch search;
       const unsigned int ceiling = std::max(1u, settings.ceiling);
