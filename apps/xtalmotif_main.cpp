@@ -92,7 +92,7 @@ struct Sources {
   std::vector<std::string> problems;
 };
 
-Sources open_sources(std::vector<std::string> paths) {
+Sources open_sources(std::vector<std::string> paths, int jobs) {
   Sources s;
   if (paths.empty())
     throw UsageError(std::string("no structures to search: give CIF files, folders or a screen "
@@ -131,7 +131,8 @@ Sources open_sources(std::vector<std::string> paths) {
     for (const auto& p : paths)
       if (p == "-")
         throw UsageError("'-' (standard input) cannot be combined with other sources");
-    s.db = make_handle<CifDatabase>(paths);
+    ThreadPool listing(jobs);
+    s.db = make_handle<CifDatabase>(paths, &listing);
   }
   s.problems = s.db->problems();
   if (s.db->nentries() == 0 && s.problems.empty())
@@ -384,7 +385,7 @@ int run_search(const SearchCommand& cmd) {
   if (cmd.jobs > 1 && !reads_stdin) {
     auto chosen = std::async(std::launch::async, [&] { return choose_motif(cmd.motif); });
     try {
-      sources = open_sources(cmd.sources);
+      sources = open_sources(cmd.sources, cmd.jobs);
     } catch (...) {
       chosen.get();
       throw;
@@ -392,16 +393,22 @@ int run_search(const SearchCommand& cmd) {
     choice = chosen.get();
   } else {
     choice = choose_motif(cmd.motif);
-    sources = open_sources(cmd.sources);
+    sources = open_sources(cmd.sources, cmd.jobs);
   }
+  // No output may overwrite an input; the files under the sources are listed only when there is
+  // an output to check.
+  const auto outputs = output_files(cmd);
   InputFiles inputs;
-  inputs.add(cmd.motif);
-  for (const auto& p : cmd.sources)
-    inputs.add(p);
-  if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
-    inputs.add_sources(files->sources());
-  for (const auto& [option, path] : output_files(cmd))
-    inputs.check_output(path, option);
+  if (!cmd.export_dir.empty() ||
+      std::any_of(outputs.begin(), outputs.end(), [](const auto& o) { return !o.second.empty(); })) {
+    inputs.add(cmd.motif);
+    for (const auto& p : cmd.sources)
+      inputs.add(p);
+    if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
+      inputs.add_sources(files->sources());
+    for (const auto& [option, path] : outputs)
+      inputs.check_output(path, option);
+  }
 
   CollectionSearchSettings settings;
   settings.limit = cmd.all ? 0 : cmd.limit;
@@ -479,14 +486,14 @@ int run_index(const std::vector<std::string>& sources, const std::string& out, i
     if (!std::filesystem::exists(p))
       throw UsageError(p + ": no such file or folder");
   check_output_file(out, "--output");
-  CifDatabase db(sources);
+  ThreadPool pool(jobs);
+  CifDatabase db(sources, &pool);
   InputFiles inputs;
   inputs.add_sources(sources);
   inputs.check_output(out, "--output");
   if (db.nentries() == 0)
     throw UsageError("no CIF data blocks found in the given sources");
   ScreenIndexOptions options;
-  ThreadPool pool(jobs);
   options.executor = &pool;
   options.store_structures = store_structures;
   options.screens = motif_screens(screened_catalog_motifs());

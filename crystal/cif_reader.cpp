@@ -142,9 +142,10 @@ private:
   // found by a text scan, without parsing.
   static bool has_atom_site_tag(const char* s, const char* e) {
     static const char* tags[] = {"_atom_site_fract_x", "_atom_site.fract_x"};
-    for (const char* p = s; p + 18 <= e; ++p) {
-      if (*p != '_')
-        continue;
+    for (const char* p = s; e - p >= 18; ++p) {
+      p = static_cast<const char*>(std::memchr(p, '_', static_cast<std::size_t>(e - p)));
+      if (!p || e - p < 18)
+        return false;
       for (const char* t : tags)
         if (starts_with_ci(p, e, t))
           return true;

@@ -227,20 +227,41 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
     }
     if (fs::is_directory(st)) {
       std::vector<fs::path> found;
+      std::set<fs::path> links; // files that are links, named by the walk
       fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
       fs::recursive_directory_iterator end;
       for (; !ec && it != end; it.increment(ec)) {
         std::error_code fec;
-        if (it->is_regular_file(fec) && is_cif_name(it->path()))
+        if (it->is_regular_file(fec) && is_cif_name(it->path())) {
           found.push_back(it->path());
+          if (it->is_symlink(fec) || fec)
+            links.insert(it->path());
+        }
       }
       if (ec)
         problems.push_back(source + ": cannot search the directory: " + ec.message());
       std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
         return a.generic_string() < b.generic_string();
       });
-      for (const auto& f : found)
-        add(f);
+      // The walk does not enter linked folders, so a file found under the folder's own
+      // canonical name is its canonical name too, unless the file is itself a link: the
+      // folder is resolved once rather than every file one component at a time.
+      std::error_code cec;
+      const fs::path root = fs::canonical(p, cec);
+      const std::string folder = p.string();
+      for (const auto& f : found) {
+        // The walk names a file as the folder's name followed by the file's path within it.
+        std::string name = f.string();
+        const std::size_t within = name.compare(0, folder.size(), folder) == 0
+                                       ? name.find_first_not_of('/', folder.size())
+                                       : std::string::npos;
+        if (cec || links.count(f) > 0 || within == std::string::npos) {
+          add(f);
+          continue;
+        }
+        if (seen.insert(root.string() + "/" + name.substr(within)).second)
+          files.push_back(std::move(name));
+      }
     } else if (fs::is_regular_file(st)) {
       add(p);
     } else {
@@ -250,20 +271,37 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
   return files;
 }
 
-CifDatabase::CifDatabase(std::vector<std::string> sources) : sources_(std::move(sources)) {
-  for (const auto& file : list_source_files(sources_, problems_)) {
+CifDatabase::CifDatabase(std::vector<std::string> sources, Executor* executor)
+    : sources_(std::move(sources)) {
+  const std::vector<std::string> files = list_source_files(sources_, problems_);
+  // Each file is read once to find its blocks: on the executor's threads when there is one,
+  // and taken in file order whichever finished first.
+  struct Listed {
     std::vector<CifBlockInfo> blocks;
+    std::string problem;
+  };
+  std::vector<Listed> listed(files.size());
+  Executor on_caller;
+  (executor ? *executor : on_caller).run(static_cast<int>(files.size()), [&](int f, int) {
+    const std::string& file = files[static_cast<std::size_t>(f)];
+    Listed& l = listed[static_cast<std::size_t>(f)];
     try {
-      blocks = list_cif_blocks(file);
+      l.blocks = list_cif_blocks(file);
     } catch (const CifError& e) {
-      problems_.push_back(e.what());
-      continue;
+      l.problem = e.what();
     } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception& e) {
-      problems_.push_back(file + ": " + e.what());
+      l.problem = file + ": " + e.what();
+    }
+  });
+  for (std::size_t f = 0; f < files.size(); ++f) {
+    const std::string& file = files[f];
+    if (!listed[f].problem.empty()) {
+      problems_.push_back(std::move(listed[f].problem));
       continue;
     }
+    const std::vector<CifBlockInfo> blocks = std::move(listed[f].blocks);
     // Blocks without atom sites (the data_global block of a multi-block file, a block of
     // publication data) are not structures and are no entries; a file of nothing else is worth
     // a word, since its structures will never be searched.

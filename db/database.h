@@ -3,6 +3,7 @@
 
 #include "crystal/cif_reader.h"
 #include "crystal/crystal_maker.h"
+#include "core/executor.h"
 #include "core/handle.h"
 
 #include <algorithm>
@@ -184,8 +185,9 @@ struct CifEntryLocation {
 /// object is immutable after construction, so one database may be shared by several threads.
 class CifDatabase : public Database<CrystalStructureDatabaseEntry> {
 public:
-  /// Lists the data blocks of the given files and directories.
-  explicit CifDatabase(std::vector<std::string> sources);
+  /// Lists the data blocks of the given files and directories, reading the files on the
+  /// executor's threads when one is given (else on the calling thread).
+  explicit CifDatabase(std::vector<std::string> sources, Executor* executor = nullptr);
   /// A database over locations already known (such as those recorded in a screen index). The
   /// identifiers must be unique; std::invalid_argument names a repeated one.
   CifDatabase(std::vector<std::string> sources, std::vector<CifEntryLocation> locations,
