@@ -64,13 +64,12 @@ std::vector<std::string> motif_names() {
   return names;
 }
 
-// The bulk collection and its screen index, built once in a temporary folder outside any timed
-// region, and the time gemmi takes to read it.
+// The bulk collection's screen index, built once in a temporary folder outside any timed region,
+// and the time gemmi takes to read the collection.
 struct Bulk {
   std::string folder = std::string(XTALMOTIF_DATA_DIR) + "/bulk";
   std::filesystem::path scratch;
   THandle<CifDatabase> plain;
-  THandle<AserDatabase> screened;
   double gemmi_seconds = 0.0;
   std::map<std::string, double> unscreened_seconds;
 
@@ -90,9 +89,8 @@ struct Bulk {
     const double start = cpu_seconds();
     build_screen_index(*plain, (scratch / "bulk.db").string(), options);
     index_seconds = cpu_seconds() - start;
-    screened =
-        make_handle<AserDatabase>(std::vector<std::string>{folder}, (scratch / "bulk.db").string());
   }
+  std::string index_path() const { return (scratch / "bulk.db").string(); }
   double index_seconds = 0.0;
   ~Bulk() {
     std::error_code ignored;
@@ -122,11 +120,17 @@ Outcome search(const std::string& name, bool through_index) {
   CollectionSearchSettings settings;
   settings.limit = 0; // every match, up to the ceiling, as the program searches
   settings.prepare = choice.prepare;
-  CollectionSearch cs(through_index ? THandle<Database<CrystalStructureDatabaseEntry>>(b.screened)
-                                    : THandle<Database<CrystalStructureDatabaseEntry>>(b.plain),
-                      through_index ? b.screened : THandle<AserDatabase>(), settings);
   Outcome o;
   const double start = cpu_seconds();
+  // The collection is opened inside the timed region, as the program opens it: unscreened, every
+  // file is read once to list its blocks before any is searched.
+  THandle<AserDatabase> screened;
+  THandle<Database<CrystalStructureDatabaseEntry>> db;
+  if (through_index)
+    db = screened = make_handle<AserDatabase>(std::vector<std::string>{b.folder}, b.index_path());
+  else
+    db = make_handle<CifDatabase>(std::vector<std::string>{b.folder});
+  CollectionSearch cs(db, screened, settings);
   // Entries are searched one after the other on this thread: each ends at its callback.
   double last = thread_cpu_seconds();
   const std::vector<EntryOutcome> outcomes =
