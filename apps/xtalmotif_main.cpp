@@ -399,8 +399,8 @@ int run_search(const SearchCommand& cmd) {
   // an output to check.
   const auto outputs = output_files(cmd);
   InputFiles inputs;
-  if (!cmd.export_dir.empty() ||
-      std::any_of(outputs.begin(), outputs.end(), [](const auto& o) { return !o.second.empty(); })) {
+  if (!cmd.export_dir.empty() || std::any_of(outputs.begin(), outputs.end(),
+                                             [](const auto& o) { return !o.second.empty(); })) {
     inputs.add(cmd.motif);
     for (const auto& p : cmd.sources)
       inputs.add(p);

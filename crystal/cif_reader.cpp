@@ -797,9 +797,87 @@ gemmi::cif::Block parse_block(const std::string& text, const BlockText& b,
   return std::move(doc.blocks.front());
 }
 
+// The text of a block with the content of every text field the reader has no use for left
+// out, or an empty text when there is none to leave out. More than half of a typical deposited
+// CIF is text fields (the embedded reflection list, the refinement's instruction file, the
+// authors' prose), which the parser would otherwise read character by character and copy.
+//
+// A text field is passed over only when it is plainly the value of one tag the reader does not
+// use: the line before it (blank lines and comments apart) holds that tag alone, and is not a
+// loop's header, where the text field would be a value of the loop's first tag. The field's
+// lines are kept as empty lines, so that the parser's line numbers stay those of the file, and
+// its closing `;` line is kept as it is.
+std::string without_unread_text_fields(const std::string& text, const BlockText& b) {
+  static const TagFinder finder;
+  const char* const begin = text.data() + b.begin;
+  const char* const end = text.data() + b.end;
+  std::string out;
+  const char* copied = begin; // text up to here is in `out`, or the field being passed over
+  std::string_view lone_tag;  // the tag of the last line holding one tag alone
+  bool loop_header = false, in_field = false, passing = false;
+  for (const char* line = begin; line < end;) {
+    const char* eol =
+        static_cast<const char*>(std::memchr(line, '\n', static_cast<std::size_t>(end - line)));
+    const char* next = eol ? eol + 1 : end;
+    if (in_field) {
+      if (*line == ';') {
+        in_field = false;
+        if (passing)
+          copied = line;
+      } else if (passing) {
+        out.push_back('\n');
+      }
+    } else if (*line == ';') {
+      in_field = true;
+      passing = !lone_tag.empty() && !loop_header && finder.find(std::string(lone_tag)) < 0;
+      if (passing) {
+        out.append(copied, line + 1);
+        out.push_back('\n');
+      }
+      lone_tag = {};
+      loop_header = false;
+    } else {
+      const char* p = line;
+      while (p < next && std::isspace(static_cast<unsigned char>(*p)))
+        ++p;
+      if (p < next && *p != '#') {
+        const char* q = p;
+        while (q < next && !std::isspace(static_cast<unsigned char>(*q)))
+          ++q;
+        const char* r = q;
+        while (r < next && std::isspace(static_cast<unsigned char>(*r)))
+          ++r;
+        const std::string_view token(p, static_cast<std::size_t>(q - p));
+        const bool alone = r == next;
+        if (alone && token.size() == 5 && starts_with_ci(p, q, "loop_")) {
+          loop_header = true;
+          lone_tag = {};
+        } else if (alone && token.front() == '_') {
+          lone_tag = token;
+        } else {
+          lone_tag = {};
+          loop_header = false;
+        }
+      }
+    }
+    line = next;
+  }
+  // A field left open at the block's end is an error the parser reports from the text itself.
+  if (out.empty() || (in_field && passing))
+    return std::string();
+  out.append(copied, end);
+  return out;
+}
+
 THandle<CrystalMaker> build_block(const std::string& text, const BlockText& chosen,
                                   const std::string& source) {
-  gemmi::cif::Block block = parse_block(text, chosen, source);
+  const std::string shorter = without_unread_text_fields(text, chosen);
+  BlockText within = chosen;
+  if (!shorter.empty()) {
+    within.begin = 0;
+    within.end = shorter.size();
+  }
+  gemmi::cif::Block block = parse_block(shorter.empty() ? text : shorter, within, source);
   if (block.name.empty())
     block.name = chosen.name;
   CrystalDescription d;

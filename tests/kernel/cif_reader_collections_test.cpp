@@ -231,6 +231,38 @@ TEST(CifBlocks, ABrokenBlockFailsAloneAndNamesItsLine) {
     }
 }
 
+// Text fields the reader has no use for are passed over unparsed; one that holds a value it
+// reads (the value of a tag alone on the line before, or of a loop whose header precedes it) is
+// read, and a line number after a passed-over field is still the file's.
+TEST(CifValues, TextFieldsAreReadWhereTheyHoldValuesAndLinesStayTheFilesLines) {
+  const std::string reflections = "_shelx_hkl_file\n;\n   1   0   0  12.5   0.4\n"
+                                  "loop_\n_atom_site_label\n   0   2   0   3.1   0.2\n;\n";
+  const struct {
+    std::string head;
+    std::size_t operators;
+  } cases[] = {
+      {"_symmetry_space_group_name_H-M\n;P 1 21/c 1\n;\n" + reflections, 4},
+      {reflections + "loop_\n_symmetry_equiv_pos_as_xyz\n_unused_note\n;x,y,z\n;\na\n"
+                     "'-x,y+1/2,-z+1/2' b\n'-x,-y,-z' c\n'x,-y+1/2,z+1/2' d\n",
+       4},
+      {"# a note\n_iucr_refine_instructions_details\n\n;\nTITL x\nEND\n;\n", 1},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(read(cell(7, 8, 9, 105.5) + c.head, kOneCarbon)->symmetry_operators().size(),
+              c.operators)
+        << c.head;
+  const std::string text =
+      "data_late\n" + cell(5, 5, 5) + reflections + "_chemical_name_common 'unterminated\n";
+  const auto line = std::count(text.begin(), text.end(), '\n');
+  try {
+    read_crystal_from_string(text, "x.cif");
+    ADD_FAILURE() << "no error";
+  } catch (const CifError& e) {
+    EXPECT_NE(std::string(e.what()).find("line " + std::to_string(line) + ":"), std::string::npos)
+        << e.what();
+  }
+}
+
 // A listed block is read from its place in the file alone; a file changed since it was listed
 // is read whole and the block found by name, so the structure is always the one named.
 TEST(CifBlocks, ABlockIsReadFromItsPlaceInTheFile) {
