@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
+#include <utility>
 
 namespace xtalmotif {
 namespace {
@@ -87,6 +89,16 @@ TEST(CifDatabaseListing, NamesFilesAndProblemsOfAMixedFolder) {
   EXPECT_EQ(ids_of(CifDatabase({(dir / "p4/gamma.cif").string(), (dir / "q/notes.txt").string(),
                                 (dir / "p4/../p4/gamma.cif").string(), (dir / "p4").string()})),
             (std::vector<std::string>{"alpha_1", "txt"}));
+  // So is a file reached through a link, to it or to its folder.
+  std::filesystem::create_directories(dir / "s");
+  std::filesystem::create_symlink(dir / "p4/gamma.cif", dir / "s/link.cif");
+  std::filesystem::create_directory_symlink(dir / "p4", dir / "p4link");
+  for (const auto& [first, second] :
+       {std::pair{dir / "s", dir / "p4/gamma.cif"}, std::pair{dir / "p4link", dir / "p4"},
+        std::pair{dir / "p4/gamma.cif", dir / "p4link/"}})
+    EXPECT_EQ(ids_of(CifDatabase({first.string(), second.string()})),
+              std::vector<std::string>{"alpha_1"})
+        << first << " " << second;
   // Sources that give nothing are reported by name; the rest is listed.
   write_text(dir / "r/letter.cif", "Dear editor,\nplease find our structure attached.\n");
   write_text(dir / "r/publication.cif", "data_pub\n_journal_name_full 'Acta Cryst.'\n");
