@@ -196,15 +196,21 @@ bool MotifMatch::are_atoms_already_used(int nmol_in_msr, const THandle<Translati
 bool MotifMatch::can_coexist(int s, const MotifSearchResource& resource) const {
   const SubstructureMatch& placed = *checked_index(substructure_matches, s);
   const Matrix<double, 3, 3>& orth = resource.orthogonal_matrix();
+  // The placed atoms' positions, worked out once for all the other placements.
+  std::vector<Point> positions;
   for (std::size_t o = 0; o < substructure_matches.size(); ++o) {
     const SubstructureMatch& other = *substructure_matches[o];
     // Atoms of one molecule were made to coexist when the crystal was built.
     if (static_cast<int>(o) == s || !other.found ||
         (other.nmol_in_msr == placed.nmol_in_msr && *other.translation == *placed.translation))
       continue;
-    for (int a : *placed.atoms) {
-      const Point pa = resource.get_point(placed.nmol_in_msr, a, true) +
-                       placed.translation->as_point();
+    if (positions.empty())
+      for (int a : *placed.atoms)
+        positions.push_back(resource.get_point(placed.nmol_in_msr, a, true) +
+                            placed.translation->as_point());
+    for (std::size_t k = 0; k < placed.atoms->size(); ++k) {
+      const int a = (*placed.atoms)[k];
+      const Point& pa = positions[k];
       const CoexistenceRule::AtomState& sa = resource.atom_state(placed.nmol_in_cm, a);
       for (int b : *other.atoms) {
         const Point pb =

@@ -183,7 +183,7 @@ bool MotifSearch::check_remaining_contacts(int placed, std::vector<int>& closed)
   for (int c : *remaining) {
     if (!ok)
       break;
-    THandle<MotifContact> contact = motif_->contact(c);
+    const MotifContact* contact = checked_index(*motif_->contacts(), c).get();
     const int other = contact->from_substructure() == placed ? contact->to_substructure()
                                                              : contact->from_substructure();
     if (!checked_index(match_->substructure_matches, other)->found)

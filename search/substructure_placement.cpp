@@ -37,20 +37,24 @@ double reach(const MotifContact& contact) {
 
 void MotifSearch::get_next_substructures(int& from, int& to) {
   const auto& placed = match_->substructure_matches;
+  // Called at every step of the search: the contacts are looked at in place, not through new
+  // handles of each.
+  const auto& contacts = *motif_->contacts();
   double best = 0;
-  for (int i = 0; i < motif_->ncontacts(); ++i) {
+  for (int i = 0; i < static_cast<int>(contacts.size()); ++i) {
     if (checked_index(match_->contact_matches, i)->found)
       continue;
-    const MotifContact& contact = *motif_->contact(i);
+    const MotifContact& contact = *contacts[static_cast<std::size_t>(i)];
     const bool from_placed = checked_index(placed, contact.from_substructure())->found;
     const bool to_placed = checked_index(placed, contact.to_substructure())->found;
     if (from_placed == to_placed)
       continue;
     // In the motif's order, the first contact found; by selectivity, the shortest reach (the
     // first of equals).
-    if (selective_order_ && from >= 0 && reach(contact) >= best)
+    const double contact_reach = selective_order_ ? reach(contact) : 0.0;
+    if (selective_order_ && from >= 0 && contact_reach >= best)
       continue;
-    best = reach(contact);
+    best = contact_reach;
     // A contact may be followed backwards, from its second end.
     from = from_placed ? contact.from_substructure() : contact.to_substructure();
     to = from_placed ? contact.to_substructure() : contact.from_substructure();
