@@ -179,17 +179,26 @@ void MotifSearch::find_translations(std::vector<Translation>& out, const Point& 
 
 bool MotifSearch::check_remaining_contacts(int placed, std::vector<int>& closed) {
   bool ok = true;
-  THandle<std::vector<int>> remaining = match_->remaining_contacts(placed);
-  for (int c : *remaining) {
-    if (!ok)
-      break;
-    const MotifContact* contact = checked_index(*motif_->contacts(), c).get();
+  // The contacts still open that touch the placed substructure, as remaining_contacts() lists
+  // them, gone through in place: this runs for every placement tried.
+  const auto& contacts = *motif_->contacts();
+  for (int c = 0; c < static_cast<int>(contacts.size()) && ok; ++c) {
+    const MotifContact* contact = contacts[static_cast<std::size_t>(c)].get();
+    if (checked_index(match_->contact_matches, c)->found ||
+        (contact->from_substructure() != placed && contact->to_substructure() != placed))
+      continue;
     const int other = contact->from_substructure() == placed ? contact->to_substructure()
                                                              : contact->from_substructure();
     if (!checked_index(match_->substructure_matches, other)->found)
       continue;
-    auto address1 = make_handle<AtomAddress>();
-    auto address2 = make_handle<AtomAddress>();
+    // The two ends are worked out in addresses kept for the purpose; a contact that closes gets
+    // addresses of its own.
+    if (probe_from_.is_null()) {
+      probe_from_ = make_handle<AtomAddress>();
+      probe_to_ = make_handle<AtomAddress>();
+    }
+    const THandle<AtomAddress>& address1 = probe_from_;
+    const THandle<AtomAddress>& address2 = probe_to_;
     match_->matched_contact_info(c, address1, address2);
 
     // Both atoms are now fixed in the crystal, each in its own molecule copy and cell, so the
@@ -207,7 +216,13 @@ bool MotifSearch::check_remaining_contacts(int placed, std::vector<int>& closed)
     const Point point2 = resource_->get_point(address2, false);
     const double d2 = sqrdistance(point1, point2);
     if (contact->test_contact_distance(d2, vdw_radius(*address1), vdw_radius(*address2))) {
-      match_->set_contact_match(c, address1, address2, point1, point2);
+      // Sharing the placements' translations, as the addresses worked out above do.
+      auto own = [](const AtomAddress& a) {
+        auto address = make_handle<AtomAddress>();
+        address->set_address(a.nmol_in_msr, a.nmol_in_cm, a.natom, a.translation);
+        return address;
+      };
+      match_->set_contact_match(c, own(*address1), own(*address2), point1, point2);
       closed.push_back(c);
     } else {
       ok = false;

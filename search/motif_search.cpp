@@ -294,8 +294,10 @@ void MotifSearch::search(THandle<AserDatabase> db, const std::vector<DatabaseEnt
 }
 
 double MotifSearch::vdw_radius(const AtomAddress& address) const {
-  THandle<Molecule> molecule = crystal_->molecule(resource_->nmol_in_cm(address.nmol_in_msr));
-  return Element::vdw_radii_[molecule->atom(address.natom)->element().code()];
+  // The environment keeps every atom's element; asked at every contact tried, so no handles
+  // of the molecule and atom are made.
+  const int molecule = resource_->nmol_in_cm(address.nmol_in_msr);
+  return Element::vdw_radii_[resource_->atom_state(molecule, address.natom).element.code()];
 }
 
 } // namespace xtalmotif

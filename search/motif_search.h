@@ -237,6 +237,7 @@ private:
   THandle<Filters> filters_;
   bool use_filters_ = true;
   mutable THandle<AserBitScreens> bit_screens_; // null until bit_screens() is asked
+  THandle<AtomAddress> probe_from_, probe_to_;  // scratch ends of a contact being checked
   bool torsion_flag_ = false;
   int depth_ = 0;
   int max_depth_ = 0;
