@@ -355,6 +355,12 @@ private:
   std::uint64_t lengths_ = 0; // bit n: some tag of the reader has n characters
 };
 
+/// The one table of the reader's tags, built on first use.
+const TagFinder& reader_tags() {
+  static const TagFinder finder;
+  return finder;
+}
+
 /// The values under one tag, read in place from the parsed block: a single value, or a column
 /// of a loop (every `stride`-th value from `first`). Empty when the block does not have the tag.
 class Column {
@@ -379,7 +385,7 @@ private:
 class BlockValues {
 public:
   explicit BlockValues(const gemmi::cif::Block& block) {
-    static const TagFinder finder;
+    const TagFinder& finder = reader_tags();
     std::array<bool, kTagCount> seen{};
     auto note = [&](const std::string& tag, const Column& values) {
       const int t = finder.find(tag);
@@ -808,7 +814,7 @@ gemmi::cif::Block parse_block(const std::string& text, const BlockText& b,
 // lines are kept as empty lines, so that the parser's line numbers stay those of the file, and
 // its closing `;` line is kept as it is.
 std::string without_unread_text_fields(const std::string& text, const BlockText& b) {
-  static const TagFinder finder;
+  const TagFinder& finder = reader_tags();
   const char* const begin = text.data() + b.begin;
   const char* const end = text.data() + b.end;
   std::string out;
