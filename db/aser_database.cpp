@@ -10,7 +10,9 @@
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -77,7 +79,7 @@ bool Aser::satisfies(const AserBitScreens& pattern) const {
 std::string Aser::to_blob() const { return std::string(bytes_.begin(), bytes_.end()); }
 
 Aser Aser::from_blob(const std::string& bytes) {
-  if (bytes.size() > static_cast<std::size_t>(max_bit / 8 + 1))
+  if (bytes.size() > max_bytes)
     throw std::invalid_argument("screen record of " + std::to_string(bytes.size()) +
                                 " bytes is longer than any record");
   Aser a;
@@ -765,7 +767,7 @@ struct AserDatabase::Contents {
   std::string index_path;
   std::vector<std::string> sources;
   std::vector<CifEntryLocation> locations;
-  std::vector<Aser> asers;
+  std::vector<std::uint8_t> screens; // Aser::max_bytes per location
   std::vector<std::string> problems;
   std::vector<long long> rows; // each location's row in the entries table
   std::vector<std::string> indexed_screens;
@@ -781,8 +783,10 @@ namespace {
 // tenth of the time: a file cut short under a mapping stops the program, where a read fails.)
 class StoredStructureTable : public StoredStructures {
 public:
-  /// `block_checksums`: by entry row, the digest of the block text the entry was indexed from.
-  StoredStructureTable(const std::string& path, std::map<long long, long long> block_checksums)
+  /// `block_checksums`: the digest of the block text each entry was indexed from, as pairs of
+  /// the entry's row and the digest, in order of rows.
+  StoredStructureTable(const std::string& path,
+                       std::vector<std::pair<long long, long long>> block_checksums)
       : path_(path), block_checksums_(std::move(block_checksums)),
         db_(std::make_unique<Sqlite>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                                      read_only_uri(path))) {
@@ -820,8 +824,11 @@ public:
     }
     if (length < 0)
       throw StoredCrystalError(where + ": no structure stored for it" + rebuild);
-    const auto expected = block_checksums_.find(position);
-    if (expected == block_checksums_.end() || expected->second != checksum)
+    const auto expected =
+        std::lower_bound(block_checksums_.begin(), block_checksums_.end(),
+                         std::make_pair(position, std::numeric_limits<long long>::min()));
+    if (expected == block_checksums_.end() || expected->first != position ||
+        expected->second != checksum)
       throw StoredCrystalError(where +
                                ": the stored structure was assembled from another text "
                                "than the entry's" +
@@ -860,7 +867,7 @@ private:
   }
 
   std::string path_;
-  std::map<long long, long long> block_checksums_;
+  std::vector<std::pair<long long, long long>> block_checksums_;
   mutable std::mutex mutex_;
   mutable WorkBudget budget_{0};
   std::unique_ptr<Sqlite> db_;
@@ -912,18 +919,26 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
 }
 
 // The entry rows, in order, each added to the checksum: the readable ones as locations and
-// screens, the others as problems. Returns the number of rows.
-// `positions` gets each readable entry's row, `block_checksums` each row's block digest.
+// screens (Aser::max_bytes each, zeros after a record's last byte), the others as problems.
+// Returns the number of rows. `positions` gets each readable entry's row, `block_checksums` each
+// row and its block digest, in order of rows (the position is the table's key). Room is made for
+// `room` readable entries. An entry listed twice is found when the database indexes its
+// identifiers.
 int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locations,
-                 std::vector<Aser>& asers, std::vector<std::string>& problems,
-                 std::vector<long long>& positions, std::map<long long, long long>& block_checksums,
+                 std::vector<std::uint8_t>& screens, std::vector<std::string>& problems,
+                 std::vector<long long>& positions,
+                 std::vector<std::pair<long long, long long>>& block_checksums,
+                 std::size_t room,
                  const std::function<ScreenIndexError(const std::string&)>& damaged) {
   int rows = 0;
   {
+    locations.reserve(room);
+    screens.reserve(room * Aser::max_bytes);
+    positions.reserve(room);
+    block_checksums.reserve(room);
     Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
                      "block_length, block_line, file_size, block_checksum, compressed, "
                      "readable, screens, problem, position FROM entries ORDER BY position;");
-    std::set<std::string> identifiers;
     while (st.step()) {
       ++rows;
       const long long block_index = st.integer(3);
@@ -941,17 +956,16 @@ int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locat
       sum.add(block_index);
       stored.add_to(sum);
       sum.add(readable ? 1 : 0);
-      if (!identifiers.insert(loc.id.str()).second)
-        throw damaged("entry " + loc.id.str() + " is listed twice");
       sum.add(payload);
       if (readable) {
-        try {
-          asers.push_back(Aser::from_blob(payload));
-        } catch (const std::invalid_argument& e) {
-          throw damaged(std::string("entry ") + loc.id.str() + ": " + e.what());
-        }
+        if (payload.size() > Aser::max_bytes)
+          throw damaged("entry " + loc.id.str() + ": screen record of " +
+                        std::to_string(payload.size()) + " bytes is longer than any record");
+        screens.resize(screens.size() + Aser::max_bytes, 0);
+        std::memcpy(screens.data() + screens.size() - Aser::max_bytes, payload.data(),
+                    payload.size());
         positions.push_back(st.integer(13));
-        block_checksums[positions.back()] = stored.checksum;
+        block_checksums.emplace_back(positions.back(), stored.checksum);
         locations.push_back(std::move(loc));
       } else {
         problems.push_back(payload + " (entry " + loc.id.str() +
@@ -962,21 +976,37 @@ int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locat
   return rows;
 }
 
-// Throws StaleScreenIndexError when the files recorded are not the files there now.
+// The files the index records, in order: `files` reads the table.
+FileStamp recorded_file(const Statement& files) {
+  return {files.text(0), files.integer(1), files.integer(2)};
+}
+
+// Throws StaleScreenIndexError when the files recorded (the rows `files` steps through) are not
+// the files there now. The recorded files are compared one by one as they are read, so that no
+// second list of a large collection's files is held.
 void check_files_unchanged(const std::string& path, const std::vector<std::string>& sources,
-                           const std::vector<FileStamp>& recorded) {
+                           Statement& files) {
   // An index that no longer describes its files could screen out an entry that now holds the
   // motif, so any change of the files refuses it.
-  std::vector<FileStamp> now = current_files(sources);
-  for (std::size_t i = 0; i < std::max(now.size(), recorded.size()); ++i) {
-    if (i < now.size() && i < recorded.size() && now[i] == recorded[i])
-      continue;
-    std::string file = i < recorded.size() ? recorded[i].path : now[i].path;
-    if (i < now.size() && i < recorded.size() && now[i].path != recorded[i].path)
-      file = recorded[i].path + " / " + now[i].path;
-    throw StaleScreenIndexError(path + ": screen index is out of date: " + file +
-                                " changed, appeared or disappeared since it was built; rebuild it");
+  std::vector<std::string> ignored;
+  const std::vector<std::string> now = CifDatabase::list_source_files(sources, ignored);
+  auto stale = [&path](const std::string& file) {
+    return StaleScreenIndexError(path + ": screen index is out of date: " + file +
+                                 " changed, appeared or disappeared since it was built; "
+                                 "rebuild it");
+  };
+  std::size_t i = 0;
+  for (; files.step(); ++i) {
+    const FileStamp recorded = recorded_file(files);
+    if (i >= now.size())
+      throw stale(recorded.path);
+    if (now[i] != recorded.path)
+      throw stale(recorded.path + " / " + now[i]);
+    if (!(stamp(now[i]) == recorded))
+      throw stale(recorded.path);
   }
+  if (i < now.size())
+    throw stale(now[i]);
 }
 
 } // namespace
@@ -996,7 +1026,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
   };
   try {
     Sqlite db(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path));
-    WorkBudget budget{static_cast<long long>(fs::file_size(path, ec)) + 10000};
+    const auto index_bytes = static_cast<long long>(fs::file_size(path, ec));
+    WorkBudget budget{index_bytes + 10000};
     restrict_connection(db, budget);
     bool stored = false;
     std::map<std::string, std::string> meta = read_header(db, path, stored);
@@ -1009,14 +1040,16 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
         sum.add(c.sources.back());
       }
     }
-    std::vector<FileStamp> recorded;
+    // The files are read twice: for the checksum now, and compared with the files there now
+    // once the checksum shows that the index names its own files.
+    const char* files_query = "SELECT path, size, mtime FROM files ORDER BY position;";
     {
-      Statement st(db, "SELECT path, size, mtime FROM files ORDER BY position;");
+      Statement st(db, files_query);
       while (st.step()) {
-        recorded.push_back({st.text(0), st.integer(1), st.integer(2)});
-        sum.add(recorded.back().path);
-        sum.add(recorded.back().size);
-        sum.add(recorded.back().mtime);
+        const FileStamp recorded = recorded_file(st);
+        sum.add(recorded.path);
+        sum.add(recorded.size);
+        sum.add(recorded.mtime);
       }
     }
     {
@@ -1026,9 +1059,14 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
         sum.add(c.problems.back());
       }
     }
-    std::map<long long, long long> block_checksums;
-    const int rows =
-        read_entries(db, sum, c.locations, c.asers, c.problems, c.rows, block_checksums, damaged);
+    std::vector<std::pair<long long, long long>> block_checksums;
+    // Room for every entry is made once, as far as the index's size says there can be so many
+    // (a row takes more than 32 bytes of the file).
+    const long long claimed = std::atoll(meta["entries"].c_str());
+    const auto room =
+        claimed > 0 && claimed <= index_bytes / 32 ? static_cast<std::size_t>(claimed) : 0;
+    const int rows = read_entries(db, sum, c.locations, c.screens, c.problems, c.rows,
+                                  block_checksums, room, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
@@ -1045,7 +1083,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     if (expected_sources && absolute_paths(*expected_sources) != c.sources)
       throw StaleScreenIndexError(path + ": screen index was built from other sources than those "
                                          "given; rebuild it");
-    check_files_unchanged(path, c.sources, recorded);
+    Statement files(db, files_query);
+    check_files_unchanged(path, c.sources, files);
     // The structures themselves are read when an entry's structure is asked for.
     if (stored)
       c.stored = std::make_shared<StoredStructureTable>(path, std::move(block_checksums));
@@ -1064,12 +1103,17 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
   return c;
 }
 
-AserDatabase::AserDatabase(Contents contents)
+AserDatabase::AserDatabase(Contents contents) try
     : CifDatabase(std::move(contents.sources), std::move(contents.locations),
                   std::move(contents.problems)),
-      index_path_(std::move(contents.index_path)), asers_(std::move(contents.asers)),
+      index_path_(std::move(contents.index_path)), screens_(std::move(contents.screens)),
       indexed_screens_(std::move(contents.indexed_screens)), stored_(std::move(contents.stored)),
-      rows_(std::move(contents.rows)) {}
+      rows_(std::move(contents.rows)) {
+} catch (const std::invalid_argument& e) {
+  // Two entries of one identifier, which the index's own constraint should have prevented.
+  throw ScreenIndexError(contents.index_path + ": screen index is damaged (" + e.what() +
+                         "); rebuild it");
+}
 
 AserDatabase::AserDatabase(const std::string& index_path)
     : AserDatabase(read_index(index_path, nullptr)) {}
@@ -1100,7 +1144,9 @@ THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);
   if (i < 0)
     throw std::out_of_range("screen index " + index_path_ + " has no entry " + id.str());
-  return make_handle<Aser>(asers_[static_cast<std::size_t>(i)]);
+  const auto* record = screens_.data() + static_cast<std::size_t>(i) * Aser::max_bytes;
+  return make_handle<Aser>(
+      Aser::from_blob(std::string(reinterpret_cast<const char*>(record), Aser::max_bytes)));
 }
 
 } // namespace xtalmotif

@@ -23,6 +23,8 @@ class Aser {
 public:
   /// The highest bit a record can hold.
   static constexpr int max_bit = 1023;
+  /// The most bytes a record takes.
+  static constexpr std::size_t max_bytes = max_bit / 8 + 1;
 
   /// A record with no bit set.
   Aser() = default;
@@ -197,7 +199,9 @@ private:
                              const std::vector<std::string>* expected_sources);
 
   std::string index_path_;
-  std::vector<Aser> asers_; // parallel to locations()
+  // Every entry's screen record, Aser::max_bytes each, in the order of locations(): one block
+  // rather than an object per entry.
+  std::vector<std::uint8_t> screens_;
   std::vector<std::string> indexed_screens_;
   // With stored structures: the store, and each entry's row in the index.
   std::shared_ptr<const StoredStructures> stored_;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <new>
+#include <numeric>
 #include <ostream>
 #include <set>
 #include <stdexcept>
@@ -226,37 +227,35 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
       continue;
     }
     if (fs::is_directory(st)) {
-      std::vector<fs::path> found;
-      std::set<fs::path> links; // files that are links, named by the walk
+      // Each file found as its name and whether it is a link. Names are kept as plain text: a
+      // path object also keeps every component of the name apart, several times the memory in
+      // a folder of a hundred thousand files.
+      std::vector<std::pair<std::string, bool>> found;
       fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
       fs::recursive_directory_iterator end;
       for (; !ec && it != end; it.increment(ec)) {
         std::error_code fec;
         if (it->is_regular_file(fec) && is_cif_name(it->path())) {
-          found.push_back(it->path());
-          if (it->is_symlink(fec) || fec)
-            links.insert(it->path());
+          const bool link = it->is_symlink(fec) || fec;
+          found.emplace_back(it->path().generic_string(), link);
         }
       }
       if (ec)
         problems.push_back(source + ": cannot search the directory: " + ec.message());
-      std::sort(found.begin(), found.end(), [](const fs::path& a, const fs::path& b) {
-        return a.generic_string() < b.generic_string();
-      });
+      std::sort(found.begin(), found.end());
       // The walk does not enter linked folders, so a file found under the folder's own
       // canonical name is its canonical name too, unless the file is itself a link: the
       // folder is resolved once rather than every file one component at a time.
       std::error_code cec;
       const fs::path root = fs::canonical(p, cec);
       const std::string folder = p.string();
-      for (const auto& f : found) {
+      for (auto& [name, link] : found) {
         // The walk names a file as the folder's name followed by the file's path within it.
-        std::string name = f.string();
         const std::size_t within = name.compare(0, folder.size(), folder) == 0
                                        ? name.find_first_not_of('/', folder.size())
                                        : std::string::npos;
-        if (cec || links.count(f) > 0 || within == std::string::npos) {
-          add(f);
+        if (cec || link || within == std::string::npos) {
+          add(name);
           continue;
         }
         if (seen.insert(root.string() + "/" + name.substr(within)).second)
@@ -327,12 +326,16 @@ CifDatabase::CifDatabase(std::vector<std::string> sources, std::vector<CifEntryL
 }
 
 void CifDatabase::index_identifiers() {
-  by_id_.clear();
-  by_id_.reserve(locations_.size());
-  for (std::size_t i = 0; i < locations_.size(); ++i)
-    if (!by_id_.emplace(locations_[i].id.str(), static_cast<int>(i)).second)
-      throw std::invalid_argument("CifDatabase: identifier " + locations_[i].id.str() +
-                                  " is used by more than one entry");
+  // The entries in order of their identifiers, for finding one by bisection: four bytes an entry
+  // where a hash table would keep a second copy of every identifier.
+  by_id_.resize(locations_.size());
+  std::iota(by_id_.begin(), by_id_.end(), 0);
+  std::sort(by_id_.begin(), by_id_.end(), [this](int a, int b) { return id_at(a) < id_at(b); });
+  const auto twice = std::adjacent_find(by_id_.begin(), by_id_.end(),
+                                        [this](int a, int b) { return id_at(a) == id_at(b); });
+  if (twice != by_id_.end())
+    throw std::invalid_argument("CifDatabase: identifier " + id_at(*twice) +
+                                " is used by more than one entry");
   // Runs of consecutive blocks of one gzipped file, read through one reader in a single pass.
   const int n = nentries();
   run_end_.assign(locations_.size(), 0);
@@ -369,8 +372,9 @@ THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(const DatabaseEntryIde
 bool CifDatabase::contains(const DatabaseEntryIdentifier& id) const { return index_of(id) >= 0; }
 
 int CifDatabase::index_of(const DatabaseEntryIdentifier& id) const {
-  auto it = by_id_.find(id.str());
-  return it == by_id_.end() ? -1 : it->second;
+  auto it = std::lower_bound(by_id_.begin(), by_id_.end(), id.str(),
+                             [this](int i, const std::string& key) { return id_at(i) < key; });
+  return it != by_id_.end() && id_at(*it) == id.str() ? *it : -1;
 }
 
 // ---------------------------------------------------------------------------------------------

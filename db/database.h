@@ -217,11 +217,12 @@ public:
 
 private:
   void index_identifiers();
+  const std::string& id_at(int i) const { return locations_[static_cast<std::size_t>(i)].id.str(); }
 
   std::vector<std::string> sources_;
   std::vector<CifEntryLocation> locations_;
   std::vector<std::string> problems_;
-  std::unordered_map<std::string, int> by_id_;
+  std::vector<int> by_id_;   // positions of the entries in order of their identifiers
   std::vector<int> run_end_; // parallel to locations_
 };
 
