@@ -424,9 +424,11 @@ int run_search(const SearchCommand& cmd) {
   ProgressBar bar(n, show_progress);
   std::atomic<int> done{0}, hits{0};
   ThreadPool pool(cmd.jobs, [&] { bar.update(done, hits); });
-  auto outcomes =
+  // Only the entries with something to report are kept: a survey of a hundred thousand entries
+  // holds its hits, not an outcome for every entry.
+  CollectionSurvey survey =
       CollectionSearch(sources.db, sources.screens, settings)
-          .search(
+          .survey(
               [&] {
                 try {
                   return choice.build();
@@ -441,7 +443,9 @@ int run_search(const SearchCommand& cmd) {
               });
   bar.finish();
 
-  const CollectionTally counts = tally(outcomes, sources.problems.size());
+  const std::vector<EntryOutcome>& outcomes = survey.notable;
+  CollectionTally counts = std::move(survey.counts);
+  counts.refused += static_cast<int>(sources.problems.size());
   std::vector<std::string> refused = sources.problems;
   for (const auto& o : outcomes)
     if (o.status == EntryStatus::Refused)

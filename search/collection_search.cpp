@@ -6,6 +6,7 @@
 #include "search/motif_search.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 
 namespace xtalmotif {
@@ -104,30 +105,114 @@ CollectionSearch::CollectionSearch(THandle<Database<CrystalStructureDatabaseEntr
                                    CollectionSearchSettings settings)
     : db_(std::move(db)), screens_(std::move(screens)), settings_(std::move(settings)) {}
 
-std::vector<EntryOutcome> CollectionSearch::search(const std::function<THandle<Motif>()>& make_motif,
-                                                   Executor* executor,
-                                                   const EntryCallback& on_entry) const {
-  Executor on_caller;
-  Executor& ex = executor ? *executor : on_caller;
-  std::vector<EntryOutcome> outcomes(static_cast<std::size_t>(db_->nentries()));
-  std::vector<std::unique_ptr<Worker>> workers(static_cast<std::size_t>(std::max(1, ex.workers())));
+void CollectionSearch::run_entries(
+    const std::function<THandle<Motif>()>& make_motif, Executor& executor,
+    const std::function<void(int index, EntryOutcome&& outcome, int worker)>& keep,
+    const EntryCallback& on_entry) const {
+  std::vector<std::unique_ptr<Worker>> workers(
+      static_cast<std::size_t>(std::max(1, executor.workers())));
   // The unit of work is a run of entries: the blocks of one gzipped file are read in one pass
   // through one reader, the other entries one by one.
   const std::vector<int> runs = run_starts(*db_);
-  ex.run(static_cast<int>(runs.size()), [&](int r, int w) {
+  executor.run(static_cast<int>(runs.size()), [&](int r, int w) {
     std::unique_ptr<Worker>& worker = workers[static_cast<std::size_t>(w)];
     if (!worker)
       worker = std::make_unique<Worker>(*this, make_motif());
     const int first = runs[static_cast<std::size_t>(r)];
     CifFileReader reader(db_->entry(first)->source_file());
     for (int i = first; i < db_->run_end(first); ++i) {
-      EntryOutcome& out = outcomes[static_cast<std::size_t>(i)];
-      out = worker->run(i, reader);
+      EntryOutcome out = worker->run(i, reader);
       if (on_entry)
         on_entry(i, out);
+      keep(i, std::move(out), w);
     }
   });
+}
+
+std::vector<EntryOutcome> CollectionSearch::search(const std::function<THandle<Motif>()>& make_motif,
+                                                   Executor* executor,
+                                                   const EntryCallback& on_entry) const {
+  Executor on_caller;
+  std::vector<EntryOutcome> outcomes(static_cast<std::size_t>(db_->nentries()));
+  run_entries(
+      make_motif, executor ? *executor : on_caller,
+      [&](int i, EntryOutcome&& out, int) {
+        outcomes[static_cast<std::size_t>(i)] = std::move(out);
+      },
+      on_entry);
   return outcomes;
+}
+
+CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>& make_motif,
+                                          Executor* executor, const EntryCallback& on_entry) const {
+  Executor on_caller;
+  Executor& ex = executor ? *executor : on_caller;
+  // Each worker counts its entries and keeps its notable ones with their places; the parts are
+  // put in database order at the end.
+  struct Part {
+    CollectionTally counts;
+    std::vector<std::pair<int, EntryOutcome>> notable;
+  };
+  std::vector<Part> parts(static_cast<std::size_t>(std::max(1, ex.workers())));
+  run_entries(
+      make_motif, ex,
+      [&](int i, EntryOutcome&& out, int w) {
+        Part& part = parts[static_cast<std::size_t>(w)];
+        part.counts.add(out);
+        if (!out.matches.empty() || out.aborted || out.status == EntryStatus::Refused)
+          part.notable.emplace_back(i, std::move(out));
+      },
+      on_entry);
+  CollectionSurvey survey;
+  std::vector<std::pair<int, EntryOutcome>> notable;
+  for (Part& part : parts) {
+    survey.counts.add(part.counts);
+    std::move(part.notable.begin(), part.notable.end(), std::back_inserter(notable));
+  }
+  std::sort(notable.begin(), notable.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  survey.counts.aborted_entries.clear(); // counted in the workers' order: listed again in order
+  for (auto& [i, out] : notable) {
+    if (out.aborted)
+      survey.counts.aborted_entries.push_back(out.id.str());
+    survey.notable.push_back(std::move(out));
+  }
+  return survey;
+}
+
+void CollectionTally::add(const EntryOutcome& o) {
+  ++entries;
+  switch (o.status) {
+  case EntryStatus::Searched: ++searched; break;
+  case EntryStatus::Prescreened: ++prescreened; break;
+  case EntryStatus::Filtered: ++filtered; break;
+  case EntryStatus::Refused: ++refused; break;
+  }
+  if (o.aborted) {
+    ++aborted;
+    aborted_entries.push_back(o.id.str());
+  }
+  candidates += o.candidate ? 1 : 0;
+  capped += o.capped ? 1 : 0;
+  if (!o.matches.empty()) {
+    ++hits;
+    matches += static_cast<int>(o.matches.size());
+  }
+}
+
+void CollectionTally::add(const CollectionTally& o) {
+  entries += o.entries;
+  searched += o.searched;
+  prescreened += o.prescreened;
+  filtered += o.filtered;
+  aborted += o.aborted;
+  capped += o.capped;
+  refused += o.refused;
+  candidates += o.candidates;
+  hits += o.hits;
+  matches += o.matches;
+  aborted_entries.insert(aborted_entries.end(), o.aborted_entries.begin(),
+                         o.aborted_entries.end());
 }
 
 } // namespace xtalmotif

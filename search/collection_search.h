@@ -58,6 +58,32 @@ struct EntryOutcome {
   THandle<MotifSearchResource> resource; ///< kept for entries with matches
 };
 
+/// What became of the entries of one collection search.
+struct CollectionTally {
+  int entries = 0; ///< entries of the database (sources that could not be listed are not)
+  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0;
+  int refused = 0; ///< entries that could not be read, and sources that could not be listed
+  int candidates = 0; ///< searched entries that hold every substructure of the motif
+  int hits = 0;       ///< entries with matches
+  int matches = 0;
+  /// The entries whose search was abandoned at its budget, in collection order.
+  std::vector<std::string> aborted_entries;
+
+  /// Counts one more entry (its identifier joins aborted_entries when it was aborted).
+  void add(const EntryOutcome& outcome);
+  /// Adds the counts of another part of the same collection (aborted entries after these).
+  void add(const CollectionTally& other);
+};
+
+/// A collection search's outcome without an outcome per entry: what a survey of a hundred
+/// thousand entries reports, held in memory that grows with the hits, not the entries.
+struct CollectionSurvey {
+  /// The entries with matches, those aborted and those refused, in database order.
+  std::vector<EntryOutcome> notable;
+  /// Every entry counted; `refused` does not count the database's problems.
+  CollectionTally counts;
+};
+
 /// Searches every entry of a database for one motif: the screen index, when there is one,
 /// skips entries by the filters and the prescreen without reading them; every other entry is
 /// read, filtered on its own structure, searched with a fresh search object and reported. An
@@ -79,8 +105,16 @@ public:
   std::vector<EntryOutcome> search(const std::function<THandle<Motif>()>& make_motif,
                                    Executor* executor = nullptr,
                                    const EntryCallback& on_entry = {}) const;
+  /// The same search, keeping only the outcomes worth reporting and counting the others.
+  CollectionSurvey survey(const std::function<THandle<Motif>()>& make_motif,
+                          Executor* executor = nullptr, const EntryCallback& on_entry = {}) const;
 
 private:
+  // Runs every entry, giving each outcome to `keep` on the worker that searched it.
+  void run_entries(const std::function<THandle<Motif>()>& make_motif, Executor& executor,
+                   const std::function<void(int index, EntryOutcome&& outcome, int worker)>& keep,
+                   const EntryCallback& on_entry) const;
+
   class Worker;
   THandle<Database<CrystalStructureDatabaseEntry>> db_;
   THandle<AserDatabase> screens_;

@@ -122,26 +122,9 @@ nlohmann::json match_record(const EntryOutcome& e, std::size_t m, const std::str
 
 CollectionTally tally(const std::vector<EntryOutcome>& outcomes, std::size_t problems) {
   CollectionTally t;
-  t.entries = static_cast<int>(outcomes.size());
   t.refused = static_cast<int>(problems);
-  for (const auto& o : outcomes) {
-    switch (o.status) {
-    case EntryStatus::Searched: ++t.searched; break;
-    case EntryStatus::Prescreened: ++t.prescreened; break;
-    case EntryStatus::Filtered: ++t.filtered; break;
-    case EntryStatus::Refused: ++t.refused; break;
-    }
-    if (o.aborted) {
-      ++t.aborted;
-      t.aborted_entries.push_back(o.id.str());
-    }
-    t.candidates += o.candidate ? 1 : 0;
-    t.capped += o.capped ? 1 : 0;
-    if (!o.matches.empty()) {
-      ++t.hits;
-      t.matches += static_cast<int>(o.matches.size());
-    }
-  }
+  for (const auto& o : outcomes)
+    t.add(o);
   return t;
 }
 

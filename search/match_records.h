@@ -29,18 +29,6 @@ nlohmann::json entry_record(const EntryOutcome& entry);
 nlohmann::json match_record(const EntryOutcome& entry, std::size_t m,
                             const std::string& motif_name);
 
-/// What became of the entries of one collection search.
-struct CollectionTally {
-  int entries = 0; ///< entries of the database (sources that could not be listed are not)
-  int searched = 0, prescreened = 0, filtered = 0, aborted = 0, capped = 0;
-  int refused = 0; ///< entries that could not be read, and sources that could not be listed
-  int candidates = 0; ///< searched entries that hold every substructure of the motif
-  int hits = 0;       ///< entries with matches
-  int matches = 0;
-  /// The entries whose search was abandoned at its budget, in collection order.
-  std::vector<std::string> aborted_entries;
-};
-
 /// Counts the outcomes of a search; `problems` are the sources that could not be listed.
 CollectionTally tally(const std::vector<EntryOutcome>& outcomes, std::size_t problems);
 
