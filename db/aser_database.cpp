@@ -767,7 +767,8 @@ struct AserDatabase::Contents {
   std::string index_path;
   std::vector<std::string> sources;
   std::vector<CifEntryLocation> locations;
-  std::vector<std::uint8_t> screens; // Aser::max_bytes per location
+  std::size_t screen_bytes = 0;      // of each screen record below
+  std::vector<std::uint8_t> screens; // screen_bytes per location
   std::vector<std::string> problems;
   std::vector<long long> rows; // each location's row in the entries table
   std::vector<std::string> indexed_screens;
@@ -918,24 +919,28 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
   return meta;
 }
 
-// The entry rows, in order, each added to the checksum: the readable ones as locations and
-// screens (Aser::max_bytes each, zeros after a record's last byte), the others as problems.
-// Returns the number of rows. `positions` gets each readable entry's row, `block_checksums` each
-// row and its block digest, in order of rows (the position is the table's key). Room is made for
-// `room` readable entries. An entry listed twice is found when the database indexes its
-// identifiers.
-int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locations,
-                 std::vector<std::uint8_t>& screens, std::vector<std::string>& problems,
+// The entry rows, in order, each added to `sum` when there is one; with `keep`, the readable ones
+// kept as locations and screens (`stride` bytes each, zeros after a record's last byte), the
+// others as problems; without, `stride` becomes the length of the longest screen record. Returns
+// the number of rows. `positions` gets each readable entry's row,
+// `block_checksums` each row and its block digest, in order of rows (the position is the
+// table's key). Room is made for `room` readable entries. An entry listed twice is found when
+// the database indexes its identifiers.
+int read_entries(Sqlite& db, Checksum* sum, bool keep, std::vector<CifEntryLocation>& locations,
+                 std::size_t& stride, std::vector<std::uint8_t>& screens,
+                 std::vector<std::string>& problems,
                  std::vector<long long>& positions,
                  std::vector<std::pair<long long, long long>>& block_checksums,
                  std::size_t room,
                  const std::function<ScreenIndexError(const std::string&)>& damaged) {
   int rows = 0;
-  {
+  if (keep) {
     locations.reserve(room);
-    screens.reserve(room * Aser::max_bytes);
+    screens.reserve(room * stride);
     positions.reserve(room);
     block_checksums.reserve(room);
+  }
+  {
     Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
                      "block_length, block_line, file_size, block_checksum, compressed, "
                      "readable, screens, problem, position FROM entries ORDER BY position;");
@@ -950,20 +955,26 @@ int read_entries(Sqlite& db, Checksum& sum, std::vector<CifEntryLocation>& locat
                            stored.range()};
       const bool readable = st.integer(10) != 0;
       std::string payload = readable ? st.blob(11) : st.text(12);
-      sum.add(loc.id.str());
-      sum.add(loc.file);
-      sum.add(loc.block_name);
-      sum.add(block_index);
-      stored.add_to(sum);
-      sum.add(readable ? 1 : 0);
-      sum.add(payload);
+      if (sum) {
+        sum->add(loc.id.str());
+        sum->add(loc.file);
+        sum->add(loc.block_name);
+        sum->add(block_index);
+        stored.add_to(*sum);
+        sum->add(readable ? 1 : 0);
+        sum->add(payload);
+      }
+      if (readable && payload.size() > (keep ? stride : Aser::max_bytes))
+        throw damaged("entry " + loc.id.str() + ": screen record of " +
+                      std::to_string(payload.size()) + " bytes is longer than any record");
+      if (!keep) {
+        if (readable)
+          stride = std::max(stride, payload.size());
+        continue;
+      }
       if (readable) {
-        if (payload.size() > Aser::max_bytes)
-          throw damaged("entry " + loc.id.str() + ": screen record of " +
-                        std::to_string(payload.size()) + " bytes is longer than any record");
-        screens.resize(screens.size() + Aser::max_bytes, 0);
-        std::memcpy(screens.data() + screens.size() - Aser::max_bytes, payload.data(),
-                    payload.size());
+        screens.resize(screens.size() + stride, 0);
+        std::memcpy(screens.data() + screens.size() - stride, payload.data(), payload.size());
         positions.push_back(st.integer(13));
         block_checksums.emplace_back(positions.back(), stored.checksum);
         locations.push_back(std::move(loc));
@@ -1065,8 +1076,14 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     const long long claimed = std::atoll(meta["entries"].c_str());
     const auto room =
         claimed > 0 && claimed <= index_bytes / 32 ? static_cast<std::size_t>(claimed) : 0;
-    const int rows = read_entries(db, sum, c.locations, c.screens, c.problems, c.rows,
-                                  block_checksums, room, damaged);
+    // The entries are read twice: for the checksum, then, once the files are known to be those
+    // the index was built from, to keep them. The files are listed between the two, so that the
+    // list of a large collection's files and its entries are never held at once.
+    auto entries = [&](Checksum* checksum, bool keep) {
+      return read_entries(db, checksum, keep, c.locations, c.screen_bytes, c.screens, c.problems,
+                          c.rows, block_checksums, room, damaged);
+    };
+    const int rows = entries(&sum, false);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
@@ -1085,6 +1102,7 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
                                          "given; rebuild it");
     Statement files(db, files_query);
     check_files_unchanged(path, c.sources, files);
+    entries(nullptr, true);
     // The structures themselves are read when an entry's structure is asked for.
     if (stored)
       c.stored = std::make_shared<StoredStructureTable>(path, std::move(block_checksums));
@@ -1106,7 +1124,8 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
 AserDatabase::AserDatabase(Contents contents) try
     : CifDatabase(std::move(contents.sources), std::move(contents.locations),
                   std::move(contents.problems)),
-      index_path_(std::move(contents.index_path)), screens_(std::move(contents.screens)),
+      index_path_(std::move(contents.index_path)), screen_bytes_(contents.screen_bytes),
+      screens_(std::move(contents.screens)),
       indexed_screens_(std::move(contents.indexed_screens)), stored_(std::move(contents.stored)),
       rows_(std::move(contents.rows)) {
 } catch (const std::invalid_argument& e) {
@@ -1144,9 +1163,9 @@ THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);
   if (i < 0)
     throw std::out_of_range("screen index " + index_path_ + " has no entry " + id.str());
-  const auto* record = screens_.data() + static_cast<std::size_t>(i) * Aser::max_bytes;
+  const auto* record = screens_.data() + static_cast<std::size_t>(i) * screen_bytes_;
   return make_handle<Aser>(
-      Aser::from_blob(std::string(reinterpret_cast<const char*>(record), Aser::max_bytes)));
+      Aser::from_blob(std::string(reinterpret_cast<const char*>(record), screen_bytes_)));
 }
 
 } // namespace xtalmotif

@@ -199,8 +199,9 @@ private:
                              const std::vector<std::string>* expected_sources);
 
   std::string index_path_;
-  // Every entry's screen record, Aser::max_bytes each, in the order of locations(): one block
-  // rather than an object per entry.
+  // Every entry's screen record, in the order of locations(), each as long as the longest: one
+  // block rather than an object per entry.
+  std::size_t screen_bytes_ = 0;
   std::vector<std::uint8_t> screens_;
   std::vector<std::string> indexed_screens_;
   // With stored structures: the store, and each entry's row in the index.
