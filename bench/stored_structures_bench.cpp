@@ -36,7 +36,10 @@ struct StoredBulk {
     options.store_structures = true;
     build_screen_index(CifDatabase({std::string(XTALMOTIF_DATA_DIR) + "/bulk"}), index, options);
     stored = std::make_unique<AserDatabase>(index);
-    from_cif = std::make_unique<CifDatabase>(stored->sources(), stored->locations());
+    std::vector<CifEntryLocation> locations;
+    for (int i = 0; i < stored->nentries(); ++i)
+      locations.push_back(stored->location(i));
+    from_cif = std::make_unique<CifDatabase>(stored->sources(), std::move(locations));
   }
   ~StoredBulk() {
     std::error_code ec;
@@ -63,7 +66,7 @@ void BM_ReadFromCif(benchmark::State& state) {
   for (auto _ : state) {
     const auto start = std::chrono::steady_clock::now();
     for (int first : run_starts(db)) {
-      CifFileReader reader(db.locations()[static_cast<std::size_t>(first)].file);
+      CifFileReader reader(db.location(first).file);
       for (int i = first; i < db.run_end(first); ++i) {
         try {
           auto crystal = db.entry(i)->crystal(reader);

@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -20,6 +19,7 @@
 #include <set>
 #include <sstream>
 #include <tuple>
+#include <type_traits>
 
 namespace fs = std::filesystem;
 
@@ -557,7 +557,7 @@ private:
     rows_.assign(static_cast<std::size_t>(chunk_end_ - chunk_begin_), Row());
     executor_.run(static_cast<int>(starts.size()), [&](int unit, int) {
       const int begin = starts[static_cast<std::size_t>(unit)];
-      CifFileReader reader(db_.locations()[static_cast<std::size_t>(begin)].file);
+      CifFileReader reader(db_.location(begin).file);
       for (int i = begin; i < db_.run_end(begin); ++i)
         rows_[static_cast<std::size_t>(i - chunk_begin_)] = compute_row(db_, i, reader, options_);
     });
@@ -591,7 +591,7 @@ void write_entries(Sqlite& out, const CifDatabase& db, const ScreenIndexOptions&
   RowProducer producer(db, options.executor ? *options.executor : on_this_thread, options);
   for (int i = 0; i < n; ++i) {
     Row row = producer.take(i);
-    const CifEntryLocation& loc = db.locations()[static_cast<std::size_t>(i)];
+    const CifEntryLocation loc = db.location(i);
     const std::string file = absolute_path(loc.file);
     ins.bind(1, static_cast<long long>(i));
     ins.bind(2, loc.id.str());
@@ -766,13 +766,14 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
 struct AserDatabase::Contents {
   std::string index_path;
   std::vector<std::string> sources;
-  std::vector<CifEntryLocation> locations;
-  std::size_t screen_bytes = 0;      // of each screen record below
-  std::vector<std::uint8_t> screens; // screen_bytes per location
   std::vector<std::string> problems;
-  std::vector<long long> rows; // each location's row in the entries table
+  std::vector<long long> rows; // each entry's row in the entries table
+  std::shared_ptr<const EntryRows> entry_rows;
+  std::size_t screen_bytes = 0;      // of each screen record below
+  std::vector<std::uint8_t> screens; // screen_bytes per entry
   std::vector<std::string> indexed_screens;
   std::shared_ptr<const StoredStructures> stored;
+  std::vector<int> run_ends; // without stored structures
 };
 
 namespace {
@@ -784,17 +785,16 @@ namespace {
 // tenth of the time: a file cut short under a mapping stops the program, where a read fails.)
 class StoredStructureTable : public StoredStructures {
 public:
-  /// `block_checksums`: the digest of the block text each entry was indexed from, as pairs of
-  /// the entry's row and the digest, in order of rows.
-  StoredStructureTable(const std::string& path,
-                       std::vector<std::pair<long long, long long>> block_checksums)
-      : path_(path), block_checksums_(std::move(block_checksums)),
-        db_(std::make_unique<Sqlite>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
-                                     read_only_uri(path))) {
+  explicit StoredStructureTable(const std::string& path)
+      : path_(path), db_(std::make_unique<Sqlite>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                                                  read_only_uri(path))) {
     restrict_connection(*db_, budget_);
     budget_.steps_left = kStepsPerLoad;
+    // The digest of the text the structure was assembled from, and of the text the entry's
+    // screens were computed from (checked with the rest of the index when it was opened).
     query_ = std::make_unique<Statement>(
-        *db_, "SELECT block_checksum FROM structures WHERE position = ?;");
+        *db_, "SELECT s.block_checksum, e.block_checksum FROM structures AS s "
+              "JOIN entries AS e ON e.position = s.position WHERE s.position = ?;");
   }
   ~StoredStructureTable() override { sqlite3_blob_close(blob_); }
   StoredStructureTable(const StoredStructureTable&) = delete;
@@ -804,7 +804,7 @@ public:
     const std::string where = path_ + ": entry " + id.str();
     const std::string rebuild = "; rebuild the screen index";
     thread_local std::string buffer;
-    long long checksum = 0;
+    long long checksum = 0, expected = 0;
     int length = -1;
     {
       std::lock_guard<std::mutex> lock(mutex_);
@@ -812,8 +812,10 @@ public:
       try {
         query_->bind(1, position);
         const bool found = query_->step();
-        if (found)
+        if (found) {
           checksum = query_->integer(0);
+          expected = query_->integer(1);
+        }
         query_->reset();
         if (found)
           length = read_blob(position, buffer);
@@ -825,11 +827,7 @@ public:
     }
     if (length < 0)
       throw StoredCrystalError(where + ": no structure stored for it" + rebuild);
-    const auto expected =
-        std::lower_bound(block_checksums_.begin(), block_checksums_.end(),
-                         std::make_pair(position, std::numeric_limits<long long>::min()));
-    if (expected == block_checksums_.end() || expected->first != position ||
-        expected->second != checksum)
+    if (expected != checksum)
       throw StoredCrystalError(where +
                                ": the stored structure was assembled from another text "
                                "than the entry's" +
@@ -868,7 +866,6 @@ private:
   }
 
   std::string path_;
-  std::vector<std::pair<long long, long long>> block_checksums_;
   mutable std::mutex mutex_;
   mutable WorkBudget budget_{0};
   std::unique_ptr<Sqlite> db_;
@@ -919,72 +916,98 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
   return meta;
 }
 
+// The columns of an entry row that say where its block is, in this order, from column `at`.
+constexpr const char* kLocationColumns =
+    "identifier, file, block, block_index, block_offset, block_length, block_line, file_size, "
+    "block_checksum, compressed";
+
+StoredRange stored_range(const Statement& st) {
+  return StoredRange(st.integer(4), st.integer(5), st.integer(6), st.integer(7), st.integer(8),
+                     st.integer(9));
+}
+
+// An entry's location from a row read with kLocationColumns first. Each block is read from its
+// recorded place, and must still be the text it was there.
+CifEntryLocation location_from(const Statement& st) {
+  return {DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
+          static_cast<int>(std::clamp<long long>(st.integer(3), -1, INT32_MAX)),
+          stored_range(st).range()};
+}
+
+// What read_entries keeps of the readable entries.
+struct KeptEntries {
+  std::vector<long long>& rows;
+  std::size_t stride; // bytes of each screen record
+  std::vector<std::uint8_t>& screens;
+  std::vector<int>* run_ends; // null when nothing is read together
+};
+
 // The entry rows, in order, each added to `sum` when there is one; with `keep`, the readable ones
-// kept as locations and screens (`stride` bytes each, zeros after a record's last byte), the
-// others as problems; without, `stride` becomes the length of the longest screen record. Returns
-// the number of rows. `positions` gets each readable entry's row,
-// `block_checksums` each row and its block digest, in order of rows (the position is the
-// table's key). Room is made for `room` readable entries. An entry listed twice is found when
-// the database indexes its identifiers.
-int read_entries(Sqlite& db, Checksum* sum, bool keep, std::vector<CifEntryLocation>& locations,
-                 std::size_t& stride, std::vector<std::uint8_t>& screens,
-                 std::vector<std::string>& problems,
-                 std::vector<long long>& positions,
-                 std::vector<std::pair<long long, long long>>& block_checksums,
-                 std::size_t room,
-                 const std::function<ScreenIndexError(const std::string&)>& damaged) {
+// kept (their rows, their screens as records of `stride` bytes, zeros after a record's last byte,
+// where runs of them end), the others as problems. Returns the number of rows and the length of
+// the longest screen record.
+std::pair<int, std::size_t>
+read_entries(Sqlite& db, Checksum* sum, KeptEntries* keep, std::vector<std::string>& problems,
+             std::size_t room, const std::function<ScreenIndexError(const std::string&)>& damaged) {
   int rows = 0;
+  std::size_t longest = 0;
   if (keep) {
-    locations.reserve(room);
-    screens.reserve(room * stride);
-    positions.reserve(room);
-    block_checksums.reserve(room);
+    keep->rows.reserve(room);
+    keep->screens.reserve(room * keep->stride);
   }
-  {
-    Statement st(db, "SELECT identifier, file, block, block_index, block_offset, "
-                     "block_length, block_line, file_size, block_checksum, compressed, "
-                     "readable, screens, problem, position FROM entries ORDER BY position;");
-    while (st.step()) {
-      ++rows;
-      const long long block_index = st.integer(3);
-      const StoredRange stored(st.integer(4), st.integer(5), st.integer(6), st.integer(7),
-                               st.integer(8), st.integer(9));
-      // Each block is read from its recorded place, and must still be the text it was there.
-      CifEntryLocation loc{DatabaseEntryIdentifier(st.text(0)), st.text(1), st.text(2),
-                           static_cast<int>(std::clamp<long long>(block_index, -1, INT32_MAX)),
-                           stored.range()};
-      const bool readable = st.integer(10) != 0;
-      std::string payload = readable ? st.blob(11) : st.text(12);
-      if (sum) {
-        sum->add(loc.id.str());
-        sum->add(loc.file);
-        sum->add(loc.block_name);
-        sum->add(block_index);
-        stored.add_to(*sum);
-        sum->add(readable ? 1 : 0);
-        sum->add(payload);
-      }
-      if (readable && payload.size() > (keep ? stride : Aser::max_bytes))
-        throw damaged("entry " + loc.id.str() + ": screen record of " +
-                      std::to_string(payload.size()) + " bytes is longer than any record");
-      if (!keep) {
-        if (readable)
-          stride = std::max(stride, payload.size());
-        continue;
-      }
-      if (readable) {
-        screens.resize(screens.size() + stride, 0);
-        std::memcpy(screens.data() + screens.size() - stride, payload.data(), payload.size());
-        positions.push_back(st.integer(13));
-        block_checksums.emplace_back(positions.back(), stored.checksum);
-        locations.push_back(std::move(loc));
-      } else {
-        problems.push_back(payload + " (entry " + loc.id.str() +
-                           " left out when the screen index was built)");
-      }
+  // Whether each kept entry continues the run of the one before: a block of a gzipped file
+  // followed by another block of that file.
+  std::vector<bool> continued;
+  std::string last_file;
+  bool last_compressed = false;
+  Statement st(db, std::string("SELECT ") + kLocationColumns +
+                       ", readable, screens, problem, position FROM entries ORDER BY position;");
+  while (st.step()) {
+    ++rows;
+    const bool readable = st.integer(10) != 0;
+    std::string payload = readable ? st.blob(11) : st.text(12);
+    if (sum) {
+      for (int column : {0, 1, 2})
+        sum->add(st.text(column));
+      sum->add(st.integer(3));
+      stored_range(st).add_to(*sum);
+      sum->add(readable ? 1 : 0);
+      sum->add(payload);
+    }
+    if (readable && payload.size() > (keep ? keep->stride : Aser::max_bytes))
+      throw damaged("entry " + st.text(0) + ": screen record of " +
+                    std::to_string(payload.size()) + " bytes is longer than any record");
+    if (readable)
+      longest = std::max(longest, payload.size());
+    if (!keep)
+      continue;
+    if (!readable) {
+      problems.push_back(payload + " (entry " + st.text(0) +
+                         " left out when the screen index was built)");
+      continue;
+    }
+    keep->rows.push_back(st.integer(13));
+    keep->screens.resize(keep->screens.size() + keep->stride, 0);
+    std::memcpy(keep->screens.data() + keep->screens.size() - keep->stride, payload.data(),
+                payload.size());
+    if (keep->run_ends) {
+      std::string file = st.text(1);
+      continued.push_back(last_compressed && file == last_file);
+      last_compressed = st.integer(9) != 0;
+      last_file = std::move(file);
     }
   }
-  return rows;
+  if (keep && keep->run_ends) {
+    // A run ends where the next entry does not continue it.
+    const int n = static_cast<int>(continued.size());
+    keep->run_ends->assign(continued.size(), 0);
+    for (int i = n - 1; i >= 0; --i)
+      (*keep->run_ends)[static_cast<std::size_t>(i)] =
+          i + 1 < n && continued[static_cast<std::size_t>(i) + 1]
+              ? (*keep->run_ends)[static_cast<std::size_t>(i) + 1]
+              : i + 1;
+  }
+  return {rows, longest};
 }
 
 // The files the index records, in order: `files` reads the table.
@@ -1021,6 +1044,63 @@ void check_files_unchanged(const std::string& path, const std::vector<std::strin
 }
 
 } // namespace
+
+// The entry rows of an index, read one at a time as entries are asked for, through a read-only
+// connection of their own, one reader at a time (a lookup takes a few microseconds).
+class AserDatabase::EntryRows {
+public:
+  explicit EntryRows(const std::string& path)
+      : path_(path), db_(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path)),
+        by_position_(db_, std::string("SELECT ") + kLocationColumns +
+                              " FROM entries WHERE position = ?;"),
+        by_identifier_(db_, "SELECT position FROM entries WHERE identifier = ? AND readable;") {
+    restrict_connection(db_, budget_);
+  }
+
+  CifEntryLocation location(long long position) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return ask(by_position_, position, [&](Statement& st) {
+      if (!st.step())
+        throw ScreenIndexError(path_ + ": screen index has no entry row " +
+                               std::to_string(position) + "; rebuild it");
+      return location_from(st);
+    });
+  }
+
+  /// The row of the readable entry with this identifier, or -1.
+  long long position_of(const std::string& identifier) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return ask(by_identifier_, identifier,
+               [](Statement& st) { return st.step() ? st.integer(0) : -1LL; });
+  }
+
+private:
+  // Runs `read` on `query` bound to `key`, leaving the query ready for the next whatever
+  // happens; a failure of the file is an error naming the index.
+  template <class Key, class Read>
+  std::invoke_result_t<Read, Statement&> ask(Statement& query, const Key& key,
+                                             const Read& read) const {
+    budget_.steps_left = 1000; // one row looked up by its key takes a few dozen steps
+    struct Reset {
+      Statement& query;
+      ~Reset() { query.reset(); }
+    } reset{query};
+    try {
+      query.bind(1, key);
+      return read(query);
+    } catch (const Sqlite::SqliteFailure& e) {
+      throw ScreenIndexError(path_ + ": screen index cannot be read (" + e.what() +
+                             "); rebuild it");
+    }
+  }
+
+  std::string path_;
+  mutable WorkBudget budget_{0};
+  mutable Sqlite db_;
+  mutable Statement by_position_;
+  mutable Statement by_identifier_;
+  mutable std::mutex mutex_;
+};
 
 AserDatabase::Contents AserDatabase::read_index(const std::string& path,
                                                 const std::vector<std::string>* expected_sources) {
@@ -1070,20 +1150,16 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
         sum.add(c.problems.back());
       }
     }
-    std::vector<std::pair<long long, long long>> block_checksums;
     // Room for every entry is made once, as far as the index's size says there can be so many
     // (a row takes more than 32 bytes of the file).
     const long long claimed = std::atoll(meta["entries"].c_str());
     const auto room =
         claimed > 0 && claimed <= index_bytes / 32 ? static_cast<std::size_t>(claimed) : 0;
     // The entries are read twice: for the checksum, then, once the files are known to be those
-    // the index was built from, to keep them. The files are listed between the two, so that the
-    // list of a large collection's files and its entries are never held at once.
-    auto entries = [&](Checksum* checksum, bool keep) {
-      return read_entries(db, checksum, keep, c.locations, c.screen_bytes, c.screens, c.problems,
-                          c.rows, block_checksums, room, damaged);
-    };
-    const int rows = entries(&sum, false);
+    // the index was built from, to keep what a search needs of them. The files are listed
+    // between the two, so that the list of a large collection's files and its entries are
+    // never held at once.
+    const auto [rows, longest] = read_entries(db, &sum, nullptr, c.problems, room, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
@@ -1096,16 +1172,26 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     }
     if (meta["checksum"] != sum.hex())
       throw damaged("checksum mismatch");
+    {
+      // Identifiers are unique by the table's own constraint, unless the file was made otherwise.
+      Statement twice(db, "SELECT identifier FROM entries GROUP BY identifier "
+                          "HAVING count(*) > 1 LIMIT 1;");
+      if (twice.step())
+        throw damaged("entry " + twice.text(0) + " is listed twice");
+    }
 
     if (expected_sources && absolute_paths(*expected_sources) != c.sources)
       throw StaleScreenIndexError(path + ": screen index was built from other sources than those "
                                          "given; rebuild it");
     Statement files(db, files_query);
     check_files_unchanged(path, c.sources, files);
-    entries(nullptr, true);
-    // The structures themselves are read when an entry's structure is asked for.
+    c.screen_bytes = longest;
+    KeptEntries kept{c.rows, longest, c.screens, stored ? nullptr : &c.run_ends};
+    read_entries(db, nullptr, &kept, c.problems, room, damaged);
+    // The entries' names, and their structures, are read when an entry is asked for.
+    c.entry_rows = std::make_shared<EntryRows>(path);
     if (stored)
-      c.stored = std::make_shared<StoredStructureTable>(path, std::move(block_checksums));
+      c.stored = std::make_shared<StoredStructureTable>(path);
   } catch (const Sqlite::SqliteFailure& e) {
     int primary = e.rc & 0xff;
     if (primary == SQLITE_NOTADB)
@@ -1121,18 +1207,13 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
   return c;
 }
 
-AserDatabase::AserDatabase(Contents contents) try
-    : CifDatabase(std::move(contents.sources), std::move(contents.locations),
-                  std::move(contents.problems)),
-      index_path_(std::move(contents.index_path)), screen_bytes_(contents.screen_bytes),
+AserDatabase::AserDatabase(Contents contents)
+    : CifDatabase(std::move(contents.sources), {}, std::move(contents.problems)),
+      index_path_(std::move(contents.index_path)), rows_(std::move(contents.rows)),
+      entry_rows_(std::move(contents.entry_rows)), screen_bytes_(contents.screen_bytes),
       screens_(std::move(contents.screens)),
       indexed_screens_(std::move(contents.indexed_screens)), stored_(std::move(contents.stored)),
-      rows_(std::move(contents.rows)) {
-} catch (const std::invalid_argument& e) {
-  // Two entries of one identifier, which the index's own constraint should have prevented.
-  throw ScreenIndexError(contents.index_path + ": screen index is damaged (" + e.what() +
-                         "); rebuild it");
-}
+      run_ends_(std::move(contents.run_ends)) {}
 
 AserDatabase::AserDatabase(const std::string& index_path)
     : AserDatabase(read_index(index_path, nullptr)) {}
@@ -1140,23 +1221,53 @@ AserDatabase::AserDatabase(const std::string& index_path)
 AserDatabase::AserDatabase(const std::vector<std::string>& sources, const std::string& index_path)
     : AserDatabase(read_index(index_path, &sources)) {}
 
-THandle<CrystalStructureDatabaseEntry> AserDatabase::entry(int i) const {
-  if (!stored_)
-    return CifDatabase::entry(i);
-  if (i < 0 || i >= nentries())
+namespace {
+
+void check_entry_index(int i, int n) {
+  if (i < 0 || i >= n)
     throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
-  const CifEntryLocation& loc = locations()[static_cast<std::size_t>(i)];
-  return make_handle<CrystalStructureDatabaseEntry>(loc.id, loc.file, loc.block_name,
-                                                    loc.block_index, stored_,
-                                                    rows_[static_cast<std::size_t>(i)]);
+}
+
+} // namespace
+
+CifEntryLocation AserDatabase::location(int i) const {
+  check_entry_index(i, nentries());
+  return entry_rows_->location(rows_[static_cast<std::size_t>(i)]);
+}
+
+THandle<CrystalStructureDatabaseEntry> AserDatabase::entry(int i) const {
+  CifEntryLocation loc = location(i);
+  if (!stored_)
+    return make_handle<CrystalStructureDatabaseEntry>(std::move(loc.id), std::move(loc.file),
+                                                      std::move(loc.block_name), loc.block_index,
+                                                      loc.range);
+  return make_handle<CrystalStructureDatabaseEntry>(std::move(loc.id), std::move(loc.file),
+                                                    std::move(loc.block_name), loc.block_index,
+                                                    stored_, rows_[static_cast<std::size_t>(i)]);
+}
+
+int AserDatabase::index_of(const DatabaseEntryIdentifier& id) const {
+  const long long row = entry_rows_->position_of(id.str());
+  const auto at = std::lower_bound(rows_.begin(), rows_.end(), row);
+  return row >= 0 && at != rows_.end() && *at == row ? static_cast<int>(at - rows_.begin()) : -1;
 }
 
 int AserDatabase::run_end(int i) const {
-  if (!stored_)
-    return CifDatabase::run_end(i);
-  if (i < 0 || i >= nentries())
-    throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
-  return i + 1; // no file is read: nothing is gained by reading entries together
+  check_entry_index(i, nentries());
+  // With stored structures no file is read: nothing is gained by reading entries together.
+  return stored_ ? i + 1 : run_ends_[static_cast<std::size_t>(i)];
+}
+
+bool AserDatabase::screens_agree(int i, const AserBitScreens& pattern) const {
+  check_entry_index(i, nentries());
+  const auto* record = screens_.data() + static_cast<std::size_t>(i) * screen_bytes_;
+  for (const auto& [bit, value] : pattern.screens) {
+    const auto byte = static_cast<std::size_t>(bit / 8);
+    const bool set = bit >= 0 && byte < screen_bytes_ && ((record[byte] >> (bit % 8)) & 1u) != 0;
+    if (set != value)
+      return false;
+  }
+  return true;
 }
 
 THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {

@@ -148,9 +148,12 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
 /// loaded from the index one entry at a time.
 ///
 /// Entries that were unreadable when the index was built are left out of the database and
-/// listed in problems(), as are the problems met while listing the sources. The whole index,
-/// stored structures apart, is read when the database is opened; the object is immutable
-/// afterwards and may be read from several threads.
+/// listed in problems(), as are the problems met while listing the sources. The whole index is
+/// checked when the database is opened, and every entry's screen record kept in memory (under a
+/// hundred bytes an entry); an entry's names and place in its file are read from the index when
+/// the entry is asked for, so that a collection of a hundred thousand entries is not held in
+/// memory to search the few that pass the screens. The object is immutable afterwards and may
+/// be read from several threads.
 class AserDatabase : public CifDatabase {
 public:
   /// Opens an index and the sources it records. Throws ScreenIndexError, naming the file, when
@@ -165,6 +168,9 @@ public:
   /// The stored screen record of an entry: a new record each call. std::out_of_range naming the
   /// identifier when the database has no such entry.
   THandle<Aser> aser(const DatabaseEntryIdentifier& id) const;
+  /// Whether entry `i`'s screen record agrees with every (bit, value) pair of the pattern,
+  /// without reading the entry's names; std::out_of_range as entry(i).
+  bool screens_agree(int i, const AserBitScreens& pattern) const;
   /// The index file.
   const std::string& index_path() const { return index_path_; }
   /// Whether the index stores the entries' structures: an entry's crystal() then loads it
@@ -177,8 +183,15 @@ public:
   static constexpr int first_indexed_bit = 600;
   static constexpr int max_indexed_screens = Aser::max_bit - first_indexed_bit + 1;
 
+  int nentries() const override { return static_cast<int>(rows_.size()); }
+  /// The entry as the index records it. Throws ScreenIndexError naming the index when its row
+  /// can no longer be read.
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
   using CifDatabase::entry;
+  /// Read from the index, as entry(i).
+  CifEntryLocation location(int i) const override;
+  /// Looked up in the index; -1 when no readable entry has the identifier.
+  int index_of(const DatabaseEntryIdentifier& id) const override;
   /// With stored structures every entry is read on its own; else as CifDatabase::run_end.
   int run_end(int i) const override;
 
@@ -194,19 +207,24 @@ public:
 
 private:
   struct Contents;
+  class EntryRows;
   explicit AserDatabase(Contents contents);
   static Contents read_index(const std::string& path,
                              const std::vector<std::string>* expected_sources);
 
   std::string index_path_;
-  // Every entry's screen record, in the order of locations(), each as long as the longest: one
-  // block rather than an object per entry.
+  // Each entry's row in the index, in database order.
+  std::vector<long long> rows_;
+  // The entries' rows, read one at a time.
+  std::shared_ptr<const EntryRows> entry_rows_;
+  // Every entry's screen record, in database order, each as long as the longest: one block
+  // rather than an object per entry.
   std::size_t screen_bytes_ = 0;
   std::vector<std::uint8_t> screens_;
   std::vector<std::string> indexed_screens_;
-  // With stored structures: the store, and each entry's row in the index.
+  // With stored structures, the store; without, where each run of entries read together ends.
   std::shared_ptr<const StoredStructures> stored_;
-  std::vector<long long> rows_; // parallel to locations()
+  std::vector<int> run_ends_;
 };
 
 } // namespace xtalmotif

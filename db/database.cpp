@@ -11,6 +11,7 @@
 #include <ostream>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -213,10 +214,45 @@ bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name
 std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
                                                         std::vector<std::string>& problems) {
   std::vector<std::string> files;
-  std::set<std::string> seen;
+  // The files of a folder walked without resolving each one: files [begin, end), in order, each
+  // named by the folder's name (`prefix` characters) and the file's path within it, whose
+  // canonical name is `root` + "/" + that path. A file is found among them by bisection, so
+  // that a walk of a hundred thousand files keeps no second list of their canonical names.
+  struct Walked {
+    std::string root;
+    std::size_t prefix, begin, end;
+  };
+  std::vector<Walked> walked;
+  std::set<std::string> seen; // the canonical names of the other files
+  auto listed = [&](const std::string& key) {
+    if (seen.count(key) > 0)
+      return true;
+    for (const Walked& w : walked) {
+      if (key.size() <= w.root.size() || key.compare(0, w.root.size(), w.root) != 0 ||
+          key[w.root.size()] != '/')
+        continue;
+      const std::string_view path = std::string_view(key).substr(w.root.size() + 1);
+      auto within = [&w](const std::string& name) {
+        return std::string_view(name).substr(std::min(w.prefix, name.size()));
+      };
+      const auto first = files.begin() + static_cast<std::ptrdiff_t>(w.begin);
+      const auto last = files.begin() + static_cast<std::ptrdiff_t>(w.end);
+      const auto it = std::lower_bound(first, last, path, [&](const std::string& name,
+                                                              std::string_view p) {
+        return within(name) < p;
+      });
+      if (it != last && within(*it) == path)
+        return true;
+    }
+    return false;
+  };
   auto add = [&](const fs::path& p) {
-    if (seen.insert(file_key(p)).second)
-      files.push_back(p.string());
+    std::string key = file_key(p);
+    if (listed(key))
+      return false;
+    seen.insert(std::move(key));
+    files.push_back(p.string());
+    return true;
   };
   for (const auto& source : sources) {
     fs::path p(source);
@@ -227,40 +263,52 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
       continue;
     }
     if (fs::is_directory(st)) {
-      // Each file found as its name and whether it is a link. Names are kept as plain text: a
-      // path object also keeps every component of the name apart, several times the memory in
-      // a folder of a hundred thousand files.
-      std::vector<std::pair<std::string, bool>> found;
+      // The files found, named as plain text (a path object also keeps every component of the
+      // name apart, several times the memory in a folder of a hundred thousand files), and
+      // those of them that are links.
+      std::vector<std::string> found, links;
       fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
       fs::recursive_directory_iterator end;
       for (; !ec && it != end; it.increment(ec)) {
         std::error_code fec;
         if (it->is_regular_file(fec) && is_cif_name(it->path())) {
-          const bool link = it->is_symlink(fec) || fec;
-          found.emplace_back(it->path().generic_string(), link);
+          found.push_back(it->path().generic_string());
+          if (it->is_symlink(fec) || fec)
+            links.push_back(found.back());
         }
       }
       if (ec)
         problems.push_back(source + ": cannot search the directory: " + ec.message());
       std::sort(found.begin(), found.end());
+      std::sort(links.begin(), links.end());
       // The walk does not enter linked folders, so a file found under the folder's own
       // canonical name is its canonical name too, unless the file is itself a link: the
-      // folder is resolved once rather than every file one component at a time.
+      // folder is resolved once rather than every file one component at a time. The files
+      // are listed in order, each unless listed before (a link to a file of the folder lists
+      // whichever of the two comes first).
       std::error_code cec;
       const fs::path root = fs::canonical(p, cec);
       const std::string folder = p.string();
-      for (auto& [name, link] : found) {
-        // The walk names a file as the folder's name followed by the file's path within it.
-        const std::size_t within = name.compare(0, folder.size(), folder) == 0
-                                       ? name.find_first_not_of('/', folder.size())
-                                       : std::string::npos;
-        if (cec || link || within == std::string::npos) {
+      // The walk names a file as the folder's name followed by the file's path within it.
+      auto within = [&folder](const std::string& name) {
+        return name.compare(0, folder.size(), folder) == 0
+                   ? name.find_first_not_of('/', folder.size())
+                   : std::string::npos;
+      };
+      const std::size_t prefix = found.empty() ? std::string::npos : within(found.front());
+      walked.push_back({root.string(), prefix, files.size(), files.size()});
+      files.reserve(files.size() + found.size());
+      for (std::string& name : found) {
+        if (cec || prefix == std::string::npos || within(name) != prefix ||
+            std::binary_search(links.begin(), links.end(), name))
           add(name);
-          continue;
-        }
-        if (seen.insert(root.string() + "/" + name.substr(within)).second)
+        else if ((walked.size() == 1 && seen.empty()) || // nothing else listed yet
+                 !listed(walked.back().root + "/" + name.substr(prefix)))
           files.push_back(std::move(name));
+        walked.back().end = files.size();
       }
+      if (cec)
+        walked.pop_back();
     } else if (fs::is_regular_file(st)) {
       add(p);
     } else {
@@ -352,6 +400,12 @@ int CifDatabase::run_end(int i) const {
   if (i < 0 || i >= nentries())
     throw std::out_of_range(out_of_range_text(i));
   return run_end_[static_cast<std::size_t>(i)];
+}
+
+CifEntryLocation CifDatabase::location(int i) const {
+  if (i < 0 || i >= nentries())
+    throw std::out_of_range(out_of_range_text(i));
+  return locations_[static_cast<std::size_t>(i)];
 }
 
 THandle<CrystalStructureDatabaseEntry> CifDatabase::entry(int i) const {

@@ -201,11 +201,11 @@ public:
   int run_end(int i) const override;
 
   /// Position of the entry with this identifier, or -1.
-  int index_of(const DatabaseEntryIdentifier& id) const;
+  virtual int index_of(const DatabaseEntryIdentifier& id) const;
   /// The sources as given.
   const std::vector<std::string>& sources() const { return sources_; }
-  /// Every entry's location, in database order.
-  const std::vector<CifEntryLocation>& locations() const { return locations_; }
+  /// Where entry `i` lives; std::out_of_range as entry(i).
+  virtual CifEntryLocation location(int i) const;
 
   /// The CIF files the sources stand for, in database order and without repeats, without reading
   /// them: the given files and the `*.cif` / `*.cif.gz` files under the given directories.

@@ -38,11 +38,20 @@ public:
     const CollectionSearchSettings& settings = cs_.settings_;
     EntryOutcome out;
     try {
+      // Where the database is the index itself, its screens are read by position: an entry
+      // left out by them is not looked up at all, and is named only when every outcome is kept.
+      const bool by_position = static_cast<const void*>(cs_.screens_.get()) ==
+                               static_cast<const void*>(cs_.db_.get());
+      const bool screened_out = by_position && !passes_screens(index, out);
+      if (screened_out && !names_every_entry_)
+        return out;
       THandle<CrystalStructureDatabaseEntry> entry = cs_.db_->entry(index);
       out.id = entry->identifier();
       out.file = entry->source_file();
       out.block = entry->block_name();
-      if (!cs_.screens_.is_null() && !passes_screens(out))
+      if (screened_out)
+        return out;
+      if (!by_position && !cs_.screens_.is_null() && !passes_screens(out))
         return out;
       THandle<CrystalMaker> crystal = entry->crystal(reader);
       if (cs_.screens_.is_null() && any_filter(settings.filters) &&
@@ -81,7 +90,25 @@ public:
     return out;
   }
 
+  /// Whether outcomes of entries left out by the index's screens carry the entries' names.
+  void set_names_every_entry(bool names) { names_every_entry_ = names; }
+
 private:
+  // The same checks as passes_screens(out), by the entry's position in the index.
+  bool passes_screens(int index, EntryOutcome& out) const {
+    const AserDatabase& index_db = *cs_.screens_;
+    if (any_filter(cs_.settings_.filters) &&
+        !index_db.screens_agree(index, *cs_.settings_.filters->bit_screens())) {
+      out.status = EntryStatus::Filtered;
+      return false;
+    }
+    if (cs_.settings_.prescreen && !index_db.screens_agree(index, *screener_.bit_screens())) {
+      out.status = EntryStatus::Prescreened;
+      return false;
+    }
+    return true;
+  }
+
   bool passes_screens(EntryOutcome& out) const {
     if (any_filter(cs_.settings_.filters) && !screener_.check_filters(cs_.screens_, out.id)) {
       out.status = EntryStatus::Filtered;
@@ -98,6 +125,7 @@ private:
   THandle<Motif> motif_;
   // The screen checks live on a search object; one per worker is enough for them.
   MotifSearch screener_;
+  bool names_every_entry_ = true;
 };
 
 CollectionSearch::CollectionSearch(THandle<Database<CrystalStructureDatabaseEntry>> db,
@@ -107,6 +135,7 @@ CollectionSearch::CollectionSearch(THandle<Database<CrystalStructureDatabaseEntr
 
 void CollectionSearch::run_entries(
     const std::function<THandle<Motif>()>& make_motif, Executor& executor,
+    bool names_every_entry,
     const std::function<void(int index, EntryOutcome&& outcome, int worker)>& keep,
     const EntryCallback& on_entry) const {
   std::vector<std::unique_ptr<Worker>> workers(
@@ -116,11 +145,16 @@ void CollectionSearch::run_entries(
   const std::vector<int> runs = run_starts(*db_);
   executor.run(static_cast<int>(runs.size()), [&](int r, int w) {
     std::unique_ptr<Worker>& worker = workers[static_cast<std::size_t>(w)];
-    if (!worker)
+    if (!worker) {
       worker = std::make_unique<Worker>(*this, make_motif());
+      worker->set_names_every_entry(names_every_entry);
+    }
     const int first = runs[static_cast<std::size_t>(r)];
-    CifFileReader reader(db_->entry(first)->source_file());
-    for (int i = first; i < db_->run_end(first); ++i) {
+    // An entry read on its own needs no reader of the run: it is not looked up before its
+    // screens are checked.
+    const int end = db_->run_end(first);
+    CifFileReader reader(end > first + 1 ? db_->entry(first)->source_file() : std::string());
+    for (int i = first; i < end; ++i) {
       EntryOutcome out = worker->run(i, reader);
       if (on_entry)
         on_entry(i, out);
@@ -135,7 +169,7 @@ std::vector<EntryOutcome> CollectionSearch::search(const std::function<THandle<M
   Executor on_caller;
   std::vector<EntryOutcome> outcomes(static_cast<std::size_t>(db_->nentries()));
   run_entries(
-      make_motif, executor ? *executor : on_caller,
+      make_motif, executor ? *executor : on_caller, true,
       [&](int i, EntryOutcome&& out, int) {
         outcomes[static_cast<std::size_t>(i)] = std::move(out);
       },
@@ -155,7 +189,7 @@ CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>&
   };
   std::vector<Part> parts(static_cast<std::size_t>(std::max(1, ex.workers())));
   run_entries(
-      make_motif, ex,
+      make_motif, ex, false,
       [&](int i, EntryOutcome&& out, int w) {
         Part& part = parts[static_cast<std::size_t>(w)];
         part.counts.add(out);

@@ -105,13 +105,17 @@ public:
   std::vector<EntryOutcome> search(const std::function<THandle<Motif>()>& make_motif,
                                    Executor* executor = nullptr,
                                    const EntryCallback& on_entry = {}) const;
-  /// The same search, keeping only the outcomes worth reporting and counting the others.
+  /// The same search, keeping only the outcomes worth reporting and counting the others. An
+  /// entry that the index's screens leave out is not looked up in the index: its outcome, as
+  /// the callback sees it, names no entry.
   CollectionSurvey survey(const std::function<THandle<Motif>()>& make_motif,
                           Executor* executor = nullptr, const EntryCallback& on_entry = {}) const;
 
 private:
-  // Runs every entry, giving each outcome to `keep` on the worker that searched it.
+  // Runs every entry, giving each outcome to `keep` on the worker that searched it; without
+  // `names_every_entry`, entries the index's screens leave out are counted but not named.
   void run_entries(const std::function<THandle<Motif>()>& make_motif, Executor& executor,
+                   bool names_every_entry,
                    const std::function<void(int index, EntryOutcome&& outcome, int worker)>& keep,
                    const EntryCallback& on_entry) const;
 

@@ -99,6 +99,14 @@ TEST(CifDatabaseListing, NamesFilesAndProblemsOfAMixedFolder) {
     EXPECT_EQ(ids_of(CifDatabase({first.string(), second.string()})),
               std::vector<std::string>{"alpha_1"})
         << first << " " << second;
+  // Links to a file of their own folder, before it and after it in order; a folder named
+  // after a folder holding it.
+  write_text(dir / "t/b.cif", listable_block("beta"));
+  std::filesystem::create_symlink(dir / "t/b.cif", dir / "t/a.cif");
+  std::filesystem::create_symlink(dir / "t/b.cif", dir / "t/c.cif");
+  EXPECT_EQ(ids_of(CifDatabase({(dir / "t").string()})), std::vector<std::string>{"beta"});
+  EXPECT_EQ(ids_of(CifDatabase({(dir / "p4").string(), dir.path.string()})).size(),
+            ids_of(CifDatabase({dir.path.string()})).size());
   // Sources that give nothing are reported by name; the rest is listed.
   write_text(dir / "r/letter.cif", "Dear editor,\nplease find our structure attached.\n");
   write_text(dir / "r/publication.cif", "data_pub\n_journal_name_full 'Acta Cryst.'\n");
