@@ -104,8 +104,10 @@ TEST(PrescreenSafety, NoMotifLosesAHitToThePrescreenOverTheBulkCollection) {
     EXPECT_EQ(element_bits, entry_screens(*crystal).set_bits()) << id;
     THandle<CrystalMaker> silver = copy_crystal(*crystal);
     SilverCarboxylateMotifs::remove_silver_bonds(silver);
+    const int at = screened->index_of(id); // a collection search reads screens by position
     for (std::size_t k = 0; k < motifs.size(); ++k) {
       const bool passes = screen[k]->prescreen_aser(screened, id);
+      EXPECT_EQ(screened->screens_agree(at, *screen[k]->bit_screens()), passes) << id;
       rejected[k] += passes ? 0 : 1;
       rejected_plain[k] += plain_screen[k]->prescreen_aser(screened, id) ? 0 : 1;
       if (passes && !motifs[k].built_here)
