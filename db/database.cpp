@@ -207,27 +207,75 @@ void assign_identifiers(std::vector<CifEntryLocation>& locations) {
   }
 }
 
-} // namespace
+// The files of a database's sources in order, each listed once however often it is named.
+class SourceFileList {
+public:
+  // A file named on its own (or reached through a link): listed unless listed before.
+  void add_file(const fs::path& p) {
+    std::string key = file_key(p);
+    if (listed(key))
+      return;
+    seen_.insert(std::move(key));
+    files_.push_back(p.string());
+  }
 
-bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name(path); }
+  // The `*.cif` and `*.cif.gz` files under folder `p`, in order of their paths; `source` names
+  // the folder in a problem.
+  void add_folder(const fs::path& p, const std::string& source,
+                  std::vector<std::string>& problems) {
+    std::vector<std::string> found, links;
+    std::error_code ec;
+    fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
+    for (fs::recursive_directory_iterator end; !ec && it != end; it.increment(ec)) {
+      std::error_code fec;
+      if (it->is_regular_file(fec) && is_cif_name(it->path())) {
+        found.push_back(it->path().generic_string());
+        if (it->is_symlink(fec) || fec)
+          links.push_back(found.back());
+      }
+    }
+    if (ec)
+      problems.push_back(source + ": cannot search the directory: " + ec.message());
+    std::sort(found.begin(), found.end());
+    std::sort(links.begin(), links.end());
+    // The walk does not enter linked folders, so a file found under the folder's own canonical
+    // name is its canonical name too, unless the file is itself a link: the folder is resolved
+    // once rather than every file one component at a time. A link to a file of the folder
+    // lists whichever of the two comes first.
+    std::error_code cec;
+    const fs::path root = fs::canonical(p, cec);
+    const std::string folder = p.string();
+    // The walk names a file as the folder's name followed by the file's path within it: the
+    // length of that name, with the separators after it.
+    auto prefix_of = [&folder](const std::string& name) {
+      return name.compare(0, folder.size(), folder) == 0
+                 ? name.find_first_not_of('/', folder.size())
+                 : std::string::npos;
+    };
+    const std::size_t prefix = found.empty() ? std::string::npos : prefix_of(found.front());
+    walked_.push_back({root.string(), prefix, files_.size(), files_.size()});
+    files_.reserve(files_.size() + found.size());
+    for (std::string& name : found) {
+      if (cec || prefix == std::string::npos || prefix_of(name) != prefix ||
+          std::binary_search(links.begin(), links.end(), name))
+        add_file(name);
+      else if ((walked_.size() == 1 && seen_.empty()) || // nothing else listed yet
+               !listed(walked_.back().root + "/" + name.substr(prefix)))
+        files_.push_back(std::move(name));
+      walked_.back().end = files_.size();
+    }
+    if (cec)
+      walked_.pop_back();
+  }
 
-std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
-                                                        std::vector<std::string>& problems) {
-  std::vector<std::string> files;
-  // The files of a folder walked without resolving each one: files [begin, end), in order, each
-  // named by the folder's name (`prefix` characters) and the file's path within it, whose
-  // canonical name is `root` + "/" + that path. A file is found among them by bisection, so
-  // that a walk of a hundred thousand files keeps no second list of their canonical names.
-  struct Walked {
-    std::string root;
-    std::size_t prefix, begin, end;
-  };
-  std::vector<Walked> walked;
-  std::set<std::string> seen; // the canonical names of the other files
-  auto listed = [&](const std::string& key) {
-    if (seen.count(key) > 0)
+  std::vector<std::string> take() { return std::move(files_); }
+
+private:
+  // Whether the file of canonical name `key` is listed.
+  bool listed(const std::string& key) const {
+    if (seen_.count(key) > 0)
       return true;
-    for (const Walked& w : walked) {
+    for (const Walked& w : walked_) {
       if (key.size() <= w.root.size() || key.compare(0, w.root.size(), w.root) != 0 ||
           key[w.root.size()] != '/')
         continue;
@@ -235,87 +283,51 @@ std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::s
       auto within = [&w](const std::string& name) {
         return std::string_view(name).substr(std::min(w.prefix, name.size()));
       };
-      const auto first = files.begin() + static_cast<std::ptrdiff_t>(w.begin);
-      const auto last = files.begin() + static_cast<std::ptrdiff_t>(w.end);
-      const auto it = std::lower_bound(first, last, path, [&](const std::string& name,
-                                                              std::string_view p) {
-        return within(name) < p;
-      });
+      const auto first = files_.begin() + static_cast<std::ptrdiff_t>(w.begin);
+      const auto last = files_.begin() + static_cast<std::ptrdiff_t>(w.end);
+      const auto it = std::lower_bound(
+          first, last, path,
+          [&](const std::string& name, std::string_view p) { return within(name) < p; });
       if (it != last && within(*it) == path)
         return true;
     }
     return false;
+  }
+
+  // The files of a folder walked without resolving each one: files_ [begin, end), in order,
+  // each named by the folder's name (`prefix` characters) and the file's path within it, whose
+  // canonical name is `root` + "/" + that path. A file is found among them by bisection, so that
+  // a walk of a hundred thousand files keeps no second list of their canonical names.
+  struct Walked {
+    std::string root;
+    std::size_t prefix, begin, end;
   };
-  auto add = [&](const fs::path& p) {
-    std::string key = file_key(p);
-    if (listed(key))
-      return false;
-    seen.insert(std::move(key));
-    files.push_back(p.string());
-    return true;
-  };
+  std::vector<std::string> files_;
+  std::vector<Walked> walked_;
+  std::set<std::string> seen_; // the canonical names of the other files
+};
+
+} // namespace
+
+bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name(path); }
+
+std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,
+                                                        std::vector<std::string>& problems) {
+  SourceFileList files;
   for (const auto& source : sources) {
     fs::path p(source);
     std::error_code ec;
     fs::file_status st = fs::status(p, ec);
-    if (ec || !fs::exists(st)) {
+    if (ec || !fs::exists(st))
       problems.push_back(source + ": no such file or directory");
-      continue;
-    }
-    if (fs::is_directory(st)) {
-      // The files found, named as plain text (a path object also keeps every component of the
-      // name apart, several times the memory in a folder of a hundred thousand files), and
-      // those of them that are links.
-      std::vector<std::string> found, links;
-      fs::recursive_directory_iterator it(p, fs::directory_options::skip_permission_denied, ec);
-      fs::recursive_directory_iterator end;
-      for (; !ec && it != end; it.increment(ec)) {
-        std::error_code fec;
-        if (it->is_regular_file(fec) && is_cif_name(it->path())) {
-          found.push_back(it->path().generic_string());
-          if (it->is_symlink(fec) || fec)
-            links.push_back(found.back());
-        }
-      }
-      if (ec)
-        problems.push_back(source + ": cannot search the directory: " + ec.message());
-      std::sort(found.begin(), found.end());
-      std::sort(links.begin(), links.end());
-      // The walk does not enter linked folders, so a file found under the folder's own
-      // canonical name is its canonical name too, unless the file is itself a link: the
-      // folder is resolved once rather than every file one component at a time. The files
-      // are listed in order, each unless listed before (a link to a file of the folder lists
-      // whichever of the two comes first).
-      std::error_code cec;
-      const fs::path root = fs::canonical(p, cec);
-      const std::string folder = p.string();
-      // The walk names a file as the folder's name followed by the file's path within it.
-      auto within = [&folder](const std::string& name) {
-        return name.compare(0, folder.size(), folder) == 0
-                   ? name.find_first_not_of('/', folder.size())
-                   : std::string::npos;
-      };
-      const std::size_t prefix = found.empty() ? std::string::npos : within(found.front());
-      walked.push_back({root.string(), prefix, files.size(), files.size()});
-      files.reserve(files.size() + found.size());
-      for (std::string& name : found) {
-        if (cec || prefix == std::string::npos || within(name) != prefix ||
-            std::binary_search(links.begin(), links.end(), name))
-          add(name);
-        else if ((walked.size() == 1 && seen.empty()) || // nothing else listed yet
-                 !listed(walked.back().root + "/" + name.substr(prefix)))
-          files.push_back(std::move(name));
-        walked.back().end = files.size();
-      }
-      if (cec)
-        walked.pop_back();
-    } else if (fs::is_regular_file(st)) {
-      add(p);
-    } else {
+    else if (fs::is_directory(st))
+      files.add_folder(p, source, problems);
+    else if (fs::is_regular_file(st))
+      files.add_file(p);
+    else
       problems.push_back(source + ": not a regular file or directory");
-    }
   }
-  return files;
+  return files.take();
 }
 
 CifDatabase::CifDatabase(std::vector<std::string> sources, Executor* executor)
