@@ -209,8 +209,14 @@ bool Molecule::is_ring_bond(int index) const {
 // depth-first search (Tarjan's low-link), so the whole update is linear in the graph size.
 void Molecule::update_rings() {
   const int n = natoms();
-  ring_bond_.assign(bonds_.size(), 1);
   ring_atom_.assign(n, 0);
+  // A ring takes three bonds at least: waters, ions and the other small molecules of a
+  // crystal, most of its molecules, have none to look for.
+  if (bonds_.size() < 3) {
+    ring_bond_.assign(bonds_.size(), 0);
+    return;
+  }
+  ring_bond_.assign(bonds_.size(), 1);
   std::vector<int> order(n, -1), low(n, 0);
   int counter = 0;
   struct Frame {

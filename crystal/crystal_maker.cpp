@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
@@ -326,6 +327,35 @@ double CrystalMaker::metric_change(const CrystalSymmetryOperator& op) const {
 }
 
 void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOperator>& ops) {
+  // Most structures of a collection share a handful of space groups: the tables made from an
+  // operator list are kept for the last few lists met on this thread, and a list given again,
+  // to the last bit of every translation, takes them as they are.
+  struct Tables {
+    std::vector<CrystalSymmetryOperator> given, operators, listed;
+    std::vector<ListedCode> listed_of;
+  };
+  thread_local std::array<Tables, 8> recent;
+  thread_local std::size_t next = 0;
+  auto same = [](const CrystalSymmetryOperator& a, const CrystalSymmetryOperator& b) {
+    return a.rotation() == b.rotation() &&
+           std::memcmp(&a.translation()[0], &b.translation()[0], sizeof(double)) == 0 &&
+           std::memcmp(&a.translation()[1], &b.translation()[1], sizeof(double)) == 0 &&
+           std::memcmp(&a.translation()[2], &b.translation()[2], sizeof(double)) == 0;
+  };
+  for (const Tables& t : recent)
+    if (!t.operators.empty() && t.given.size() == ops.size() &&
+        std::equal(ops.begin(), ops.end(), t.given.begin(), same)) {
+      operators_ = t.operators;
+      listed_ = t.listed;
+      listed_of_ = t.listed_of;
+      return;
+    }
+  make_operator_tables(ops);
+  recent[next] = Tables{ops, operators_, listed_, listed_of_};
+  next = (next + 1) % recent.size();
+}
+
+void CrystalMaker::make_operator_tables(const std::vector<CrystalSymmetryOperator>& ops) {
   // Repeats are found by comparing rotations as packed keys first: a cubic group's 192
   // operators would otherwise be compared pair by pair in full.
   auto rotation_key = [](const CrystalSymmetryOperator& op) {
@@ -364,9 +394,13 @@ void CrystalMaker::set_symmetry_operators(const std::vector<CrystalSymmetryOpera
                    [](const CrystalSymmetryOperator& op) { return op.is_identity(); }))
     listed_.insert(listed_.begin(), CrystalSymmetryOperator());
   listed_of_.assign(operators_.size(), ListedCode{});
+  std::vector<std::uint64_t> listed_keys;
+  listed_keys.reserve(listed_.size());
+  for (const auto& op : listed_)
+    listed_keys.push_back(rotation_key(op));
   for (std::size_t k = 0; k < operators_.size(); ++k)
     for (std::size_t n = 0; n < listed_.size(); ++n) {
-      if (!(listed_[n].rotation() == operators_[k].rotation()))
+      if (listed_keys[n] != keys[k] || !(listed_[n].rotation() == operators_[k].rotation()))
         continue;
       Translation offset;
       bool whole = true;

@@ -160,6 +160,9 @@ public:
   void print(std::ostream& os) const;
 
 private:
+  // Makes operators_, listed_ and listed_of_ from the operators as given.
+  void make_operator_tables(const std::vector<CrystalSymmetryOperator>& ops);
+
   std::array<double, 6> cell_{{1, 1, 1, 90, 90, 90}};
   Matrix<double, 3, 3> orth_ = Matrix<double, 3, 3>::identity();
   Matrix<double, 3, 3> frac_ = Matrix<double, 3, 3>::identity();
