@@ -916,7 +916,8 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
   return meta;
 }
 
-// The columns of an entry row that say where its block is, in this order, from column `at`.
+// The columns of an entry row that say where its block is: the first ten of a query, in this
+// order.
 constexpr const char* kLocationColumns =
     "identifier, file, block, block_index, block_offset, block_length, block_line, file_size, "
     "block_checksum, compressed";
