@@ -306,12 +306,12 @@ private:
 
 // Standard error after a search: refused entries, notes that a reader of the hits needs to check
 // them against their files, and unless quiet the summary.
-void report_search(const SearchCommand& cmd, const Sources& sources,
+void report_search(const SearchCommand& cmd, std::size_t from_index,
                    const std::vector<std::string>& refused,
                    const std::vector<EntryOutcome>& outcomes, const std::string& summary) {
-  // Entries the screen index left out when it was built are the same on every search of it: in
-  // full with --verbose, else in one line under -q and in full otherwise.
-  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
+  // Entries the screen index left out when it was built (the first `from_index` refused) are
+  // the same on every search of it: in full with --verbose, else in one line under -q and in
+  // full otherwise.
   for (std::size_t i = 0; i < refused.size(); ++i)
     if (i >= from_index || cmd.verbose || !cmd.quiet)
       std::cerr << "refused: " << printable(refused[i]) << '\n';
@@ -446,7 +446,8 @@ int run_search(const SearchCommand& cmd) {
   const std::vector<EntryOutcome>& outcomes = survey.notable;
   CollectionTally counts = std::move(survey.counts);
   counts.refused += static_cast<int>(sources.problems.size());
-  std::vector<std::string> refused = sources.problems;
+  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
+  std::vector<std::string> refused = std::move(sources.problems); // a line per unreadable entry
   for (const auto& o : outcomes)
     if (o.status == EntryStatus::Refused)
       refused.push_back(o.reason);
@@ -478,7 +479,7 @@ int run_search(const SearchCommand& cmd) {
           << (counts.matches == 1 ? " match" : " matches") << ") in " << std::fixed
           << std::setprecision(2) << bar.seconds() << " s\n"
           << propensity.str() << '\n';
-  report_search(cmd, sources, refused, outcomes, summary.str());
+  report_search(cmd, from_index, refused, outcomes, summary.str());
   if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 && !refused.empty())
     return exit_failure;
   return counts.hits > 0 ? exit_hits : exit_no_hits;
