@@ -84,6 +84,14 @@ int Molecule::add_atom(const THandle<Atom>& atom) {
   return static_cast<int>(atoms_.size()) - 1;
 }
 
+void Molecule::reserve_atoms(int n) {
+  const auto size = static_cast<std::size_t>(std::max(n, 0));
+  atoms_.reserve(size);
+  neighbours_.reserve(size);
+  atom_bonds_.reserve(size);
+  ring_atom_.reserve(size);
+}
+
 THandle<Bond> Molecule::bond(int i) const {
   if (i < 0 || i >= nbonds())
     throw std::out_of_range("IndexedTable::at Illegal index: " + std::to_string(i));
@@ -104,6 +112,34 @@ THandle<Bond> Molecule::add_bond(int a, int b, BondType type) {
 }
 
 void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs, BondType type) {
+  reserve_bonds(pairs);
+  for (const auto& p : pairs)
+    append_bond(p.first, p.second, type);
+  update_rings();
+}
+
+void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs,
+                         const std::vector<BondType>& types, const std::vector<char>& ring_bonds) {
+  if (types.size() != pairs.size() || ring_bonds.size() != pairs.size())
+    throw std::invalid_argument("Molecule::add_bonds: " + std::to_string(pairs.size()) +
+                                " bonds with " + std::to_string(types.size()) + " types and " +
+                                std::to_string(ring_bonds.size()) + " ring flags");
+  // Flags known for a whole bond graph say nothing of one that already had bonds.
+  if (!bonds_.empty())
+    throw std::invalid_argument("Molecule::add_bonds: ring flags given for a molecule with bonds");
+  reserve_bonds(pairs);
+  for (std::size_t b = 0; b < pairs.size(); ++b)
+    append_bond(pairs[b].first, pairs[b].second, types[b]);
+  ring_bond_.assign(ring_bonds.begin(), ring_bonds.end());
+  ring_atom_.assign(atoms_.size(), 0);
+  for (std::size_t b = 0; b < bonds_.size(); ++b)
+    if (ring_bond_[b]) {
+      ring_atom_[bonds_[b]->atom1()] = 1;
+      ring_atom_[bonds_[b]->atom2()] = 1;
+    }
+}
+
+void Molecule::reserve_bonds(const std::vector<std::pair<int, int>>& pairs) {
   // Each atom's lists grow to their final length at once instead of doubling bond by bond.
   // Pairs that append_bond will reject are left out of the count; it throws on reaching them.
   const int n = natoms();
@@ -119,9 +155,6 @@ void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs, BondType
       atom_bonds_[a].reserve(atom_bonds_[a].size() + extra[a]);
     }
   bonds_.reserve(bonds_.size() + pairs.size());
-  for (const auto& p : pairs)
-    append_bond(p.first, p.second, type);
-  update_rings();
 }
 
 void Molecule::append_bond(int a, int b, BondType type) {

@@ -145,6 +145,8 @@ public:
   int index_of(const Atom* atom) const;
   int index_of(const THandle<Atom>& atom) const { return index_of(atom.get()); }
   int add_atom(const THandle<Atom>& atom);
+  /// Room for `n` atoms in all, so that adding them one by one does not move the lists.
+  void reserve_atoms(int n);
 
   int nbonds() const { return static_cast<int>(bonds_.size()); }
   THandle<Bond> bond(int i) const;
@@ -161,6 +163,12 @@ public:
   /// building a large molecule costs time linear in its size.
   void add_bonds(const std::vector<std::pair<int, int>>& pairs,
                  BondType type = BondType::Unknown);
+  /// Adds bonds of the given types whose ring flags are already known, parallel to `pairs`, with
+  /// no ring search: for a molecule taken back from a stored copy whose flags were computed when
+  /// it was built whole. The molecule must have no bonds yet. The flags are trusted; the other
+  /// checks are add_bond's.
+  void add_bonds(const std::vector<std::pair<int, int>>& pairs, const std::vector<BondType>& types,
+                 const std::vector<char>& ring_bonds);
   /// Removes the bond; false when it is not a bond of this molecule.
   bool remove_bond(const THandle<Bond>& bond);
   /// The bond joining a and b, or a null handle.
@@ -192,6 +200,7 @@ public:
 private:
   void check_atom(int i) const;
   void append_bond(int a, int b, BondType type);
+  void reserve_bonds(const std::vector<std::pair<int, int>>& pairs);
   void update_rings();
 
   std::vector<THandle<Atom>> atoms_;

@@ -30,11 +30,13 @@ namespace xtalmotif {
 //            hydrogens (i32 x 3), label (string), with a site its fractional and orthogonal
 //            coordinates and occupancy (f64 x 7)
 //     origins, with flag 2: site, operator, translation (i32 x 5), occupancy (f64)
-//     bonds: count, each its two atoms (i32 x 2) and type (u8), in the molecule's order
+//     bonds: count, each its two atoms (i32 x 2) and a u8, its type with 128 added when the
+//            bond lies on a ring, in the molecule's order
 //
 // The operator list the symmetry codes are reduced to, each operator's place among the listed
-// ones and each molecule's neighbour lists and ring flags are not stored: they follow from the
-// listed operators and the bonds in order exactly as they did when the structure was assembled.
+// ones and each molecule's neighbour lists are not stored: they follow from the listed operators
+// and the bonds in order exactly as they did when the structure was assembled. The ring flags
+// follow from the bonds too, but finding them again was an eighth of the time a load took.
 
 namespace {
 
@@ -48,6 +50,7 @@ constexpr std::size_t kHeaderSize = 4 + 4 + 4 + 8 + 8;
 enum : std::uint8_t { kPolymeric = 1, kDisorder = 2, kHydrogenSites = 4 };
 enum : std::uint8_t { kMolecule3d = 1, kHasOrigins = 2 };
 enum : std::uint8_t { kAtom3d = 1, kHasSite = 2 };
+constexpr std::uint8_t kRingBond = 128;
 
 // The fewest bytes one record of a list can take, so that a count is checked against the bytes
 // left before anything is allocated for it.
@@ -194,15 +197,16 @@ void put_molecule(Writer& w, const Molecule& m, const std::vector<AtomOrigin>& o
     w.put(o.occupancy);
   }
   w.count(m.bonds().size());
-  for (const auto& b : m.bonds()) {
-    w.put(static_cast<std::int32_t>(b->atom1()));
-    w.put(static_cast<std::int32_t>(b->atom2()));
-    w.put(static_cast<std::uint8_t>(b->type()));
+  for (int i = 0; i < m.nbonds(); ++i) {
+    const Bond& b = *m.bonds()[static_cast<std::size_t>(i)];
+    w.put(static_cast<std::int32_t>(b.atom1()));
+    w.put(static_cast<std::int32_t>(b.atom2()));
+    w.put(static_cast<std::uint8_t>(static_cast<std::uint8_t>(b.type()) |
+                                    (m.is_ring_bond(i) ? kRingBond : 0)));
   }
 }
 
-BondType bond_type(Reader& r) {
-  const auto t = r.get<std::uint8_t>();
+BondType bond_type(std::uint8_t t, Reader& r) {
   switch (static_cast<BondType>(t)) {
   case BondType::Unknown:
   case BondType::Single:
@@ -221,6 +225,7 @@ void get_molecule(Reader& r, CrystalMaker& crystal) {
   THandle<Molecule> m = (flags & kMolecule3d) ? THandle<Molecule>(make_handle<Molecule3d>())
                                               : make_handle<Molecule>();
   const std::size_t natoms = r.count(kMinAtom);
+  m->reserve_atoms(static_cast<int>(natoms));
   for (std::size_t i = 0; i < natoms; ++i) {
     const auto atom_flags = r.get<std::uint8_t>();
     const auto code = r.get<std::int32_t>();
@@ -258,15 +263,16 @@ void get_molecule(Reader& r, CrystalMaker& crystal) {
   const std::size_t nbonds = r.count(kBond);
   std::vector<std::pair<int, int>> pairs(nbonds);
   std::vector<BondType> types(nbonds);
+  std::vector<char> ring(nbonds);
   for (std::size_t b = 0; b < nbonds; ++b) {
     pairs[b].first = r.get<std::int32_t>();
     pairs[b].second = r.get<std::int32_t>();
-    types[b] = bond_type(r);
+    const auto t = r.get<std::uint8_t>();
+    types[b] = bond_type(static_cast<std::uint8_t>(t & ~kRingBond), r);
+    ring[b] = (t & kRingBond) ? 1 : 0;
   }
   // In their order, so that every atom's neighbours come in the order they came in.
-  m->add_bonds(pairs);
-  for (std::size_t b = 0; b < nbonds; ++b)
-    m->bonds()[b]->set_type(types[b]);
+  m->add_bonds(pairs, types, ring);
   crystal.add_molecule(m, std::move(origins));
 }
 

@@ -21,14 +21,15 @@ public:
 };
 
 /// Version of the stored form written by store_crystal; load_crystal refuses any other.
-constexpr std::uint32_t stored_crystal_format_version = 1;
+constexpr std::uint32_t stored_crystal_format_version = 2;
 
 /// The assembled crystal as compact bytes: cell, space-group name, the listed symmetry operators
 /// (the operators are derived from them as when the file was read), where the symmetry came from,
 /// every molecule with its atoms (element, label, charge, implied hydrogens, site coordinates and
-/// occupancy, the atom's origin in the file) and its bonds in order, and what the reader noted
-/// (flags, R factor, errors, warnings and notices). Numbers keep every bit, in this machine's byte
-/// order; a header holds the format version, the byte order and a 64-bit digest of the rest.
+/// occupancy, the atom's origin in the file) and its bonds in order with their ring flags, and
+/// what the reader noted (flags, R factor, errors, warnings and notices). Numbers keep every bit,
+/// in this machine's byte order; a header holds the format version, the byte order and a 64-bit
+/// digest of the rest.
 std::string store_crystal(const CrystalMaker& crystal);
 
 /// The crystal of bytes written by store_crystal, indistinguishable from the one stored: the same

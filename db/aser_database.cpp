@@ -649,6 +649,8 @@ void write_meta(Sqlite& out, const ScreenIndexOptions& options, const ScreenInde
       {"format", kFormatName},
       {"screen_version", std::to_string(AserDatabase::screen_version)},
       {"entries", std::to_string(summary.entries)}};
+  if (options.store_structures)
+    meta.emplace_back("structure_format", std::to_string(stored_crystal_format_version));
   if (!options.screens.empty()) {
     std::string keys;
     const int n =
@@ -913,6 +915,14 @@ std::map<std::string, std::string> read_header(Sqlite& db, const std::string& pa
     throw StaleScreenIndexError(path + ": screen index was made with screen definitions version " +
                                 meta["screen_version"] + ", this program uses version " +
                                 std::to_string(AserDatabase::screen_version) + "; rebuild it");
+  // Refused here rather than entry by entry, each stored structure naming its own version.
+  const std::string& format = meta["structure_format"];
+  if (stored && format != std::to_string(stored_crystal_format_version))
+    throw StaleScreenIndexError(
+        path + ": screen index stores its structures in " +
+        (format.empty() ? std::string("an earlier format") : "format version " + format) +
+        ", this program reads version " + std::to_string(stored_crystal_format_version) +
+        "; rebuild it");
   return meta;
 }
 

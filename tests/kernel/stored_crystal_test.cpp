@@ -10,6 +10,7 @@
 #include "test_data.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 namespace xtalmotif {
 namespace {
@@ -110,6 +111,24 @@ TEST(StoredStructuresIndex, EntriesAreLoadedWithoutReadingTheirFiles) {
   ASSERT_TRUE(stored.has_stored_structures());
   EXPECT_EQ(dump(*stored.entry(0)->crystal()), before);
   EXPECT_NE(dump(*read_crystal(cif.string(), "")), before);
+  // Structures stored in another format make the whole index out of date, not each entry.
+  for (const char* sql : {"UPDATE meta SET value = '1' WHERE key = 'structure_format';",
+                          "DELETE FROM meta WHERE key = 'structure_format';"}) {
+    const fs::path old = dir / "old.idx";
+    fs::copy_file(dir / "stored.idx", old, fs::copy_options::overwrite_existing);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(old.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    sqlite3_close(db);
+    try {
+      AserDatabase opened(old.string());
+      ADD_FAILURE() << "opened after " << sql;
+    } catch (const StaleScreenIndexError& e) {
+      const std::string says = e.what();
+      EXPECT_EQ(says.rfind(old.string() + ": screen index stores its structures in ", 0), 0u)
+          << says;
+    }
+  }
 }
 
 } // namespace
