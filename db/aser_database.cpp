@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -771,8 +772,7 @@ struct AserDatabase::Contents {
   std::vector<std::string> problems;
   std::vector<long long> rows; // each entry's row in the entries table
   std::shared_ptr<const EntryRows> entry_rows;
-  std::size_t screen_bytes = 0;      // of each screen record below
-  std::vector<std::uint8_t> screens; // screen_bytes per entry
+  std::size_t screen_bytes = 0; // of the longest screen record
   std::vector<std::string> indexed_screens;
   std::shared_ptr<const StoredStructures> stored;
   std::vector<int> run_ends; // without stored structures
@@ -948,24 +948,20 @@ CifEntryLocation location_from(const Statement& st) {
 // What read_entries keeps of the readable entries.
 struct KeptEntries {
   std::vector<long long>& rows;
-  std::size_t stride; // bytes of each screen record
-  std::vector<std::uint8_t>& screens;
   std::vector<int>* run_ends; // null when nothing is read together
 };
 
-// The entry rows, in order, each added to `sum` when there is one; with `keep`, the readable ones
-// kept (their rows, their screens as records of `stride` bytes, zeros after a record's last byte,
-// where runs of them end), the others as problems. Returns the number of rows and the length of
-// the longest screen record.
+// The entry rows, in order, each added to `sum`, the readable ones kept (their rows, where runs
+// of them end), the others as problems. Returns the number of rows and the length of
+// the longest screen record. The screen records themselves are read again when they are asked
+// for, a chunk of entries at a time: a collection of a hundred thousand entries would hold
+// megabytes of them.
 std::pair<int, std::size_t>
-read_entries(Sqlite& db, Checksum* sum, KeptEntries* keep, std::vector<std::string>& problems,
+read_entries(Sqlite& db, Checksum& sum, const KeptEntries& keep, std::vector<std::string>& problems,
              std::size_t room, const std::function<ScreenIndexError(const std::string&)>& damaged) {
   int rows = 0;
   std::size_t longest = 0;
-  if (keep) {
-    keep->rows.reserve(room);
-    keep->screens.reserve(room * keep->stride);
-  }
+  keep.rows.reserve(room);
   // Whether each kept entry continues the run of the one before: a block of a gzipped file
   // followed by another block of that file.
   std::vector<bool> continued;
@@ -977,45 +973,38 @@ read_entries(Sqlite& db, Checksum* sum, KeptEntries* keep, std::vector<std::stri
     ++rows;
     const bool readable = st.integer(10) != 0;
     std::string payload = readable ? st.blob(11) : st.text(12);
-    if (sum) {
-      for (int column : {0, 1, 2})
-        sum->add(st.text(column));
-      sum->add(st.integer(3));
-      stored_range(st).add_to(*sum);
-      sum->add(readable ? 1 : 0);
-      sum->add(payload);
-    }
-    if (readable && payload.size() > (keep ? keep->stride : Aser::max_bytes))
+    for (int column : {0, 1, 2})
+      sum.add(st.text(column));
+    sum.add(st.integer(3));
+    stored_range(st).add_to(sum);
+    sum.add(readable ? 1 : 0);
+    sum.add(payload);
+    if (readable && payload.size() > Aser::max_bytes)
       throw damaged("entry " + st.text(0) + ": screen record of " +
                     std::to_string(payload.size()) + " bytes is longer than any record");
     if (readable)
       longest = std::max(longest, payload.size());
-    if (!keep)
-      continue;
     if (!readable) {
       problems.push_back(payload + " (entry " + st.text(0) +
                          " left out when the screen index was built)");
       continue;
     }
-    keep->rows.push_back(st.integer(13));
-    keep->screens.resize(keep->screens.size() + keep->stride, 0);
-    std::memcpy(keep->screens.data() + keep->screens.size() - keep->stride, payload.data(),
-                payload.size());
-    if (keep->run_ends) {
+    keep.rows.push_back(st.integer(13));
+    if (keep.run_ends) {
       std::string file = st.text(1);
       continued.push_back(last_compressed && file == last_file);
       last_compressed = st.integer(9) != 0;
       last_file = std::move(file);
     }
   }
-  if (keep && keep->run_ends) {
+  if (keep.run_ends) {
     // A run ends where the next entry does not continue it.
     const int n = static_cast<int>(continued.size());
-    keep->run_ends->assign(continued.size(), 0);
+    keep.run_ends->assign(continued.size(), 0);
     for (int i = n - 1; i >= 0; --i)
-      (*keep->run_ends)[static_cast<std::size_t>(i)] =
+      (*keep.run_ends)[static_cast<std::size_t>(i)] =
           i + 1 < n && continued[static_cast<std::size_t>(i) + 1]
-              ? (*keep->run_ends)[static_cast<std::size_t>(i) + 1]
+              ? (*keep.run_ends)[static_cast<std::size_t>(i) + 1]
               : i + 1;
   }
   return {rows, longest};
@@ -1064,7 +1053,10 @@ public:
       : path_(path), db_(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, read_only_uri(path)),
         by_position_(db_, std::string("SELECT ") + kLocationColumns +
                               " FROM entries WHERE position = ?;"),
-        by_identifier_(db_, "SELECT position FROM entries WHERE identifier = ? AND readable;") {
+        by_identifier_(db_, "SELECT position FROM entries WHERE identifier = ? AND readable;"),
+        screens_at_(db_, "SELECT screens FROM entries WHERE position = ? AND readable;"),
+        screens_between_(db_, "SELECT position, screens FROM entries WHERE position BETWEEN ? "
+                              "AND ? AND readable ORDER BY position;") {
     restrict_connection(db_, budget_);
   }
 
@@ -1085,7 +1077,77 @@ public:
                [](Statement& st) { return st.step() ? st.integer(0) : -1LL; });
   }
 
+  /// The screen record of the readable entry at row `position`, as stored.
+  std::string screens_at(long long position) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return ask(screens_at_, position, [&](Statement& st) {
+      if (!st.step())
+        throw ScreenIndexError(path_ + ": screen index has no entry row " +
+                               std::to_string(position) + "; rebuild it");
+      return st.blob(0);
+    });
+  }
+
+  /// Copies the screen record of entry `i` (its row rows[i]) into `out`: `stride` bytes, zeros
+  /// after the record's last. The records of a chunk of entries around it are read together,
+  /// and the last few chunks kept, since a search asks for the entries in order.
+  void screen_record(const std::vector<long long>& rows, std::size_t i, std::size_t stride,
+                     std::uint8_t* out) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const std::size_t first = i - i % kChunkEntries;
+    Chunk* chunk = nullptr;
+    for (Chunk& c : chunks_)
+      if (c.first == first && !c.records.empty())
+        chunk = &c;
+    if (!chunk) {
+      chunk = &chunks_[next_chunk_];
+      next_chunk_ = (next_chunk_ + 1) % chunks_.size();
+      read_chunk(rows, first, stride, *chunk);
+    }
+    std::memcpy(out, chunk->records.data() + (i - first) * stride, stride);
+  }
+
 private:
+  static constexpr std::size_t kChunkEntries = 1024;
+
+  // The screen records of entries first, first + 1, ..., each `stride` bytes.
+  struct Chunk {
+    std::size_t first = 0;
+    std::vector<std::uint8_t> records;
+  };
+
+  void read_chunk(const std::vector<long long>& rows, std::size_t first, std::size_t stride,
+                  Chunk& chunk) const {
+    const std::size_t n = std::min(kChunkEntries, rows.size() - first);
+    chunk.records.clear(); // no chunk half read stays behind a failure
+    std::vector<std::uint8_t> records(n * stride, 0);
+    budget_.steps_left = 1000 + 100 * static_cast<long long>(n);
+    struct Reset {
+      Statement& query;
+      ~Reset() { query.reset(); }
+    } reset{screens_between_};
+    std::size_t k = 0;
+    try {
+      screens_between_.bind(1, rows[first]);
+      screens_between_.bind(2, rows[first + n - 1]);
+      // The readable rows between the chunk's first and last are exactly the chunk's entries.
+      for (; k < n && screens_between_.step(); ++k) {
+        const std::string payload = screens_between_.blob(1);
+        if (screens_between_.integer(0) != rows[first + k] || payload.size() > stride)
+          break;
+        std::memcpy(records.data() + k * stride, payload.data(), payload.size());
+      }
+    } catch (const Sqlite::SqliteFailure& e) {
+      throw ScreenIndexError(path_ + ": screen index cannot be read (" + e.what() +
+                             "); rebuild it");
+    }
+    if (k != n)
+      throw ScreenIndexError(path_ + ": screen index changed since it was opened (entry row " +
+                             std::to_string(rows[first + k]) + "); rebuild it");
+    chunk.first = first;
+    chunk.records = std::move(records);
+  }
+
   // Runs `read` on `query` bound to `key`, leaving the query ready for the next whatever
   // happens; a failure of the file is an error naming the index.
   template <class Key, class Read>
@@ -1110,6 +1172,10 @@ private:
   mutable Sqlite db_;
   mutable Statement by_position_;
   mutable Statement by_identifier_;
+  mutable Statement screens_at_;
+  mutable Statement screens_between_;
+  mutable std::array<Chunk, 4> chunks_;
+  mutable std::size_t next_chunk_ = 0;
   mutable std::mutex mutex_;
 };
 
@@ -1166,11 +1232,11 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     const long long claimed = std::atoll(meta["entries"].c_str());
     const auto room =
         claimed > 0 && claimed <= index_bytes / 32 ? static_cast<std::size_t>(claimed) : 0;
-    // The entries are read twice: for the checksum, then, once the files are known to be those
-    // the index was built from, to keep what a search needs of them. The files are listed
-    // between the two, so that the list of a large collection's files and its entries are
-    // never held at once.
-    const auto [rows, longest] = read_entries(db, &sum, nullptr, c.problems, room, damaged);
+    // What a search needs of the entries is kept as the checksum is computed: their rows, eight
+    // bytes an entry, are all that is held while the files are compared with those there now.
+    const auto [rows, longest] =
+        read_entries(db, sum, KeptEntries{c.rows, stored ? nullptr : &c.run_ends}, c.problems,
+                     room, damaged);
     if (meta["entries"] != std::to_string(rows))
       throw damaged("it holds " + std::to_string(rows) + " entries of " + meta["entries"]);
     if (const auto keys = meta.find("indexed_screens"); keys != meta.end()) {
@@ -1197,8 +1263,6 @@ AserDatabase::Contents AserDatabase::read_index(const std::string& path,
     Statement files(db, files_query);
     check_files_unchanged(path, c.sources, files);
     c.screen_bytes = longest;
-    KeptEntries kept{c.rows, longest, c.screens, stored ? nullptr : &c.run_ends};
-    read_entries(db, nullptr, &kept, c.problems, room, damaged);
     // The entries' names, and their structures, are read when an entry is asked for.
     c.entry_rows = std::make_shared<EntryRows>(path);
     if (stored)
@@ -1222,7 +1286,6 @@ AserDatabase::AserDatabase(Contents contents)
     : CifDatabase(std::move(contents.sources), {}, std::move(contents.problems)),
       index_path_(std::move(contents.index_path)), rows_(std::move(contents.rows)),
       entry_rows_(std::move(contents.entry_rows)), screen_bytes_(contents.screen_bytes),
-      screens_(std::move(contents.screens)),
       indexed_screens_(std::move(contents.indexed_screens)), stored_(std::move(contents.stored)),
       run_ends_(std::move(contents.run_ends)) {}
 
@@ -1271,7 +1334,8 @@ int AserDatabase::run_end(int i) const {
 
 bool AserDatabase::screens_agree(int i, const AserBitScreens& pattern) const {
   check_entry_index(i, nentries());
-  const auto* record = screens_.data() + static_cast<std::size_t>(i) * screen_bytes_;
+  std::array<std::uint8_t, Aser::max_bytes> record{};
+  entry_rows_->screen_record(rows_, static_cast<std::size_t>(i), screen_bytes_, record.data());
   for (const auto& [bit, value] : pattern.screens) {
     const auto byte = static_cast<std::size_t>(bit / 8);
     const bool set = bit >= 0 && byte < screen_bytes_ && ((record[byte] >> (bit % 8)) & 1u) != 0;
@@ -1285,9 +1349,9 @@ THandle<Aser> AserDatabase::aser(const DatabaseEntryIdentifier& id) const {
   int i = index_of(id);
   if (i < 0)
     throw std::out_of_range("screen index " + index_path_ + " has no entry " + id.str());
-  const auto* record = screens_.data() + static_cast<std::size_t>(i) * screen_bytes_;
-  return make_handle<Aser>(
-      Aser::from_blob(std::string(reinterpret_cast<const char*>(record), screen_bytes_)));
+  std::string record = entry_rows_->screens_at(rows_[static_cast<std::size_t>(i)]);
+  record.resize(screen_bytes_, '\0'); // as long as every other, as the chunks read them
+  return make_handle<Aser>(Aser::from_blob(record));
 }
 
 } // namespace xtalmotif

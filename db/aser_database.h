@@ -149,10 +149,11 @@ ScreenIndexSummary build_screen_index(const CifDatabase& database, const std::st
 ///
 /// Entries that were unreadable when the index was built are left out of the database and
 /// listed in problems(), as are the problems met while listing the sources. The whole index is
-/// checked when the database is opened, and every entry's screen record kept in memory (under a
-/// hundred bytes an entry); an entry's names and place in its file are read from the index when
-/// the entry is asked for, so that a collection of a hundred thousand entries is not held in
-/// memory to search the few that pass the screens. The object is immutable afterwards and may
+/// checked when the database is opened, and only each entry's row in it kept in memory (eight
+/// bytes an entry); the screen records are read from the index a chunk of entries at a time as a
+/// search goes through them, and an entry's names and place in its file when the entry is asked
+/// for, so that a collection of a hundred thousand entries is not held in memory to search the
+/// few that pass the screens. The object is immutable afterwards and may
 /// be read from several threads.
 class AserDatabase : public CifDatabase {
 public:
@@ -217,10 +218,9 @@ private:
   std::vector<long long> rows_;
   // The entries' rows, read one at a time.
   std::shared_ptr<const EntryRows> entry_rows_;
-  // Every entry's screen record, in database order, each as long as the longest: one block
-  // rather than an object per entry.
+  // The length of the longest screen record; the records are read from the index when they are
+  // asked for.
   std::size_t screen_bytes_ = 0;
-  std::vector<std::uint8_t> screens_;
   std::vector<std::string> indexed_screens_;
   // With stored structures, the store; without, where each run of entries read together ends.
   std::shared_ptr<const StoredStructures> stored_;
