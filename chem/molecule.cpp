@@ -131,12 +131,7 @@ void Molecule::add_bonds(const std::vector<std::pair<int, int>>& pairs,
   for (std::size_t b = 0; b < pairs.size(); ++b)
     append_bond(pairs[b].first, pairs[b].second, types[b]);
   ring_bond_.assign(ring_bonds.begin(), ring_bonds.end());
-  ring_atom_.assign(atoms_.size(), 0);
-  for (std::size_t b = 0; b < bonds_.size(); ++b)
-    if (ring_bond_[b]) {
-      ring_atom_[bonds_[b]->atom1()] = 1;
-      ring_atom_[bonds_[b]->atom2()] = 1;
-    }
+  mark_ring_atoms();
 }
 
 void Molecule::reserve_bonds(const std::vector<std::pair<int, int>>& pairs) {
@@ -242,11 +237,11 @@ bool Molecule::is_ring_bond(int index) const {
 // depth-first search (Tarjan's low-link), so the whole update is linear in the graph size.
 void Molecule::update_rings() {
   const int n = natoms();
-  ring_atom_.assign(n, 0);
   // A ring takes three bonds at least: waters, ions and the other small molecules of a
   // crystal, most of its molecules, have none to look for.
   if (bonds_.size() < 3) {
     ring_bond_.assign(bonds_.size(), 0);
+    ring_atom_.assign(n, 0);
     return;
   }
   ring_bond_.assign(bonds_.size(), 1);
@@ -289,6 +284,11 @@ void Molecule::update_rings() {
       }
     }
   }
+  mark_ring_atoms();
+}
+
+void Molecule::mark_ring_atoms() {
+  ring_atom_.assign(atoms_.size(), 0);
   for (std::size_t i = 0; i < bonds_.size(); ++i)
     if (ring_bond_[i]) {
       ring_atom_[bonds_[i]->atom1()] = 1;

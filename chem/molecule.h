@@ -202,6 +202,8 @@ private:
   void append_bond(int a, int b, BondType type);
   void reserve_bonds(const std::vector<std::pair<int, int>>& pairs);
   void update_rings();
+  // The atoms of the ring bonds, from ring_bond_.
+  void mark_ring_atoms();
 
   std::vector<THandle<Atom>> atoms_;
   std::vector<THandle<Bond>> bonds_;

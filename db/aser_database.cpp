@@ -1097,7 +1097,7 @@ public:
     const std::size_t first = i - i % kChunkEntries;
     Chunk* chunk = nullptr;
     for (Chunk& c : chunks_)
-      if (c.first == first && !c.records.empty())
+      if (c.first == first)
         chunk = &c;
     if (!chunk) {
       chunk = &chunks_[next_chunk_];
@@ -1109,38 +1109,34 @@ public:
 
 private:
   static constexpr std::size_t kChunkEntries = 1024;
+  static constexpr std::size_t kNoChunk = static_cast<std::size_t>(-1);
 
-  // The screen records of entries first, first + 1, ..., each `stride` bytes.
+  // The screen records of entries first, first + 1, ..., each `stride` bytes; none read yet
+  // when first is kNoChunk.
   struct Chunk {
-    std::size_t first = 0;
+    std::size_t first = kNoChunk;
     std::vector<std::uint8_t> records;
   };
 
   void read_chunk(const std::vector<long long>& rows, std::size_t first, std::size_t stride,
                   Chunk& chunk) const {
     const std::size_t n = std::min(kChunkEntries, rows.size() - first);
-    chunk.records.clear(); // no chunk half read stays behind a failure
+    chunk.first = kNoChunk; // no chunk half read stays behind a failure
     std::vector<std::uint8_t> records(n * stride, 0);
-    budget_.steps_left = 1000 + 100 * static_cast<long long>(n);
-    struct Reset {
-      Statement& query;
-      ~Reset() { query.reset(); }
-    } reset{screens_between_};
-    std::size_t k = 0;
-    try {
-      screens_between_.bind(1, rows[first]);
-      screens_between_.bind(2, rows[first + n - 1]);
-      // The readable rows between the chunk's first and last are exactly the chunk's entries.
-      for (; k < n && screens_between_.step(); ++k) {
-        const std::string payload = screens_between_.blob(1);
-        if (screens_between_.integer(0) != rows[first + k] || payload.size() > stride)
-          break;
-        std::memcpy(records.data() + k * stride, payload.data(), payload.size());
-      }
-    } catch (const Sqlite::SqliteFailure& e) {
-      throw ScreenIndexError(path_ + ": screen index cannot be read (" + e.what() +
-                             "); rebuild it");
-    }
+    // The readable rows between the chunk's first and last are exactly the chunk's entries.
+    const std::size_t k = ask_within(
+        1000 + 100 * static_cast<long long>(n), screens_between_,
+        [&](Statement& st) {
+          std::size_t read = 0;
+          for (; read < n && st.step(); ++read) {
+            const std::string payload = st.blob(1);
+            if (st.integer(0) != rows[first + read] || payload.size() > stride)
+              break;
+            std::memcpy(records.data() + read * stride, payload.data(), payload.size());
+          }
+          return read;
+        },
+        rows[first], rows[first + n - 1]);
     if (k != n)
       throw ScreenIndexError(path_ + ": screen index changed since it was opened (entry row " +
                              std::to_string(rows[first + k]) + "); rebuild it");
@@ -1153,13 +1149,23 @@ private:
   template <class Key, class Read>
   std::invoke_result_t<Read, Statement&> ask(Statement& query, const Key& key,
                                              const Read& read) const {
-    budget_.steps_left = 1000; // one row looked up by its key takes a few dozen steps
+    // One row looked up by its key takes a few dozen steps.
+    return ask_within(1000, query, read, key);
+  }
+
+  // The same for a query of any number of parameters, bound to `keys` in order, with `steps`
+  // of the work budget.
+  template <class Read, class... Keys>
+  std::invoke_result_t<Read, Statement&> ask_within(long long steps, Statement& query,
+                                                    const Read& read, const Keys&... keys) const {
+    budget_.steps_left = steps;
     struct Reset {
       Statement& query;
       ~Reset() { query.reset(); }
     } reset{query};
     try {
-      query.bind(1, key);
+      int parameter = 0;
+      (query.bind(++parameter, keys), ...);
       return read(query);
     } catch (const Sqlite::SqliteFailure& e) {
       throw ScreenIndexError(path_ + ": screen index cannot be read (" + e.what() +
