@@ -563,7 +563,10 @@ int Perceiver::oxygen_hydrogens(int a, int deg) {
     } else if (x.is_halogen()) {
       h = 0;
     } else {
-      h = 1;
+      // Si, B, Ge...: a silanol, unless a metal takes the hydrogen's place. An oxygen between a
+      // silicon and an aluminium or magnesium is the bridging oxide of every silicate
+      // framework, and the Si-O length cannot tell it from Si-OH.
+      h = s.metal_neighbours > 0 ? 0 : 1;
     }
   } else {
     h = s.metal_neighbours >= 2 ? 0 : 2;
@@ -1109,9 +1112,10 @@ void Perceiver::mark_aromatic_rings() {
 
 std::vector<std::string> Perceiver::run() {
   setup_atoms();
-  if (!settings_.hydrogens_present)
-    derive_hydrogens_from_geometry();
-  else
+  if (!settings_.hydrogens_present) {
+    if (!settings_.hydrogen_free)
+      derive_hydrogens_from_geometry();
+  } else
     fill_missing_water_hydrogens();
   settle_metal_carbonyls();
   settle_hypervalent_centres();

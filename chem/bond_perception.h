@@ -18,6 +18,9 @@ struct BondPerceptionSettings {
   /// True when the structure carries hydrogen sites; when false the hydrogen count of every
   /// atom is derived from bond lengths and angles and stored as its implicit count.
   bool hydrogens_present = true;
+  /// True when the structure holds no hydrogen at all (its formula names none): with no
+  /// hydrogen sites, no hydrogen is then derived or assumed on any atom.
+  bool hydrogen_free = false;
 };
 
 /// Turns atoms with coordinates into the molecule a chemist draws: bonds from interatomic

@@ -759,6 +759,7 @@ CrystalDescription describe_block(const gemmi::cif::Block& block, const std::str
   read_symmetry(v, d);
   read_sites(v, d, where);
   d.formula = v.value({kChemicalFormulaSum, kChemicalFormulaMoiety});
+  d.moiety_formula = v.value({kChemicalFormulaMoiety});
   for (const Tag tag : {kRefineLsRFactorGt, kRefineLsRFactorObs, kRefineLsRFactorAll}) {
     std::string raw = v.value({tag});
     double r = raw.empty() ? NAN : number(raw);

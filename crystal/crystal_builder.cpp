@@ -1571,6 +1571,17 @@ private:
   }
 
   // Whether the structure has hydrogen sites, which decides how bond types are perceived.
+  //
+  // Without them, hydrogen counts are derived from the geometry, unless the structure holds no
+  // carbon and the file's formula accounts for every element of the sites and names no
+  // hydrogen (or deuterium): an anhydrous mineral or salt. Its oxide ions then stay oxide ions.
+  // The geometry cannot tell them from hydroxyls where a bond to a metal is not counted against
+  // the oxygen's valence (the Si-O-Al oxygens of an aluminosilicate would each be given a
+  // hydrogen, a terminal W=O two), and the file says plainly that there is none. A formula that
+  // misses an element of the sites is not trusted for this, nor a sum whose moiety formula
+  // names hydrogen ([Al13O4(OH)24(H2O)12]... summed as 'Al13 O82.10 V3 W5.98'), nor the formula
+  // of a carbon compound: an organic formula written without its hydrogens is a slip met in
+  // real files, and carbon's hydrogens are told well from its geometry.
   void note_hydrogen_sites() {
     bool hydrogens_present = false, carbon_present = false;
     for (std::size_t c = 0; c < cell.size(); ++c)
@@ -1579,9 +1590,25 @@ private:
         carbon_present |= sites[cell[c].site].element.is_carbon();
       }
     cm->set_has_hydrogen_sites(hydrogens_present);
-    if (!hydrogens_present && carbon_present)
-      cm->add_error("no hydrogen sites; hydrogen counts derived from bond lengths and angles");
     bps.hydrogens_present = hydrogens_present;
+    if (hydrogens_present)
+      return;
+    std::set<int> site_elements;
+    for (std::size_t c = 0; c < cell.size(); ++c)
+      if (cell[c].alive)
+        site_elements.insert(sites[cell[c].site].element.code());
+    const std::set<int> formula = CrystalBuilder::formula_elements(desc_.formula);
+    const std::set<int> moiety = CrystalBuilder::formula_elements(desc_.moiety_formula);
+    auto names_hydrogen = [](const std::set<int>& elements) {
+      return std::any_of(elements.begin(), elements.end(),
+                         [](int code) { return Element(code).is_hydrogen(); });
+    };
+    bps.hydrogen_free =
+        !carbon_present && !formula.empty() && !names_hydrogen(formula) &&
+        !names_hydrogen(moiety) &&
+        std::includes(formula.begin(), formula.end(), site_elements.begin(), site_elements.end());
+    if (carbon_present)
+      cm->add_error("no hydrogen sites; hydrogen counts derived from bond lengths and angles");
   }
 
   // Covalent pieces: atoms joined by bonds that involve no metal, each laid out whole around

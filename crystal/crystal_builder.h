@@ -55,6 +55,9 @@ struct CrystalDescription {
   std::vector<AtomSiteRecord> sites;
   /// `_chemical_formula_sum` (or the moiety formula), used to read elements from labels.
   std::string formula;
+  /// `_chemical_formula_moiety` on its own: a sum written without its hydrogens is not taken
+  /// for an anhydrous structure when the moiety formula names them.
+  std::string moiety_formula;
   /// Conventional R factor as a fraction; negative when absent.
   double r_factor = -1.0;
 };

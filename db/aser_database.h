@@ -202,9 +202,11 @@ public:
   /// Layout version of an index that also stores the entries' structures: the tables of
   /// schema_version and one more. This program reads and writes both.
   static constexpr int stored_schema_version = 5;
-  /// Version of the screen definitions (bit meanings and entry-side rules); indexes made under
-  /// another version are refused, because their bits could disagree with a query's pattern.
-  static constexpr int screen_version = 1;
+  /// Version of the screen definitions (bit meanings and entry-side rules) and of the chemistry
+  /// they are taken from (how hydrogens are found on a structure without hydrogen sites);
+  /// indexes made under another version are refused, because their bits, and the structures
+  /// they store, could disagree with what reading the CIF gives now.
+  static constexpr int screen_version = 2;
 
 private:
   struct Contents;

@@ -320,5 +320,48 @@ TEST(CrystalWithoutHydrogens, ImpliedHydrogensGiveTheRefinedFormulaAndAreSaid) {
   EXPECT_NE(without->errors()[0].find("no hydrogen sites"), std::string::npos);
 }
 
+// Oxide ions of structures refined without hydrogen sites stay bare where the file or the
+// bonding says so. A niobate whose formula names no hydrogen keeps its oxygens bare (the
+// geometry alone would make water of an oxygen on one metal); a formula that admits hydrogen,
+// is absent, or misses an element of the sites gives the hydrogens back, as does a moiety
+// formula naming the hydroxyls and waters a sum left out. The Si-O-Al oxygens of nepheline are
+// bridging oxides with or without a formula.
+TEST(CrystalWithoutHydrogens, OxideIonsStayBare) {
+  const std::string niobate = "bulk/cod-tools/tests/inputs/2100428-superspacegroup.cif";
+  const std::string polyoxo =
+      "bulk/cod-tools/src/lib/perl5/COD/CIF/Parser/Yapp/tests/inputs/1101169.cif";
+  const std::string nepheline = "bulk/Jmol-SwingJS/data/nepheline.cif";
+  const char* sum = "'Ba0.38 K0.085 Na0.07 Nb2 O6 Sr0.56'";
+  const struct {
+    const std::string& file;
+    const char* written;
+    const char* formula;
+    bool hydrogens;
+  } cases[] = {
+      {niobate, sum, sum, false},
+      {niobate, sum, "'Ba0.38 K0.085 Na0.07 Nb2 O6 Sr0.56 H2'", true},
+      {niobate, sum, "'Ba0.38 K0.085 Na0.07 Nb2 O6 Sr0.56 D2'", true},
+      {niobate, sum, "'Ba0.38 K0.085 Na0.07 Nb2 O6'", true},
+      {niobate, "_chemical_formula_sum", "_chemical_formula_none", true},
+      {polyoxo, "_chemical_formula_sum", "_chemical_formula_sum", true},
+      {nepheline, "_chemical_formula_sum 'Si Al Na O4'", "", false},
+  };
+  for (const auto& c : cases) {
+    std::string text = testing::read_text(testing::require_data(c.file));
+    ASSERT_NE(text.find(c.written), std::string::npos) << c.file;
+    text.replace(text.find(c.written), std::string(c.written).size(), c.formula);
+    auto cm = read_crystal_from_string(text, c.file);
+    int oxygens = 0, hydrogens = 0;
+    for (int m = 0; m < cm->nmolecules(); ++m)
+      for (int a = 0; a < cm->molecule(m)->natoms(); ++a)
+        if (cm->molecule(m)->atom(a)->element() == Element(Element::Oxygen)) {
+          ++oxygens;
+          hydrogens += cm->molecule(m)->hydrogen_count(a, true);
+        }
+    EXPECT_GT(oxygens, 0) << c.file;
+    EXPECT_EQ(hydrogens > 0, c.hydrogens) << c.file << " " << c.formula << ": " << hydrogens;
+  }
+}
+
 } // namespace
 } // namespace xtalmotif
