@@ -147,8 +147,9 @@ void write_json_lines(std::ostream& os, const std::string& motif_name,
     os << text;
 }
 
-void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
-  os << "entry\tfile\tmatch\tgraph_set\tcontact\tkind\tfrom_substructure\tfrom_query_atom\t"
+void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes, bool header) {
+  if (header)
+    os << "entry\tfile\tmatch\tgraph_set\tcontact\tkind\tfrom_substructure\tfrom_query_atom\t"
         "from_query_label\tfrom_atom\tfrom_symmetry\tto_substructure\tto_query_atom\t"
         "to_query_label\tto_atom\tto_symmetry\tdistance\tdonor\tdonor_symmetry\thydrogen\t"
         "hydrogen_symmetry\tacceptor\tacceptor_symmetry\td_h\th_a\td_a\tangle_dha\n";
@@ -179,9 +180,11 @@ void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes) {
 
 std::vector<std::string> export_matches(const std::string& dir,
                                         const std::vector<EntryOutcome>& outcomes,
-                                        const std::function<bool(const std::string&)>& is_input) {
+                                        const std::function<bool(const std::string&)>& is_input,
+                                        std::set<std::string>* used) {
   std::vector<std::string> written;
-  std::set<std::string> taken; // names used by this export
+  std::set<std::string> own;
+  std::set<std::string>& taken = used ? *used : own; // names used by this export
   std::filesystem::create_directories(dir);
   for (const auto& e : outcomes) {
     for (std::size_t m = 0; m < e.matches.size(); ++m) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <functional>
 #include <iosfwd>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,17 +47,19 @@ void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
 /// workers when one is given (each entry on one worker), and written in order.
 void write_json_lines(std::ostream& os, const std::string& motif_name,
                       const std::vector<EntryOutcome>& outcomes, Executor* executor = nullptr);
-/// One row per realised contact, with a header row.
-void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes);
+/// One row per realised contact, after a header row unless `header` is false.
+void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes, bool header = true);
 /// One P1 CIF per match in `dir` holding the matched molecules at their found positions, atom
 /// labels suffixed with their symmetry codes, the matched atoms and contacts in loops of their
 /// own and the source's operator list in a comment. Each file is named after its entry and
 /// match (`ENTRY_matchN.cif`, the entry's name made safe for a file name and cut to 100
 /// characters), with `-2`, `-3`... where that name is taken already or `is_input` says it is
-/// one of the search's inputs. Returns the files written.
+/// one of the search's inputs. `taken` holds the names an export has used already, for an
+/// export written entry by entry. Returns the files written.
 std::vector<std::string> export_matches(const std::string& dir,
                                         const std::vector<EntryOutcome>& outcomes,
-                                        const std::function<bool(const std::string&)>& is_input);
+                                        const std::function<bool(const std::string&)>& is_input,
+                                        std::set<std::string>* taken = nullptr);
 
 } // namespace xtalmotif::app
 

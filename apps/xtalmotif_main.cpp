@@ -6,6 +6,7 @@
 #include "apps/html_report.h"
 #include "apps/match_report.h"
 #include "apps/motif_catalog.h"
+#include "apps/search_outputs.h"
 #include "apps/thread_pool.h"
 #include "db/aser_database.h"
 #include "core/atomic_file.h"
@@ -46,8 +47,6 @@ using namespace xtalmotif::app;
 
 namespace {
 
-// Matches of each entry whose contacts the terminal listing shows; --json and --tsv give all.
-constexpr std::size_t kListedMatches = 3;
 constexpr int exit_hits = 0;
 constexpr int exit_no_hits = 1;
 constexpr int exit_usage = 2;
@@ -181,49 +180,6 @@ private:
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// Output that could not be written: nothing the user asked for may be lost in silence.
-class OutputError : public std::runtime_error {
-public:
-  explicit OutputError(const std::string& message) : std::runtime_error(message) {}
-};
-
-// Standard output, flushed: a full disk, a closed stream or /dev/full shows here at the latest.
-void check_standard_output() {
-  errno = 0;
-  std::cout.flush();
-  if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout))
-    throw OutputError(std::string("standard output: cannot be written") +
-                      (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
-}
-
-// "-" writes to standard output; a file is written completely or not at all.
-void write_output(const std::string& path, const std::function<void(std::ostream&)>& writer) {
-  if (path == "-") {
-    writer(std::cout);
-    check_standard_output();
-    return;
-  }
-  std::string error;
-  if (!write_file_atomically(path, writer, &error))
-    throw OutputError(error);
-}
-
-struct SearchCommand {
-  std::string motif;
-  std::vector<std::string> sources;
-  unsigned int limit = 0; // 0: every match, up to the ceiling
-  unsigned int ceiling = 1000;
-  std::uint64_t work_budget = CollectionSearchSettings::default_work_budget;
-  bool all = false;
-  bool no_prescreen = false;
-  std::array<bool, 7> filters{};
-  int jobs = 1;
-  std::string save, save_ids, json, tsv, export_dir, report;
-  unsigned int report_limit = default_report_structures;
-  bool quiet = false;
-  bool verbose = false;
-};
-
 // An output file must be writable where it is named before a long search starts, not found
 // unwritable after it.
 void check_output_file(const std::string& path, const std::string& option) {
@@ -304,11 +260,11 @@ private:
   std::map<std::pair<dev_t, ino_t>, std::string> files_;
 };
 
-// Standard error after a search: refused entries, notes that a reader of the hits needs to check
-// them against their files, and unless quiet the summary.
+// Standard error after a search: refused entries, aborted ones, notes that a reader of the hits
+// needs to check them against their files, and unless quiet the summary.
 void report_search(const SearchCommand& cmd, std::size_t from_index,
-                   const std::vector<std::string>& refused,
-                   const std::vector<EntryOutcome>& outcomes, const std::string& summary) {
+                   const std::vector<std::string>& refused, const SearchOutputs& outputs,
+                   const std::string& summary) {
   // Entries the screen index left out when it was built (the first `from_index` refused) are
   // the same on every search of it: in full with --verbose, else in one line under -q and in
   // full otherwise.
@@ -318,60 +274,12 @@ void report_search(const SearchCommand& cmd, std::size_t from_index,
   if (from_index > 0 && cmd.quiet && !cmd.verbose)
     std::cerr << "refused: " << from_index
               << " entries left out when the screen index was built (--verbose lists them)\n";
-  for (const auto& o : outcomes)
-    if (o.aborted)
-      std::cerr << "aborted: " << printable(o.id.str()) << " ("
-                << printable(o.file.empty() ? "-" : o.file)
-                << "): the search of this entry met its work budget (--work-budget) and stopped; "
-                << o.matches.size() << (o.matches.size() == 1 ? " match" : " matches")
-                << " found before it, more may exist\n";
-  for (const auto& o : outcomes)
-    if (!o.matches.empty())
-      for (const auto& n : o.crystal->notices())
-        std::cerr << "note: " << printable(o.file.empty() ? "-" : o.file) << ": block "
-                  << printable(o.block) << ": " << n << '\n';
+  for (const auto& line : outputs.aborted())
+    std::cerr << line << '\n';
+  for (const auto& line : outputs.notes())
+    std::cerr << line << '\n';
   if (!cmd.quiet)
     std::cerr << summary;
-}
-
-// Every output file the search asked for, each written completely or not at all.
-void write_search_outputs(const SearchCommand& cmd, const std::string& motif_name,
-                          const std::vector<EntryOutcome>& outcomes, const CollectionTally& counts,
-                          const InputFiles& inputs) {
-  // An output named /dev/stdout comes after the listing already written there.
-  std::cout.flush();
-  MotifSearchResults results;
-  for (const auto& o : outcomes)
-    for (const auto& m : o.matches)
-      results.add_motif_match(o.id, m);
-  std::string error;
-  if (!cmd.save.empty() && !results.save(cmd.save, &error))
-    throw OutputError(error);
-  if (!cmd.save_ids.empty() && !results.save_as_gcd(cmd.save_ids, &error))
-    throw OutputError(error);
-  std::string json_records; // made once, for the --json file and the report
-  if (!cmd.json.empty() || !cmd.report.empty()) {
-    std::ostringstream os;
-    ThreadPool writers(cmd.jobs); // the search's pool would redraw its progress bar
-    write_json_lines(os, motif_name, outcomes, &writers);
-    os << record_line(summary_record(motif_name, counts)) << '\n';
-    json_records = os.str();
-  }
-  auto write_json = [&](std::ostream& os) { os << json_records; };
-  if (!cmd.json.empty())
-    write_output(cmd.json, write_json);
-  // The report is made from the same records as `xtalmotif report` reads from a --json file.
-  if (!cmd.report.empty()) {
-    std::stringstream records;
-    write_json(records);
-    write_output(cmd.report,
-                 [&](std::ostream& os) { write_html_report(records, os, cmd.report_limit); });
-  }
-  if (!cmd.tsv.empty())
-    write_output(cmd.tsv, [&](std::ostream& os) { write_tsv(os, outcomes); });
-  if (!cmd.export_dir.empty())
-    export_matches(cmd.export_dir, outcomes,
-                   [&](const std::string& path) { return inputs.is_input(path); });
 }
 
 int run_search(const SearchCommand& cmd) {
@@ -397,16 +305,16 @@ int run_search(const SearchCommand& cmd) {
   }
   // No output may overwrite an input; the files under the sources are listed only when there is
   // an output to check.
-  const auto outputs = output_files(cmd);
+  const auto output_paths = output_files(cmd);
   InputFiles inputs;
-  if (!cmd.export_dir.empty() || std::any_of(outputs.begin(), outputs.end(),
+  if (!cmd.export_dir.empty() || std::any_of(output_paths.begin(), output_paths.end(),
                                              [](const auto& o) { return !o.second.empty(); })) {
     inputs.add(cmd.motif);
     for (const auto& p : cmd.sources)
       inputs.add(p);
     if (auto* files = dynamic_cast<const CifDatabase*>(sources.db.get()))
       inputs.add_sources(files->sources());
-    for (const auto& [option, path] : outputs)
+    for (const auto& [option, path] : output_paths)
       inputs.check_output(path, option);
   }
 
@@ -421,11 +329,15 @@ int run_search(const SearchCommand& cmd) {
 
   const int n = sources.db->nentries();
   bool show_progress = !cmd.quiet && n > 1 && isatty(STDERR_FILENO);
+  // JSON Lines or TSV sent to standard output stay a clean stream of their own.
+  bool stdout_taken = cmd.json == "-" || cmd.tsv == "-" || cmd.report == "-";
+  // What is reported of each entry is written out as the search passes it on, in database
+  // order, so that a survey of a hundred thousand entries holds no structure till the end.
+  SearchOutputs outputs(cmd, choice.name, !stdout_taken,
+                        [&](const std::string& path) { return inputs.is_input(path); });
   ProgressBar bar(n, show_progress);
   std::atomic<int> done{0}, hits{0};
   ThreadPool pool(cmd.jobs, [&] { bar.update(done, hits); });
-  // Only the entries with something to report are kept: a survey of a hundred thousand entries
-  // holds its hits, not an outcome for every entry.
   CollectionSurvey survey =
       CollectionSearch(sources.db, sources.screens, settings)
           .survey(
@@ -437,25 +349,21 @@ int run_search(const SearchCommand& cmd) {
                 }
               },
               &pool,
-              [&](int, const EntryOutcome& o) {
+              [&](int i, const EntryOutcome& o) {
+                outputs.render(i, o);
                 hits += o.matches.empty() ? 0 : 1;
                 ++done;
-              });
+              },
+              [&](int i, EntryOutcome&& o) { outputs.add(i, std::move(o)); });
   bar.finish();
 
-  const std::vector<EntryOutcome>& outcomes = survey.notable;
   CollectionTally counts = std::move(survey.counts);
   counts.refused += static_cast<int>(sources.problems.size());
   const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
   std::vector<std::string> refused = std::move(sources.problems); // a line per unreadable entry
-  for (const auto& o : outcomes)
-    if (o.status == EntryStatus::Refused)
-      refused.push_back(o.reason);
+  refused.insert(refused.end(), outputs.refused().begin(), outputs.refused().end());
 
-  // JSON Lines or TSV sent to standard output stay a clean stream of their own.
-  bool stdout_taken = cmd.json == "-" || cmd.tsv == "-" || cmd.report == "-";
-  if (!stdout_taken)
-    write_listing(std::cout, outcomes, cmd.quiet ? 0 : kListedMatches);
+  outputs.write_listing();
 
   // How often the motif forms where it could: hits among the entries that hold every group it
   // needs, with a 95% Wilson interval.
@@ -466,7 +374,7 @@ int run_search(const SearchCommand& cmd) {
   if (counts.candidates > 0)
     propensity << ", " << std::lround(100.0 * counts.hits / counts.candidates) << "% ("
                << std::lround(100 * low) << "-" << std::lround(100 * high) << "%)";
-  write_search_outputs(cmd, choice.name, outcomes, counts, inputs);
+  outputs.finish(counts);
 
   std::ostringstream summary;
   summary << "motif \"" << choice.name << "\": " << n << " entries, " << counts.searched
@@ -479,7 +387,7 @@ int run_search(const SearchCommand& cmd) {
           << (counts.matches == 1 ? " match" : " matches") << ") in " << std::fixed
           << std::setprecision(2) << bar.seconds() << " s\n"
           << propensity.str() << '\n';
-  report_search(cmd, from_index, refused, outcomes, summary.str());
+  report_search(cmd, from_index, refused, outputs, summary.str());
   if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 && !refused.empty())
     return exit_failure;
   return counts.hits > 0 ? exit_hits : exit_no_hits;

@@ -59,6 +59,11 @@ public:
 
   /// Appends a finished match (stored as given) under the entry.
   void add_motif_match(const DatabaseEntryIdentifier& id, const THandle<MotifMatch>& match);
+  /// Names an entry with matches without keeping them (a search that writes its matches out
+  /// as it goes): the entry is listed and saved, with an empty list.
+  void add_entry(const DatabaseEntryIdentifier& id) {
+    matches_by_entry.emplace(id, make_handle<MotifMatchList>());
+  }
   /// The entry's list (shared); a new empty list for an unknown entry.
   THandle<MotifMatchList> motif_matches(const DatabaseEntryIdentifier& id) const;
   /// The list of the entry with index `n` in identifier order; an empty list past the end. On an

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <memory>
+#include <mutex>
 
 namespace xtalmotif {
 
@@ -178,39 +180,67 @@ std::vector<EntryOutcome> CollectionSearch::search(const std::function<THandle<M
 }
 
 CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>& make_motif,
-                                          Executor* executor, const EntryCallback& on_entry) const {
+                                          Executor* executor, const EntryCallback& on_entry,
+                                          const InOrderCallback& in_order) const {
   Executor on_caller;
   Executor& ex = executor ? *executor : on_caller;
-  // Each worker counts its entries and keeps its notable ones with their places; the parts are
-  // put in database order at the end.
-  struct Part {
-    CollectionTally counts;
-    std::vector<std::pair<int, EntryOutcome>> notable;
+  auto notable = [](const EntryOutcome& out) {
+    return !out.matches.empty() || out.aborted || out.status == EntryStatus::Refused;
   };
-  std::vector<Part> parts(static_cast<std::size_t>(std::max(1, ex.workers())));
+  // Each worker counts its entries in a part of its own.
+  std::vector<CollectionTally> parts(static_cast<std::size_t>(std::max(1, ex.workers())));
+  // The notable outcomes wait here, by place, until every entry before them is finished; then
+  // they are passed on in order (to `in_order`, else into the survey). The entries are handed
+  // out one run at a time, so few wait: those finished while an earlier one is still searched.
+  CollectionSurvey survey;
+  std::mutex mutex;
+  std::vector<char> finished(static_cast<std::size_t>(db_->nentries()), 0);
+  std::map<int, EntryOutcome> waiting;
+  std::size_t next = 0;  // the first entry not yet finished
+  bool passing = false;  // a worker is passing outcomes on
   run_entries(
       make_motif, ex, false,
       [&](int i, EntryOutcome&& out, int w) {
-        Part& part = parts[static_cast<std::size_t>(w)];
-        part.counts.add(out);
-        if (!out.matches.empty() || out.aborted || out.status == EntryStatus::Refused)
-          part.notable.emplace_back(i, std::move(out));
+        parts[static_cast<std::size_t>(w)].add(out);
+        std::unique_lock<std::mutex> lock(mutex);
+        finished[static_cast<std::size_t>(i)] = 1;
+        if (notable(out))
+          waiting.emplace(i, std::move(out));
+        if (passing)
+          return; // the worker passing them on takes this one in its turn
+        passing = true;
+        try {
+          for (; next < finished.size() && finished[next]; ++next) {
+            auto it = waiting.find(static_cast<int>(next));
+            if (it == waiting.end())
+              continue;
+            EntryOutcome ready = std::move(it->second);
+            waiting.erase(it);
+            if (ready.aborted)
+              survey.counts.aborted_entries.push_back(ready.id.str());
+            if (!in_order) {
+              survey.notable.push_back(std::move(ready));
+              continue;
+            }
+            // Passed on outside the lock: the other workers go on searching meanwhile.
+            const int index = static_cast<int>(next);
+            lock.unlock();
+            in_order(index, std::move(ready));
+            lock.lock();
+          }
+        } catch (...) {
+          if (!lock.owns_lock())
+            lock.lock();
+          passing = false;
+          throw;
+        }
+        passing = false;
       },
       on_entry);
-  CollectionSurvey survey;
-  std::vector<std::pair<int, EntryOutcome>> notable;
-  for (Part& part : parts) {
-    survey.counts.add(part.counts);
-    std::move(part.notable.begin(), part.notable.end(), std::back_inserter(notable));
-  }
-  std::sort(notable.begin(), notable.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
-  survey.counts.aborted_entries.clear(); // counted in the workers' order: listed again in order
-  for (auto& [i, out] : notable) {
-    if (out.aborted)
-      survey.counts.aborted_entries.push_back(out.id.str());
-    survey.notable.push_back(std::move(out));
-  }
+  std::vector<std::string> in_order_aborted = std::move(survey.counts.aborted_entries);
+  for (const CollectionTally& part : parts)
+    survey.counts.add(part);
+  survey.counts.aborted_entries = std::move(in_order_aborted); // the workers' order, replaced
   return survey;
 }
 

@@ -105,11 +105,20 @@ public:
   std::vector<EntryOutcome> search(const std::function<THandle<Motif>()>& make_motif,
                                    Executor* executor = nullptr,
                                    const EntryCallback& on_entry = {}) const;
+  /// Given each outcome worth reporting in database order, as soon as every entry before it is
+  /// finished: one call at a time, on whichever worker finished the entry the order waited for.
+  /// Work that can be done out of order (making text of an entry) is best done in the
+  /// EntryCallback, which the workers run side by side.
+  using InOrderCallback = std::function<void(int index, EntryOutcome&& outcome)>;
+
   /// The same search, keeping only the outcomes worth reporting and counting the others. An
   /// entry that the index's screens leave out is not looked up in the index: its outcome, as
-  /// the callback sees it, names no entry.
+  /// the callback sees it, names no entry. With `in_order`, the outcomes worth reporting go to
+  /// it instead of into `notable`, so that a survey that writes them out as it goes holds only
+  /// those finished ahead of an entry still being searched.
   CollectionSurvey survey(const std::function<THandle<Motif>()>& make_motif,
-                          Executor* executor = nullptr, const EntryCallback& on_entry = {}) const;
+                          Executor* executor = nullptr, const EntryCallback& on_entry = {},
+                          const InOrderCallback& in_order = {}) const;
 
 private:
   // Runs every entry, giving each outcome to `keep` on the worker that searched it; without

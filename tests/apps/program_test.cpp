@@ -333,6 +333,9 @@ TEST(Program, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
       {"index " + quote(input) + " -q -o " + quote((dir / "null").string()), "", 0, ""},
       {search + " --save " + link("list", (dir / "list.txt").string()), "", 0, ""},
       {search + " --tsv " + link("full", "/dev/full"), "", 3, "full: writing failed"},
+      {search + " --tsv " + quote((dir / "rows.tsv").string()) + " --json " +
+           link("full.json", "/dev/full"),
+       "", 3, "full.json: writing failed"},
       {search + " --json -", "/dev/full", 3, "standard output: cannot be written"},
       {"motifs", "/dev/full", 3, "standard output: cannot be written"},
       {search + " --json " + link("alias.cif", input), "", 2, "--json names an input file"},
@@ -343,8 +346,12 @@ TEST(Program, OutputsReplaceOnlyRegularFilesAndNeverAnInput) {
     EXPECT_EQ(r.status, status) << args << ": " << r.err;
     EXPECT_NE(r.err.find(message), std::string::npos) << args << ": " << r.err;
   }
-  for (const char *name : {"null", "full", "list"})
+  for (const char *name : {"null", "full", "full.json", "list"})
     EXPECT_TRUE(std::filesystem::is_symlink(dir / name)) << name;
+  // The text of an output waits beside it while the search runs: gone, written or not.
+  EXPECT_FALSE(std::filesystem::exists(dir / "rows.tsv"));
+  for (const auto &f : std::filesystem::directory_iterator(dir))
+    EXPECT_EQ(f.path().filename().string().find(".tmp."), std::string::npos) << f.path();
   EXPECT_EQ(slurp(dir / "list.txt"), "No of results: 1\n4022630\n");
   EXPECT_EQ(slurp(input), slurp(acid_cif));
   // /dev/stdout is the file standard output was sent to: written after the listing, not over it.

@@ -77,6 +77,14 @@ TEST(CollectionSurvey, ReportsWhatAFullSearchReports) {
         });
     EXPECT_EQ(calls, 6);
     EXPECT_EQ(ids(survey.notable), ids(notable));
+    // Passed on as they are ready instead of kept: the same outcomes in the same order.
+    std::vector<EntryOutcome> passed;
+    const CollectionSurvey streamed =
+        search.survey(&WaterMotifs::make_ring_of_six, executor, {},
+                      [&](int, EntryOutcome&& o) { passed.push_back(std::move(o)); });
+    EXPECT_TRUE(streamed.notable.empty());
+    EXPECT_EQ(ids(passed), ids(notable));
+    EXPECT_EQ(streamed.counts.aborted_entries, expected.aborted_entries);
     const CollectionTally& got = survey.counts;
     EXPECT_EQ(got.entries, 6);
     EXPECT_EQ(std::vector<int>({got.searched, got.prescreened, got.filtered, got.refused,
