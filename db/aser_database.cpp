@@ -1022,13 +1022,34 @@ void check_files_unchanged(const std::string& path, const std::vector<std::strin
                            Statement& files) {
   // An index that no longer describes its files could screen out an entry that now holds the
   // motif, so any change of the files refuses it.
-  std::vector<std::string> ignored;
-  const std::vector<std::string> now = CifDatabase::list_source_files(sources, ignored);
   auto stale = [&path](const std::string& file) {
     return StaleScreenIndexError(path + ": screen index is out of date: " + file +
                                  " changed, appeared or disappeared since it was built; "
                                  "rebuild it");
   };
+  // A folder's files are compared as the walk finds them, without a list of them.
+  std::string changed;
+  const std::optional<bool> walked =
+      CifDatabase::for_each_source_file(sources, [&](const std::string& file) {
+        if (!files.step())
+          changed = file;
+        else if (const FileStamp recorded = recorded_file(files); recorded.path != file)
+          changed = recorded.path + " / " + file;
+        else if (!(stamp(file) == recorded))
+          changed = recorded.path;
+        return changed.empty();
+      });
+  if (walked && !*walked)
+    throw stale(changed);
+  if (walked) {
+    if (files.step())
+      throw stale(recorded_file(files).path);
+    return;
+  }
+  // Files named one by one, several sources, links: compared with their list, from the start.
+  files.reset();
+  std::vector<std::string> ignored;
+  const std::vector<std::string> now = CifDatabase::list_source_files(sources, ignored);
   std::size_t i = 0;
   for (; files.step(); ++i) {
     const FileStamp recorded = recorded_file(files);

@@ -309,6 +309,63 @@ private:
 
 } // namespace
 
+namespace {
+enum class Walk { Done, Stopped, Unsure };
+
+// The CIF files under `dir` in the order of their full names sorted as strings, which is the
+// order of a walk that takes each folder's names in order, a folder's name with the separator
+// after it ("ab/" after "ab.cif", "x-y" before "x/"). Only the names of one folder are held at
+// a time. Links are not followed; a link to a CIF file makes the walk unsure, since such a file
+// is listed by its canonical name.
+Walk walk_in_order(const fs::path& dir, const std::function<bool(const std::string&)>& each) {
+  std::vector<std::pair<std::string, fs::path>> names; // sort key, path
+  std::error_code ec;
+  fs::directory_iterator it(dir, fs::directory_options::skip_permission_denied, ec);
+  for (fs::directory_iterator end; !ec && it != end; it.increment(ec)) {
+    std::error_code fec;
+    const fs::directory_entry& e = *it;
+    const std::string name = e.path().filename().string();
+    if (e.is_symlink(fec)) {
+      if (!fec && e.is_regular_file(fec) && is_cif_name(e.path()))
+        return Walk::Unsure;
+    } else if (e.is_directory(fec)) {
+      names.emplace_back(name + "/", e.path());
+    } else if (!fec && e.is_regular_file(fec) && is_cif_name(e.path())) {
+      names.emplace_back(name, e.path());
+    }
+    if (fec)
+      return Walk::Unsure;
+  }
+  if (ec)
+    return Walk::Unsure;
+  std::sort(names.begin(), names.end());
+  for (const auto& [key, path] : names) {
+    if (key.back() == '/') {
+      const Walk w = walk_in_order(path, each);
+      if (w != Walk::Done)
+        return w;
+    } else if (!each(path.generic_string())) {
+      return Walk::Stopped;
+    }
+  }
+  return Walk::Done;
+}
+} // namespace
+
+std::optional<bool>
+CifDatabase::for_each_source_file(const std::vector<std::string>& sources,
+                                  const std::function<bool(const std::string&)>& each) {
+  std::error_code ec;
+  if (sources.size() != 1 || !fs::is_directory(fs::symlink_status(sources[0], ec)))
+    return std::nullopt;
+  switch (walk_in_order(fs::path(sources[0]), each)) {
+  case Walk::Done: return true;
+  case Walk::Stopped: return false;
+  case Walk::Unsure: break;
+  }
+  return std::nullopt;
+}
+
 bool CifDatabase::is_cif_file_name(const std::string& path) { return is_cif_name(path); }
 
 std::vector<std::string> CifDatabase::list_source_files(const std::vector<std::string>& sources,

@@ -10,6 +10,7 @@
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -212,6 +213,14 @@ public:
   /// Sources that do not exist or cannot be searched are described in `problems`.
   static std::vector<std::string> list_source_files(const std::vector<std::string>& sources,
                                                     std::vector<std::string>& problems);
+  /// The files list_source_files(sources) lists, given to `each` one at a time in the same
+  /// order, without holding the list: for checking a hundred thousand files against a record of
+  /// them. `each` returns false to stop. Returns true when every file was given, false when
+  /// `each` stopped, and nothing when the order cannot be promised without the list (not one
+  /// folder, a link to a file in it, a folder that cannot be read): `each` may then have had
+  /// some of the files, and the caller lists them instead.
+  static std::optional<bool> for_each_source_file(const std::vector<std::string>& sources,
+                                                  const std::function<bool(const std::string&)>& each);
   /// Whether a file name is one the database reads as CIF: `*.cif` or `*.cif.gz`, any case.
   static bool is_cif_file_name(const std::string& path);
 

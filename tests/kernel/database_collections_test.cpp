@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace xtalmotif {
@@ -117,6 +118,37 @@ TEST(CifDatabaseListing, NamesFilesAndProblemsOfAMixedFolder) {
   const std::string all = some.problems()[0] + some.problems()[1] + some.problems()[2];
   for (const char* name : {"missing.cif", "letter.cif", "publication.cif"})
     EXPECT_NE(all.find(name), std::string::npos) << all;
+}
+
+// A folder's files are given one at a time in the order they are listed, where a name and the
+// same name as a folder sort by the separator ("ab.cif" and "x-y.cif" against "ab/" and "x/");
+// a link to a file leaves the order to the listing.
+TEST(CifDatabaseListing, AFolderIsWalkedInTheOrderItIsListed) {
+  testing::ScratchDir dir;
+  for (const char* name : {"ab.cif", "ab/c.cif", "ab0.cif", "x-y.cif", "x/z.cif", "x/y/w.CIF",
+                           "a b.cif", "Q.cif", "q.cif.gz", "n.txt", "x/notes.cif.bak"})
+    write_text(dir / name, listable_block("b"));
+  std::filesystem::create_directory_symlink(dir / "x", dir / "xlink");
+  std::vector<std::string> problems;
+  for (const std::string& folder : {dir.path.string(), require_data("bulk").string()}) {
+    std::vector<std::string> walked;
+    const auto all = CifDatabase::for_each_source_file({folder}, [&](const std::string& f) {
+      walked.push_back(f);
+      return true;
+    });
+    ASSERT_TRUE(all.has_value()) << folder;
+    EXPECT_TRUE(*all);
+    EXPECT_EQ(walked, CifDatabase::list_source_files({folder}, problems)) << folder;
+  }
+  int given = 0;
+  EXPECT_EQ(CifDatabase::for_each_source_file({dir.path.string()},
+                                              [&](const std::string&) { return ++given < 3; }),
+            std::optional<bool>(false));
+  EXPECT_EQ(given, 3);
+  auto nothing = [](const std::string&) { return true; };
+  EXPECT_FALSE(CifDatabase::for_each_source_file({dir.path.string(), dir.path.string()}, nothing));
+  std::filesystem::create_symlink(dir / "ab.cif", dir / "x/link.cif");
+  EXPECT_FALSE(CifDatabase::for_each_source_file({dir.path.string()}, nothing).has_value());
 }
 
 TEST(CifDatabaseEntries, EntriesAreBuiltOnDemandAndLookupsOutsideThrow) {
