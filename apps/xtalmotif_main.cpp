@@ -88,7 +88,6 @@ std::string read_stdin() {
 struct Sources {
   THandle<Database<CrystalStructureDatabaseEntry>> db;
   THandle<AserDatabase> screens;
-  std::vector<std::string> problems;
 };
 
 Sources open_sources(std::vector<std::string> paths, int jobs) {
@@ -133,8 +132,7 @@ Sources open_sources(std::vector<std::string> paths, int jobs) {
     ThreadPool listing(jobs);
     s.db = make_handle<CifDatabase>(paths, &listing);
   }
-  s.problems = s.db->problems();
-  if (s.db->nentries() == 0 && s.problems.empty())
+  if (s.db->nentries() == 0 && s.db->problems().empty())
     throw UsageError("no CIF data blocks found in the given sources");
   return s;
 }
@@ -262,15 +260,17 @@ private:
 
 // Standard error after a search: refused entries, aborted ones, notes that a reader of the hits
 // needs to check them against their files, and unless quiet the summary.
-void report_search(const SearchCommand& cmd, std::size_t from_index,
-                   const std::vector<std::string>& refused, const SearchOutputs& outputs,
+void report_search(const SearchCommand& cmd, const std::vector<std::string>& problems,
+                   std::size_t from_index, const SearchOutputs& outputs,
                    const std::string& summary) {
-  // Entries the screen index left out when it was built (the first `from_index` refused) are
+  // Entries the screen index left out when it was built (the first `from_index` problems) are
   // the same on every search of it: in full with --verbose, else in one line under -q and in
   // full otherwise.
-  for (std::size_t i = 0; i < refused.size(); ++i)
+  for (std::size_t i = 0; i < problems.size(); ++i)
     if (i >= from_index || cmd.verbose || !cmd.quiet)
-      std::cerr << "refused: " << printable(refused[i]) << '\n';
+      std::cerr << "refused: " << printable(problems[i]) << '\n';
+  for (const auto& reason : outputs.refused())
+    std::cerr << "refused: " << printable(reason) << '\n';
   if (from_index > 0 && cmd.quiet && !cmd.verbose)
     std::cerr << "refused: " << from_index
               << " entries left out when the screen index was built (--verbose lists them)\n";
@@ -358,10 +358,11 @@ int run_search(const SearchCommand& cmd) {
   bar.finish();
 
   CollectionTally counts = std::move(survey.counts);
-  counts.refused += static_cast<int>(sources.problems.size());
-  const std::size_t from_index = sources.screens ? sources.problems.size() : 0;
-  std::vector<std::string> refused = std::move(sources.problems); // a line per unreadable entry
-  refused.insert(refused.end(), outputs.refused().begin(), outputs.refused().end());
+  // A line per unreadable entry: those the sources know of (for an index, those it left out
+  // when it was built), then those the search met.
+  const std::vector<std::string>& problems = sources.db->problems();
+  counts.refused += static_cast<int>(problems.size());
+  const std::size_t from_index = sources.screens ? problems.size() : 0;
 
   outputs.write_listing();
 
@@ -379,7 +380,8 @@ int run_search(const SearchCommand& cmd) {
   std::ostringstream summary;
   summary << "motif \"" << choice.name << "\": " << n << " entries, " << counts.searched
           << " searched, " << counts.prescreened << " prescreened out, " << counts.filtered
-          << " filtered out, " << refused.size() << " refused, " << counts.aborted << " aborted"
+          << " filtered out, " << problems.size() + outputs.refused().size() << " refused, "
+          << counts.aborted << " aborted"
           << (counts.capped > 0 ? ", " + std::to_string(counts.capped) + " stopped at the " +
                                       std::to_string(settings.ceiling) + "-match ceiling"
                                 : std::string())
@@ -387,8 +389,9 @@ int run_search(const SearchCommand& cmd) {
           << (counts.matches == 1 ? " match" : " matches") << ") in " << std::fixed
           << std::setprecision(2) << bar.seconds() << " s\n"
           << propensity.str() << '\n';
-  report_search(cmd, from_index, refused, outputs, summary.str());
-  if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 && !refused.empty())
+  report_search(cmd, problems, from_index, outputs, summary.str());
+  if (counts.searched == 0 && counts.prescreened == 0 && counts.filtered == 0 &&
+      problems.size() + outputs.refused().size() > 0)
     return exit_failure;
   return counts.hits > 0 ? exit_hits : exit_no_hits;
 }

@@ -139,7 +139,10 @@ public:
   virtual bool contains(const DatabaseEntryIdentifier& id) const = 0;
   /// Problems met while opening the database (files that could not be listed, entries known to be
   /// unreadable), one message per problem naming the file; the entries concerned are left out.
-  virtual std::vector<std::string> problems() const { return {}; }
+  virtual const std::vector<std::string>& problems() const {
+    static const std::vector<std::string> none;
+    return none;
+  }
   /// The end of the run of entries starting at entry `i` that are best read one after the other
   /// through one CifFileReader (the blocks of one gzipped file, which would otherwise be
   /// decompressed from its start for each); i + 1 for an entry best read on its own.
@@ -198,7 +201,7 @@ public:
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
   THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
   bool contains(const DatabaseEntryIdentifier& id) const override;
-  std::vector<std::string> problems() const override { return problems_; }
+  const std::vector<std::string>& problems() const override { return problems_; }
   int run_end(int i) const override;
 
   /// Position of the entry with this identifier, or -1.
@@ -247,7 +250,7 @@ public:
   THandle<CrystalStructureDatabaseEntry> entry(int i) const override;
   THandle<CrystalStructureDatabaseEntry> entry(const DatabaseEntryIdentifier& id) const override;
   bool contains(const DatabaseEntryIdentifier& id) const override;
-  std::vector<std::string> problems() const override { return problems_; }
+  const std::vector<std::string>& problems() const override { return problems_; }
 
 private:
   std::shared_ptr<const std::string> text_;
