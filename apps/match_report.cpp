@@ -122,29 +122,14 @@ void write_p1_cif(std::ostream& os, const std::string& block, const std::array<d
 }
 
 void write_json_lines(std::ostream& os, const std::string& motif_name,
-                      const std::vector<EntryOutcome>& outcomes, Executor* executor) {
-  std::vector<std::size_t> with_matches;
-  for (std::size_t i = 0; i < outcomes.size(); ++i)
-    if (!outcomes[i].matches.empty())
-      with_matches.push_back(i);
-  // A survey of every match writes thousands of records, each naming every atom of its
-  // molecules: made in parallel, entry by entry, then written in entry order.
-  std::vector<std::string> lines(with_matches.size());
-  auto make = [&](int unit, int) {
-    const EntryOutcome& e = outcomes[with_matches[static_cast<std::size_t>(unit)]];
-    std::string& text = lines[static_cast<std::size_t>(unit)];
-    text = record_line(entry_record(e)) + '\n';
+                      const std::vector<EntryOutcome>& outcomes) {
+  for (const EntryOutcome& e : outcomes) {
+    if (e.matches.empty())
+      continue;
+    os << record_line(entry_record(e)) << '\n';
     for (std::size_t m = 0; m < e.matches.size(); ++m)
-      text += record_line(match_record(e, m, motif_name)) + '\n';
-  };
-  const int n = static_cast<int>(with_matches.size());
-  if (executor)
-    executor->run(n, make);
-  else
-    for (int unit = 0; unit < n; ++unit)
-      make(unit, 0);
-  for (const std::string& text : lines)
-    os << text;
+      os << record_line(match_record(e, m, motif_name)) << '\n';
+  }
 }
 
 void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes, bool header) {

@@ -43,10 +43,10 @@ void write_listing(std::ostream& os, const std::vector<EntryOutcome>& outcomes,
 
 /// JSON Lines: for every entry with matches, one entry record (its file and block, the
 /// operator list its symmetry codes number and anything a reader must know to check them),
-/// then one record per match, in entry order. The entries' records are made on `executor`'s
-/// workers when one is given (each entry on one worker), and written in order.
+/// then one record per match, in entry order. A search makes each entry's records on the worker
+/// that searched it (see SearchOutputs).
 void write_json_lines(std::ostream& os, const std::string& motif_name,
-                      const std::vector<EntryOutcome>& outcomes, Executor* executor = nullptr);
+                      const std::vector<EntryOutcome>& outcomes);
 /// One row per realised contact, after a header row unless `header` is false.
 void write_tsv(std::ostream& os, const std::vector<EntryOutcome>& outcomes, bool header = true);
 /// One P1 CIF per match in `dir` holding the matched molecules at their found positions, atom

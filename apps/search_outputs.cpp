@@ -20,15 +20,13 @@ constexpr std::size_t kListedMatches = 3;
 namespace fs = std::filesystem;
 
 // Where the text for the output `path` waits: beside the file it replaces, so that it is renamed
-// into place; in the temporary folder when it goes to standard output or into a device.
+// into place; in the temporary folder when it goes to standard output or is written into a
+// device.
 std::string spool_path(const std::string& path) {
   const std::string target = path == "-" ? std::string() : output_target(path);
-  std::error_code ec;
-  const fs::file_status st = fs::status(target, ec);
-  const bool beside = !target.empty() && target.rfind("/dev/", 0) != 0 &&
-                      target.rfind("/proc/", 0) != 0 && (!fs::exists(st) || fs::is_regular_file(st));
-  if (beside)
+  if (!target.empty() && !is_written_into(target))
     return temporary_path_beside(target);
+  std::error_code ec;
   return temporary_path_beside((fs::temp_directory_path(ec) / "xtalmotif-output").string());
 }
 } // namespace

@@ -4,30 +4,26 @@
 
 #include "apps/hbonds_command.h"
 #include "apps/html_report.h"
-#include "apps/match_report.h"
 #include "apps/motif_catalog.h"
 #include "apps/search_outputs.h"
 #include "apps/thread_pool.h"
 #include "db/aser_database.h"
-#include "core/atomic_file.h"
 #include "crystal/cif_reader.h"
 #include "db/database.h"
 #include "motif/motif_search_lib_functions.h"
-#include "results/motif_search_results.h"
 #include "search/collection_search.h"
 #include "search/indexed_screens.h"
+#include "search/match_records.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>

@@ -23,16 +23,6 @@ bool is_system_name(const fs::path& p) {
   return s.rfind("/dev/", 0) == 0 || s.rfind("/proc/", 0) == 0;
 }
 
-// Whether `path` exists and is something other than a regular file or a folder (a device, a
-// pipe or a socket), or is a system name: an output written into rather than replaced.
-bool is_special(const std::string& path) {
-  if (is_system_name(path))
-    return true;
-  std::error_code ec;
-  const fs::file_status st = fs::status(path, ec);
-  return !ec && fs::exists(st) && !fs::is_regular_file(st) && !fs::is_directory(st);
-}
-
 bool failed(const std::string& path, const std::string& why, std::string* error) {
   if (error)
     *error = path + ": " + why;
@@ -62,6 +52,14 @@ bool write_through(std::ofstream& out, const std::string& path,
 
 } // namespace
 
+bool is_written_into(const std::string& path) {
+  if (is_system_name(path))
+    return true;
+  std::error_code ec;
+  const fs::file_status st = fs::status(path, ec);
+  return !ec && fs::exists(st) && !fs::is_regular_file(st) && !fs::is_directory(st);
+}
+
 std::string temporary_path_beside(const std::string& path) {
   static std::atomic<unsigned long> counter{0};
   return path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter++);
@@ -84,7 +82,7 @@ std::string output_target(const std::string& path) {
 
 bool install_output(const std::string& temp, const std::string& path, std::string* error) {
   const std::string target = output_target(path);
-  if (is_special(target)) {
+  if (is_written_into(target)) {
     bool ok = false;
     {
       std::ifstream in(temp, std::ios::binary);
@@ -106,7 +104,7 @@ bool write_file_atomically(const std::string& path,
                            const std::function<void(std::ostream&)>& writer, std::string* error) {
   const std::string target = output_target(path);
   // Nothing of a device or pipe can be kept back on failure; it is written directly.
-  if (is_special(target)) {
+  if (is_written_into(target)) {
     // Appended: standard output sent to a file may have been written to already.
     std::ofstream out(target, std::ios::binary | std::ios::app);
     return write_through(out, path, writer, error);

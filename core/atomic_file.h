@@ -24,6 +24,11 @@ bool write_file_atomically(const std::string& path,
 /// followed past a name under /dev or /proc (/dev/stdout): that name is written into.
 std::string output_target(const std::string& path);
 
+/// Whether an output whose target (see output_target) is `target` is written into rather than
+/// replaced: a system name such as /dev/stdout, or something that exists and is neither a
+/// regular file nor a folder (a device, a pipe or a socket).
+bool is_written_into(const std::string& target);
+
 /// Puts the finished file `temp` in place of the output `path` (see output_target): renamed over
 /// it when it is a regular file or does not exist, copied into it when it is a device or pipe,
 /// `temp` being removed in every case. False with `error` set (naming `path`) on failure.

@@ -1027,41 +1027,30 @@ void check_files_unchanged(const std::string& path, const std::vector<std::strin
                                  " changed, appeared or disappeared since it was built; "
                                  "rebuild it");
   };
-  // A folder's files are compared as the walk finds them, without a list of them.
+  // Each file there now against the next one recorded; `changed` names the first difference.
   std::string changed;
-  const std::optional<bool> walked =
-      CifDatabase::for_each_source_file(sources, [&](const std::string& file) {
-        if (!files.step())
-          changed = file;
-        else if (const FileStamp recorded = recorded_file(files); recorded.path != file)
-          changed = recorded.path + " / " + file;
-        else if (!(stamp(file) == recorded))
-          changed = recorded.path;
-        return changed.empty();
-      });
-  if (walked && !*walked)
+  auto same = [&](const std::string& file) {
+    if (!files.step())
+      changed = file;
+    else if (const FileStamp recorded = recorded_file(files); recorded.path != file)
+      changed = recorded.path + " / " + file;
+    else if (!(stamp(file) == recorded))
+      changed = recorded.path;
+    return changed.empty();
+  };
+  // A folder's files are compared as the walk finds them, without a list of them; files named
+  // one by one, several sources and links are compared with their list, from the start.
+  std::optional<bool> all_same = CifDatabase::for_each_source_file(sources, same);
+  if (!all_same) {
+    files.reset();
+    std::vector<std::string> ignored;
+    const std::vector<std::string> now = CifDatabase::list_source_files(sources, ignored);
+    all_same = std::all_of(now.begin(), now.end(), same);
+  }
+  if (!*all_same)
     throw stale(changed);
-  if (walked) {
-    if (files.step())
-      throw stale(recorded_file(files).path);
-    return;
-  }
-  // Files named one by one, several sources, links: compared with their list, from the start.
-  files.reset();
-  std::vector<std::string> ignored;
-  const std::vector<std::string> now = CifDatabase::list_source_files(sources, ignored);
-  std::size_t i = 0;
-  for (; files.step(); ++i) {
-    const FileStamp recorded = recorded_file(files);
-    if (i >= now.size())
-      throw stale(recorded.path);
-    if (now[i] != recorded.path)
-      throw stale(recorded.path + " / " + now[i]);
-    if (!(stamp(now[i]) == recorded))
-      throw stale(recorded.path);
-  }
-  if (i < now.size())
-    throw stale(now[i]);
+  if (files.step())
+    throw stale(recorded_file(files).path);
 }
 
 } // namespace

@@ -6,7 +6,6 @@
 #include "search/motif_search.h"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -193,6 +192,7 @@ CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>&
   // they are passed on in order (to `in_order`, else into the survey). The entries are handed
   // out one run at a time, so few wait: those finished while an earlier one is still searched.
   CollectionSurvey survey;
+  std::vector<std::string> aborted; // in database order, as passed on
   std::mutex mutex;
   std::vector<char> finished(static_cast<std::size_t>(db_->nentries()), 0);
   std::map<int, EntryOutcome> waiting;
@@ -217,7 +217,7 @@ CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>&
             EntryOutcome ready = std::move(it->second);
             waiting.erase(it);
             if (ready.aborted)
-              survey.counts.aborted_entries.push_back(ready.id.str());
+              aborted.push_back(ready.id.str());
             if (!in_order) {
               survey.notable.push_back(std::move(ready));
               continue;
@@ -237,10 +237,9 @@ CollectionSurvey CollectionSearch::survey(const std::function<THandle<Motif>()>&
         passing = false;
       },
       on_entry);
-  std::vector<std::string> in_order_aborted = std::move(survey.counts.aborted_entries);
   for (const CollectionTally& part : parts)
     survey.counts.add(part);
-  survey.counts.aborted_entries = std::move(in_order_aborted); // the workers' order, replaced
+  survey.counts.aborted_entries = std::move(aborted); // not the workers' order
   return survey;
 }
 
